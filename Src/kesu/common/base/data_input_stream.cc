@@ -1,0 +1,102 @@
+#include "kesu/common/base/data_input_stream.h"
+
+#include <cstddef>
+
+namespace common_base {
+
+void DataInputStreamState::Snapshot(DataInputStream* stream) {
+  stream_ = stream;
+  position_ = stream->position_;
+  hit_error_ = stream->hit_error_;
+}
+
+void DataInputStream::Restore(const DataInputStreamState& state) {
+  position_ = state.position_;
+  hit_error_ = state.hit_error_;
+}
+
+unsigned char DataInputStream::ReadUint8() {
+  if (hit_end_of_file()) {
+    hit_error_ = true;
+    return 0;
+  }
+  return (*source_)[position_++];
+}
+
+template <typename Number>
+Number DataInputStream::ReadBigEndian() {
+  Number value = 0;
+  for (std::size_t i = 0; i < sizeof(Number); ++i) {
+    value = static_cast<Number>((value << 8) | ReadUint8());
+  }
+  return value;
+}
+
+template <typename Number>
+Number DataInputStream::ReadLittleEndian() {
+  Number value = 0;
+  for (std::size_t i = 0; i < sizeof(Number); ++i) {
+    value |= static_cast<Number>(ReadUint8()) << (8 * i);
+  }
+  return value;
+}
+
+unsigned short DataInputStream::ReadUint16() {
+  return ReadBigEndian<unsigned short>();
+}
+
+unsigned DataInputStream::ReadUint32() {
+  return ReadBigEndian<unsigned>();
+}
+
+unsigned long long DataInputStream::ReadUint64() {
+  return ReadBigEndian<unsigned long long>();
+}
+
+unsigned DataInputStream::ReadLittleEndianUint32() {
+  return ReadLittleEndian<unsigned>();
+}
+
+unsigned long long DataInputStream::ReadLittleEndianUint64() {
+  return ReadLittleEndian<unsigned long long>();
+}
+
+GVectorRef<const unsigned char> DataInputStream::View(int start, int length) const {
+  return {kReferenceExistingBuffer, source_->data() + start, length};
+}
+
+void DataInputStream::Advance(int length) {
+  if (length < 0 || length > source_->length() - position_) {
+    position_ = source_->length();
+    hit_error_ = true;
+  } else {
+    position_ += length;
+  }
+}
+
+GVectorRef<const unsigned char> DataInputStream::ReadByteSpan(int length) {
+  const int start = position_;
+  Advance(hit_error_ ? -1 : length);
+  if (hit_error_ || length == 0) return {};
+  return View(start, length);
+}
+
+GVectorRef<const unsigned char> DataInputStream::ReadFully() {
+  return ReadByteSpan(source_->length() - position_);
+}
+
+GVectorRef<const unsigned char> DataInputStream::ReadByteBlock() {
+  return ReadByteSpan(ReadUint16());
+}
+
+GString DataInputStream::ReadUtfString() {
+  return GString(ReadByteBlock());
+}
+
+GVectorRef<const unsigned char> DataInputStream::GetByteSpan(
+    const DataInputStreamState& start) const {
+  if (start.position_ >= position_) return {};
+  return View(start.position_, position_ - start.position_);
+}
+
+}  // namespace common_base

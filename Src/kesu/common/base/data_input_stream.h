@@ -1,0 +1,92 @@
+#ifndef KESU_COMMON_BASE_DATA_INPUT_STREAM_H_
+#define KESU_COMMON_BASE_DATA_INPUT_STREAM_H_
+
+#include "kesu/common/base/gstring.h"
+#include "kesu/common/base/memory.h"
+#include "kesu/common/base/vector.h"
+
+namespace common_base {
+
+class DataInputStream;
+
+/// A saved reading position, to look ahead and back up with DataInputStream::Restore().
+class DataInputStreamState {
+ public:
+  DataInputStreamState() = default;
+  explicit DataInputStreamState(DataInputStream* stream) { Snapshot(stream); }
+
+  void Snapshot(DataInputStream* stream);
+
+ private:
+  friend class DataInputStream;
+
+  DataInputStream* stream_ = nullptr;
+  int position_ = 0;
+  bool hit_error_ = false;
+};
+
+/// Reads numbers, byte spans and strings from a view of bytes. Numbers are big-endian unless the
+/// name says otherwise. Reading past the end yields zeros and empty views and sets a sticky error
+/// flag, to be tested once after a group of reads; only Restore() to an earlier state clears it.
+class DataInputStream : public HeapObject {
+ public:
+  /// `source` is borrowed and read afresh at each access.
+  explicit DataInputStream(const GVectorRef<const unsigned char>* source) : source_(source) {}
+  DataInputStream(const DataInputStream&) = delete;
+  DataInputStream& operator=(const DataInputStream&) = delete;
+  virtual ~DataInputStream() = default;
+
+  unsigned char ReadUint8();
+  signed char ReadInt8() { return static_cast<signed char>(ReadUint8()); }
+  bool ReadBool() { return ReadUint8() != 0; }
+  unsigned short ReadUint16();
+  short ReadInt16() { return static_cast<short>(ReadUint16()); }
+  unsigned ReadUint32();
+  int ReadInt32() { return static_cast<int>(ReadUint32()); }
+  unsigned long long ReadUint64();
+  long long ReadInt64() { return static_cast<long long>(ReadUint64()); }
+  unsigned ReadLittleEndianUint32();
+  int ReadLittleEndianInt32() { return static_cast<int>(ReadLittleEndianUint32()); }
+  unsigned long long ReadLittleEndianUint64();
+  long long ReadLittleEndianInt64() { return static_cast<long long>(ReadLittleEndianUint64()); }
+
+  /// The next `length` bytes, valid as long as the source's are. A negative length, or one that
+  /// reaches past the end, is an error: the view is empty and the position moves to the end.
+  GVectorRef<const unsigned char> ReadByteSpan(int length);
+  /// Everything from the position to the end.
+  GVectorRef<const unsigned char> ReadFully();
+  /// A 16-bit length and that many bytes.
+  GVectorRef<const unsigned char> ReadByteBlock();
+  /// A byte block as UTF-8 text; empty when the read failed.
+  GString ReadUtfString();
+  /// The bytes consumed since `start` was taken. Does not move the position.
+  GVectorRef<const unsigned char> GetByteSpan(const DataInputStreamState& start) const;
+
+  bool hit_error() const { return hit_error_; }
+  bool hit_end_of_file() const { return position_ >= source_->length(); }
+  int position() const { return position_; }
+
+  void Restore(const DataInputStreamState& state);
+
+ protected:
+  const GVectorRef<const unsigned char>& source() const { return *source_; }
+  /// Moves the position forward; beyond the end it stops there and the stream is in error.
+  void Advance(int length);
+
+ private:
+  friend class DataInputStreamState;
+
+  template <typename Number>
+  Number ReadBigEndian();
+  template <typename Number>
+  Number ReadLittleEndian();
+  GVectorRef<const unsigned char> View(int start, int length) const;
+
+  const GVectorRef<const unsigned char>* source_;
+  int position_ = 0;
+  bool hit_error_ = false;
+};
+
+}  // namespace common_base
+
+#endif  // KESU_COMMON_BASE_DATA_INPUT_STREAM_H_

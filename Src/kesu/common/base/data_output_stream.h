@@ -1,0 +1,52 @@
+#ifndef KESU_COMMON_BASE_DATA_OUTPUT_STREAM_H_
+#define KESU_COMMON_BASE_DATA_OUTPUT_STREAM_H_
+
+#include "kesu/common/base/gstring.h"
+#include "kesu/common/base/memory.h"
+#include "kesu/common/base/vector.h"
+
+namespace common_base {
+
+/// Appends numbers, bytes and strings to a byte vector. Numbers are big-endian unless the name says
+/// otherwise. Writes do not fail.
+class DataOutputStream : public HeapObject {
+ public:
+  /// `sink` is borrowed; every write appends to its end.
+  explicit DataOutputStream(GVector<unsigned char>* sink) : sink_(sink) {}
+  DataOutputStream(const DataOutputStream&) = delete;
+  DataOutputStream& operator=(const DataOutputStream&) = delete;
+  virtual ~DataOutputStream() = default;
+
+  void WriteUint8(unsigned char value) { sink_->Append(value); }
+  void WriteInt8(signed char value) { WriteUint8(static_cast<unsigned char>(value)); }
+  void WriteBool(bool value) { WriteUint8(value ? 1 : 0); }
+  void WriteUint16(unsigned short value);
+  void WriteInt16(short value) { WriteUint16(static_cast<unsigned short>(value)); }
+  void WriteUint32(unsigned value);
+  void WriteInt32(int value) { WriteUint32(static_cast<unsigned>(value)); }
+  void WriteUint64(unsigned long long value);
+  void WriteInt64(long long value) { WriteUint64(static_cast<unsigned long long>(value)); }
+  void WriteLittleEndianUint32(unsigned value);
+  void WriteLittleEndianInt32(int value) { WriteLittleEndianUint32(static_cast<unsigned>(value)); }
+  void WriteLittleEndianUint64(unsigned long long value);
+  void WriteLittleEndianInt64(long long value) {
+    WriteLittleEndianUint64(static_cast<unsigned long long>(value));
+  }
+
+  void WriteRawBytes(const GVectorRef<const unsigned char>& bytes);
+  /// A 16-bit length and the bytes. A block of 65536 bytes or more gets the low 16 bits of its
+  /// length, deliberately unchecked: that is the limit of the format.
+  void WriteByteBlock(const GVectorRef<const unsigned char>& bytes);
+  /// The UTF-8 form of `text` as a byte block.
+  void WriteUtf8String(const GString& text);
+
+ protected:
+  GVector<unsigned char>* sink() const { return sink_; }
+
+ private:
+  GVector<unsigned char>* sink_;
+};
+
+}  // namespace common_base
+
+#endif  // KESU_COMMON_BASE_DATA_OUTPUT_STREAM_H_

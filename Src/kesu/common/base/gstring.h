@@ -1,0 +1,57 @@
+#ifndef KESU_COMMON_BASE_GSTRING_H_
+#define KESU_COMMON_BASE_GSTRING_H_
+
+#include <cstddef>
+
+#include "kesu/common/base/string_storage.h"
+#include "kesu/common/base/vector.h"
+
+namespace common_base {
+
+/// A text: one pointer to a shared, reference-counted storage. Copies share; a writer
+/// (GStringBuffer) clones what somebody else also holds, so a GString never changes behind its
+/// holder's back. Not for use on more than one thread.
+class GString {
+ public:
+  GString();
+  GString(std::nullptr_t) : GString() {}
+  /// The text decoded from NUL-terminated UTF-8; null is the empty string.
+  GString(const char* utf8);
+  explicit GString(const GVectorRef<const unsigned char>& utf8);
+  /// A handle to `storage`; null is the empty string.
+  explicit GString(GStringStorage* storage);
+  GString(const GString& other);
+  GString& operator=(const GString& other);
+  ~GString();
+
+  GStringStorage* Storage() const { return storage_; }
+  GStringStorage* operator->() const { return storage_; }
+
+  bool operator==(const GString& other) const { return storage_->Equals(other.storage_); }
+
+  /// For the storage and its writers: the storage that all default-made strings share, null while
+  /// there is none, and the means to take it out of use.
+  static GStringStorage* shared_empty_storage();
+  static void ForgetSharedEmptyStorage(const GStringStorage* storage);
+
+ protected:
+  /// Makes the storage this handle's alone, for a writer.
+  void PrepareStorageForWrite();
+
+ private:
+  void Hold(GStringStorage* storage);
+  void Release();
+
+  GStringStorage* storage_;
+};
+
+GString NewGStringFromUtf8(const char* utf8);
+GString NewGStringFromUtf8Vector(const GVectorRef<const unsigned char>& utf8);
+
+/// 0xFFFD for a value above 0x10000, the value itself otherwise. 0x10000 passes through unchanged,
+/// deliberately.
+unsigned CodePointToUcs2(unsigned code_point);
+
+}  // namespace common_base
+
+#endif  // KESU_COMMON_BASE_GSTRING_H_

@@ -1,0 +1,84 @@
+#include "kesu/common/base/internal/async.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include "kesu/common/base/assertions.h"
+
+namespace common_base {
+namespace {
+
+constexpr long long kint32max = std::numeric_limits<int>::max();
+constexpr long long kWaitWithNothingPending = 10 * kTicksPerSecond;
+
+}  // namespace
+
+SimpleRequestQueue::~SimpleRequestQueue() {
+  while (!pending_.IsEmpty()) delete RemoveFirst();
+}
+
+RequestInterface* SimpleRequestQueue::NewDeferredRequest(long long delay) {
+  return new DeferredRequest(this, delay);
+}
+
+void SimpleRequestQueue::Insert(DeferredRequest* request) {
+  request->sequence_number_ = next_sequence_number_++;
+  pending_.Append(request);
+  std::push_heap(pending_.begin(), pending_.end(),
+                 [](const auto* a, const auto* b) { return a->IsAfter(*b); });
+}
+
+SimpleRequestQueue::DeferredRequest* SimpleRequestQueue::RemoveFirst() {
+  std::pop_heap(pending_.begin(), pending_.end(),
+                [](const auto* a, const auto* b) { return a->IsAfter(*b); });
+  DeferredRequest* first = pending_[pending_.length() - 1];
+  pending_.AdjustLength(pending_.length() - 1);
+  return first;
+}
+
+void SimpleRequestQueue::StartDeferredRequests() {
+  const long long now = clock_->TickCount();
+  while (!pending_.IsEmpty() && pending_[0]->due_time_ <= now) {
+    DeferredRequest* request = RemoveFirst();
+    if (!request->cancelled_) request->requester_->OnRequestComplete(request);
+    delete request;
+  }
+}
+
+long long SimpleRequestQueue::TimeOfNextRequest() const {
+  if (pending_.IsEmpty()) return clock_->TickCount() + kWaitWithNothingPending;
+  return pending_[0]->due_time_;
+}
+
+SimpleRequestQueue::DeferredRequest::DeferredRequest(SimpleRequestQueue* queue, long long delay)
+    : queue_(queue), delay_(delay) {
+  GWASSERT_AT(191, delay >= 0);
+  GWASSERT_AT(192, delay < kint32max);
+}
+
+int SimpleRequestQueue::DeferredRequest::Start(RequesterInterface* requester) {
+  GWASSERT_AT(200, requester);
+  GWASSERT_AT(201, !requester_);
+  GWASSERT_AT(202, !cancelled_);
+  requester_ = requester;
+  due_time_ = queue_->clock_->TickCount() + delay_;
+  queue_->Insert(this);
+  return 0;
+}
+
+void SimpleRequestQueue::DeferredRequest::Cancel() {
+  GWASSERT_AT(216, !cancelled_);
+  if (requester_ == nullptr) {
+    delete this;
+  } else {
+    cancelled_ = true;
+  }
+}
+
+bool SimpleRequestQueue::DeferredRequest::IsAfter(const DeferredRequest& other) const {
+  return std::pair(due_time_, sequence_number_) >
+         std::pair(other.due_time_, other.sequence_number_);
+}
+
+}  // namespace common_base

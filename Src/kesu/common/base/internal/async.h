@@ -1,0 +1,70 @@
+#ifndef KESU_COMMON_BASE_INTERNAL_ASYNC_H_
+#define KESU_COMMON_BASE_INTERNAL_ASYNC_H_
+
+#include "kesu/common/base/clock_interface.h"
+#include "kesu/common/base/request_interface.h"
+#include "kesu/common/base/vector.h"
+
+namespace common_base {
+
+/// A request queue that its owner drives from a timer: arm it for TimeOfNextRequest(), and then
+/// call StartDeferredRequests().
+class SimpleRequestQueue : public RequestQueueInterface {
+ public:
+  class DeferredRequest;
+
+  /// `clock` is borrowed and must outlive the queue.
+  explicit SimpleRequestQueue(const ClockInterface* clock) : clock_(clock) {}
+  SimpleRequestQueue(const SimpleRequestQueue&) = delete;
+  SimpleRequestQueue& operator=(const SimpleRequestQueue&) = delete;
+  /// Deletes the requests still waiting, in order, without telling anybody.
+  ~SimpleRequestQueue() override;
+
+  /// Reports a broken contract for a negative delay and for one of 2147483647 ticks or more, and
+  /// takes it all the same.
+  RequestInterface* NewDeferredRequest(long long delay) override;
+
+  /// Completes every started request that is due, in the order of their due times; those that are
+  /// due at the same tick in the order they were started.
+  void StartDeferredRequests();
+
+  /// The tick at which the first request is due, or ten seconds from now when none waits.
+  long long TimeOfNextRequest() const;
+
+ private:
+  void Insert(DeferredRequest* request);
+  DeferredRequest* RemoveFirst();
+
+  const ClockInterface* clock_;
+  /// A binary heap, the request that is due first on top.
+  GVector<DeferredRequest*> pending_;
+  /// Tells requests that are due at the same tick apart.
+  long long next_sequence_number_ = 0;
+};
+
+/// A request that completes after a delay. Deletes itself: after completing, on Cancel() before
+/// Start(), or silently when its time comes on Cancel() after it.
+class SimpleRequestQueue::DeferredRequest : public RequestInterface {
+ public:
+  DeferredRequest(SimpleRequestQueue* queue, long long delay);
+
+  int Start(RequesterInterface* requester) override;
+  void Cancel() override;
+
+ private:
+  friend class SimpleRequestQueue;
+
+  /// Whether this request is due after `other`.
+  bool IsAfter(const DeferredRequest& other) const;
+
+  SimpleRequestQueue* queue_;
+  RequesterInterface* requester_ = nullptr;
+  long long delay_;
+  long long due_time_ = 0;
+  bool cancelled_ = false;
+  long long sequence_number_ = 0;
+};
+
+}  // namespace common_base
+
+#endif  // KESU_COMMON_BASE_INTERNAL_ASYNC_H_

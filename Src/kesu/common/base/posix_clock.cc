@@ -1,0 +1,51 @@
+#include "kesu/common/base/posix_clock.h"
+
+#include <ctime>
+
+#include <sys/time.h>
+
+namespace common_base {
+namespace {
+
+timeval TimeOfDay() {
+  timeval now = {};
+  gettimeofday(&now, nullptr);
+  return now;
+}
+
+}  // namespace
+
+long long GetUnixTimestamp() {
+  const timeval now = TimeOfDay();
+  return now.tv_sec * 1000LL + now.tv_usec / 1000;
+}
+
+long long TimeInMicroseconds() {
+  const timeval now = TimeOfDay();
+  return now.tv_sec * 1000000LL + now.tv_usec;
+}
+
+GTime PosixClock::GetUtcGTime() const {
+  return GTime::GTimeFromMilliseconds(GetUtcTime());
+}
+
+long long PosixClock::GetUtcTime() const {
+  return GetUnixTimestamp();
+}
+
+int PosixClock::GetCurrentLocalTimeOffsetFromUtc() const {
+  const std::time_t now = std::time(nullptr);
+  std::tm local = {};
+  localtime_r(&now, &local);
+  return static_cast<int>(local.tm_gmtoff / 60);
+}
+
+long long PosixClock::TickCount() const {
+  return TimeInMicroseconds();
+}
+
+ClockInterface* NewClock() {
+  return new PosixClock;
+}
+
+}  // namespace common_base

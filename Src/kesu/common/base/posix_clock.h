@@ -1,0 +1,27 @@
+#ifndef KESU_COMMON_BASE_POSIX_CLOCK_H_
+#define KESU_COMMON_BASE_POSIX_CLOCK_H_
+
+#include "kesu/common/base/clock_interface.h"
+
+namespace common_base {
+
+/// The clock of the operating system. Its ticks come from gettimeofday and so follow changes of the
+/// system's time.
+class PosixClock : public ClockInterface {
+ public:
+  GTime GetUtcGTime() const override;
+  long long GetUtcTime() const override;
+  int GetCurrentLocalTimeOffsetFromUtc() const override;
+  long long TickCount() const override;
+};
+
+/// A new PosixClock, owned by the caller.
+ClockInterface* NewClock();
+
+/// gettimeofday in milliseconds and in microseconds since 1970-01-01 00:00 UTC.
+long long GetUnixTimestamp();
+long long TimeInMicroseconds();
+
+}  // namespace common_base
+
+#endif  // KESU_COMMON_BASE_POSIX_CLOCK_H_
