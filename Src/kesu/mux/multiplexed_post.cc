@@ -1,0 +1,84 @@
+#include "kesu/mux/multiplexed_post.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <utility>
+
+#include "kesu/common/base/string_format.h"
+#include "kesu/mux/http_constants.h"
+
+namespace common_kesu {
+namespace {
+
+using common_base::ByteVector;
+using common_base::ByteView;
+using common_base::DataOutputStream;
+using common_base::GString;
+using common_base::GVectorRef;
+
+void SetHeader(const char* name, const GString& value, HttpRequestInterface* request) {
+  ByteVector name_bytes;
+  ByteVector value_bytes;
+  GString(name)->ToUtf8Vector(&name_bytes);
+  value->ToUtf8Vector(&value_bytes);
+  request->SetHttpRequestHeader(name_bytes, value_bytes);
+}
+
+}  // namespace
+
+MultiplexedPost::MultiplexedPost(const GVectorRef<Request*>& requests, int additional_length)
+    : additional_length_(additional_length) {
+  muxed_requests_.AppendAll(requests);
+}
+
+MultiplexedPost::~MultiplexedPost() {
+  if (start_failure_ != nullptr) start_failure_->Cancel();
+  if (post_request_ == nullptr) return;
+  std::puts("MultiplexedPost Cancel()");
+  post_request_->Cancel();
+}
+
+int MultiplexedPost::FillPayload(HeaderRequest* header_request) {
+  DataOutputStream stream(&post_body_);
+  header_request->WriteHeader(&stream);
+  header_request->WriteBody(&stream);
+  for (Request* request : muxed_requests_) {
+    if (request == nullptr) continue;
+    request->WriteHeader(&stream);
+    request->WriteBody(&stream);
+  }
+  post_body_view_ = ByteView(post_body_);
+  return post_body_.length();
+}
+
+int MultiplexedPost::ComputeContentLength() const {
+  int length = additional_length_;
+  for (Request* request : muxed_requests_) {
+    if (request != nullptr) length += request->GetTotalLength();
+  }
+  return length;
+}
+
+void MultiplexedPost::CreateTheHttpPost(HttpRequestFactory* factory, const MuxConfig& config) {
+  post_request_ = factory->NewHttpPostRequest(config.service_url, &post_body_view_, &response_body_,
+                                              &post_error_);
+  if (post_request_ == nullptr) return;
+  SetHeader(kContentTypeHeader, kKesuMuxContentType, post_request_);
+  SetHeader(kContentLengthHeader, common_base::NewGStringFromFormat("%d", ComputeContentLength()),
+            post_request_);
+}
+
+void MultiplexedPost::Cancel(const Request* request) {
+  Request** entry = std::find(muxed_requests_.begin(), muxed_requests_.end(), request);
+  if (entry != muxed_requests_.end()) *entry = nullptr;
+}
+
+Request* MultiplexedPost::TakeRequest(int index) {
+  return std::exchange(muxed_requests_[index], nullptr);
+}
+
+void MultiplexedPost::FinishPosting() {
+  std::puts("FinishPosting");
+}
+
+}  // namespace common_kesu

@@ -1,0 +1,118 @@
+#include "kesu/mux/request_scheduler.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace common_kesu {
+
+using common_base::ClockInterface;
+using common_base::GVector;
+using common_base::RequestInterface;
+using common_base::RequestQueueInterface;
+
+RequestScheduler::RequestScheduler(ListenerInterface* listener, RequestQueueInterface* queue,
+                                   ClockInterface* clock)
+    : RequestScheduler(listener, queue, clock, kDefaultMinDelayTicks, kDefaultMaxDelayTicks) {}
+
+RequestScheduler::RequestScheduler(ListenerInterface* listener, RequestQueueInterface* queue,
+                                   ClockInterface* clock, long long min_delay, long long max_delay)
+    : listener_(listener),
+      queue_(queue),
+      clock_(clock),
+      min_delay_(min_delay),
+      max_delay_(max_delay) {}
+
+RequestScheduler::~RequestScheduler() {
+  if (timer_ != nullptr) timer_->Cancel();
+  while (first_delayed_ != nullptr) delete first_delayed_;
+}
+
+void RequestScheduler::StartTimer(long long delay) {
+  timer_ = queue_->NewDeferredRequest(delay);
+  timer_->Start(this);
+}
+
+void RequestScheduler::Submit(Request* request, bool send_now) {
+  pending_requests_.Append(request);
+  if (send_now) {
+    SendPendingRequests();
+    return;
+  }
+  const long long now = clock_->TickCount();
+  soft_deadline_ = now + min_delay_;
+  if (timer_ != nullptr) return;
+  hard_deadline_ = now + max_delay_;
+  StartTimer(min_delay_);
+}
+
+void RequestScheduler::OnRequestComplete(RequestInterface* request) {
+  if (request != timer_) return;
+  timer_ = nullptr;
+  const long long remaining = std::min(hard_deadline_, soft_deadline_) - clock_->TickCount();
+  if (remaining <= 0) {
+    SendPendingRequests();
+  } else {
+    StartTimer(remaining);
+  }
+}
+
+void RequestScheduler::SendPendingRequests() {
+  if (timer_ != nullptr) std::exchange(timer_, nullptr)->Cancel();
+  const GVector<Request*> batch = std::move(pending_requests_);
+  bool ok = true;
+  listener_->ProcessRequests(batch, &ok);
+}
+
+void RequestScheduler::SubmitWithDelay(Request* request, long long delay, bool send_now) {
+  RequestInterface* deferred = queue_->NewDeferredRequest(delay);
+  deferred->Start(new DelayedSubmission(this, deferred, request, send_now));
+}
+
+void RequestScheduler::DoDelayedSubmission(DelayedSubmission* submission) {
+  Request* request = submission->request();
+  const bool send_now = submission->send_now();
+  DeleteDelayedSubmission(submission);
+  Submit(request, send_now);
+}
+
+void RequestScheduler::DeleteDelayedSubmission(DelayedSubmission* submission) {
+  delete submission;
+}
+
+void RequestScheduler::Cancel(Request* request) {
+  DelayedSubmission* delayed = first_delayed_;
+  while (delayed != nullptr && delayed->request() != request) delayed = delayed->next();
+  delete delayed;
+  std::replace(pending_requests_.begin(), pending_requests_.end(), request,
+               static_cast<Request*>(nullptr));
+}
+
+RequestScheduler::DelayedSubmission::DelayedSubmission(RequestScheduler* scheduler,
+                                                       RequestInterface* deferred_request,
+                                                       Request* request, bool send_now)
+    : scheduler_(scheduler),
+      deferred_request_(deferred_request),
+      request_(request),
+      send_now_(send_now),
+      previous_(scheduler->last_delayed_) {
+  (previous_ == nullptr ? scheduler_->first_delayed_ : previous_->next_) = this;
+  scheduler_->last_delayed_ = this;
+}
+
+RequestScheduler::DelayedSubmission::~DelayedSubmission() {
+  if (deferred_request_ != nullptr) deferred_request_->Cancel();
+  (previous_ == nullptr ? scheduler_->first_delayed_ : previous_->next_) = next_;
+  (next_ == nullptr ? scheduler_->last_delayed_ : next_->previous_) = previous_;
+}
+
+void RequestScheduler::DelayedSubmission::OnRequestComplete(RequestInterface*) {
+  deferred_request_ = nullptr;
+  scheduler_->DoDelayedSubmission(this);
+}
+
+void RequestScheduler::DelayedSubmission::OnRequestFailed(RequestInterface*) {
+  deferred_request_ = nullptr;
+  scheduler_->DeleteDelayedSubmission(this);
+}
+
+}  // namespace common_kesu
