@@ -1,0 +1,104 @@
+#include "kesu/services/request_reply_service_base.h"
+
+#include <utility>
+
+#include "kesu/common/base/logging.h"
+#include "kesu/mux/mobile_service_mux.h"
+
+namespace common_kesu {
+namespace {
+
+using common_base::ByteView;
+using common_base::DataInputStream;
+using common_base::DataOutputStream;
+using common_base::LogDebug;
+using common_base::LogWarn;
+using common_base::ScopedPtr;
+
+constexpr int kStatusOk = 200;
+
+}  // namespace
+
+RequestReplyServiceBase::~RequestReplyServiceBase() {
+  if (invocation_ != nullptr) invocation_->DetachPatron();
+  RequestReplyServiceBase::CancelTheKesuRequest();
+}
+
+KesuServiceRequest* RequestReplyServiceBase::NewInvocation() {
+  const MobileServiceMux* mux = MobileServiceMux::GetInstance();
+  const common_base::ClockInterface* clock = mux == nullptr ? nullptr : mux->clock();
+  if (HasInvocationRunning()) return new KesuServiceRequest(nullptr, clock);
+  if (invocation_ != nullptr) invocation_->DetachPatron();
+  invocation_ = new KesuServiceRequest(this, clock);
+  return invocation_;
+}
+
+bool RequestReplyServiceBase::MakeTheKesuRequest() {
+  MobileServiceMux* mux = MobileServiceMux::GetInstance();
+  if (mux == nullptr) return false;
+  if (response_received_) {
+    InformRequester(true, nullptr);
+    return true;
+  }
+  payload_.Clear();
+  DataOutputStream stream(&payload_);
+  WriteThePayloadTo(&stream);
+  payload_view_ = ByteView(payload_);
+  ReplaceRequest(maker_->NewKesuRequestFrom(service_uri_, &payload_view_));
+  request_->ReplaceListener(this);
+  request_made_ = true;
+  mux->Submit(request_.get(), send_immediately());
+  return true;
+}
+
+/// Deletes the previous request, once nobody borrows it any more.
+void RequestReplyServiceBase::ReplaceRequest(Request* request) {
+  if (request_ && request_.get() != request) {
+    request_->ReplaceListener(nullptr);
+    MobileServiceMux* mux = MobileServiceMux::GetInstance();
+    if (request_made_ && mux != nullptr) mux->Cancel(request_.get());
+  }
+  request_made_ = false;
+  request_.reset(request);
+}
+
+bool RequestReplyServiceBase::RequestComplete(const Request*, const Response* response, bool* ok) {
+  request_made_ = false;
+  response_received_ = false;
+  if (invocation_ == nullptr) return true;
+  LogDebug("... handling the response");
+  if (response->is_error()) {
+    LogWarn("The server sent back an error");
+    InformRequester(false, response);
+    return true;
+  }
+  *ok = response->status_code() == kStatusOk;
+  if (*ok) {
+    const ScopedPtr<DataInputStream> stream(response->GetInputStream());
+    *ok = stream && ExtractTheResponseFrom(stream.get());
+    response_received_ = *ok;
+  }
+  if (!*ok) LogWarn("An error occurred while attempting to extract the response");
+  InformRequester(response_received_, response);
+  return true;
+}
+
+/// The requester may delete this service: nothing of it may be touched afterwards.
+void RequestReplyServiceBase::InformRequester(bool success, const Response* response) {
+  std::exchange(invocation_, nullptr)->InformRequester(success, response);
+}
+
+void RequestReplyServiceBase::CancelTheKesuRequest() {
+  if (request_) request_->ReplaceListener(nullptr);
+  if (invocation_ == nullptr) return;
+  ReplaceRequest(nullptr);
+  invocation_ = nullptr;
+}
+
+void RequestReplyServiceBase::ResetForNewRequest() {
+  payload_.Clear();
+  payload_view_ = ByteView();
+  response_received_ = false;
+}
+
+}  // namespace common_kesu
