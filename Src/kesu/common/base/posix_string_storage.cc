@@ -22,6 +22,7 @@ const icu::Collator* HoldSharedCollator() {
   if (shared_collator == nullptr) {
     UErrorCode status = U_ZERO_ERROR;
     shared_collator = icu::Collator::createInstance(status);
+    if (shared_collator == nullptr) return nullptr;
   }
   ++shared_collator_holders;
   return shared_collator;
@@ -65,36 +66,37 @@ const icu::UnicodeString& PosixGStringStorage::TextOf(const GStringStorage* stor
 }
 
 void PosixGStringStorage::AppendNewline() {
-  text_.append(u"\r\n", 2);
+  Edit().append(u"\r\n", 2);
 }
 
 void PosixGStringStorage::AppendGString(const GString& other) {
-  text_.append(TextOf(other.Storage()));
+  Edit().append(TextOf(other.Storage()));
 }
 
 void PosixGStringStorage::AppendUtf8String(const char* text, int length) {
   const int size = length == -1 ? static_cast<int>(std::strlen(text)) : length;
   const icu::UnicodeString decoded = icu::UnicodeString::fromUTF8(icu::StringPiece(text, size));
   if (text_.isEmpty()) {
-    text_ = decoded;
+    Edit() = decoded;
   } else {
-    text_.append(decoded);
+    Edit().append(decoded);
   }
 }
 
 void PosixGStringStorage::AppendUtf16String(const wchar_t* units, int count) {
-  text_.append(icu::UnicodeString(reinterpret_cast<const char*>(units), count * 2, "utf-16"));
+  Edit().append(icu::UnicodeString(reinterpret_cast<const char*>(units), count * 2, "utf-16"));
 }
 
 void PosixGStringStorage::AppendCodePoint(unsigned code_point) {
-  text_.append(Encode(code_point));
+  Edit().append(Encode(code_point));
 }
 
 void PosixGStringStorage::ReplaceCodePoint(unsigned from, unsigned to) {
   const icu::UnicodeString old_units = Encode(from);
   const icu::UnicodeString new_units = Encode(to);
-  text_.findAndReplace(0, Length(), old_units, 0, old_units.length(), new_units, 0,
-                       new_units.length());
+  const int units = Length();
+  Edit().findAndReplace(0, units, old_units, 0, old_units.length(), new_units, 0,
+                        new_units.length());
 }
 
 void PosixGStringStorage::ReplaceChar(int from, int to) {
@@ -103,11 +105,11 @@ void PosixGStringStorage::ReplaceChar(int from, int to) {
 
 void PosixGStringStorage::Delete(int start, int end) {
   end = std::min(end, Length());
-  if (end > start) text_.removeBetween(start, end);
+  if (end > start) Edit().removeBetween(start, end);
 }
 
 void PosixGStringStorage::InsertGString(int position, const GString& other) {
-  if (!other->IsEmpty()) text_.insert(position, TextOf(other.Storage()));
+  if (!other->IsEmpty()) Edit().insert(position, TextOf(other.Storage()));
 }
 
 bool PosixGStringStorage::IsEmpty() const {
@@ -115,7 +117,13 @@ bool PosixGStringStorage::IsEmpty() const {
 }
 
 int PosixGStringStorage::Length() const {
-  return text_.countChar32();
+  if (length_ == kUnknownLength) length_ = text_.countChar32();
+  return length_;
+}
+
+icu::UnicodeString& PosixGStringStorage::Edit() {
+  length_ = kUnknownLength;
+  return text_;
 }
 
 void PosixGStringStorage::ToUtf8Vector(GVector<unsigned char>* out) const {
@@ -154,6 +162,7 @@ int PosixGStringStorage::CompareNaturalSortOrder(const GString& other) const {
   if (other.Storage() == nullptr) return 1;
   if (other.Storage() == this) return 0;
   if (collator_ == nullptr) collator_ = HoldSharedCollator();
+  if (collator_ == nullptr) return Sign(text_.compare(TextOf(other.Storage())));
   UErrorCode status = U_ZERO_ERROR;
   return collator_->compare(text_, TextOf(other.Storage()), status);
 }

@@ -53,9 +53,16 @@ class PosixGStringStorage : public GStringStorage {
   static const icu::UnicodeString& TextOf(const GStringStorage* storage);
   GString NewString(int start, int length) const;
 
+  static constexpr int kUnknownLength = -1;
+
+  /// The text, for a change.
+  icu::UnicodeString& Edit();
+
   icu::UnicodeString text_;
   /// The process-wide collator, held from the first natural comparison on.
   mutable const icu::Collator* collator_ = nullptr;
+  /// Length(), which many operations ask for; counted when it is first needed after a change.
+  mutable int length_ = kUnknownLength;
 };
 
 }  // namespace common_base

@@ -62,7 +62,8 @@ int SimpleRequestQueue::DeferredRequest::Start(RequesterInterface* requester) {
   GWASSERT_AT(201, !requester_);
   GWASSERT_AT(202, !cancelled_);
   requester_ = requester;
-  due_time_ = queue_->clock_->TickCount() + delay_;
+  const long long now = queue_->clock_->TickCount();
+  due_time_ = now + std::min(delay_, std::numeric_limits<long long>::max() - now);
   queue_->Insert(this);
   return 0;
 }

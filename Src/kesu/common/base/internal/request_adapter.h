@@ -38,8 +38,8 @@ class RequestAdapter : public RequestInterface, public RequesterInterface {
   /// To be called by the subclass's constructor. `inner` is cancelled with the adapter; `name` is a
   /// static text for log lines.
   void InitRequestAdapter(RequestInterface* inner, const char* name);
-  /// Starts `next` in place of the inner request that has just ended. A `next` that cannot be started
-  /// is a failure of the adapter.
+  /// Starts `next` in place of the inner request that has just ended. A `next` that cannot be
+  /// started is a failure of the adapter.
   void ResetInnerRequest(RequestInterface* next);
   void SetSucceeded(bool succeeded) { succeeded_ = succeeded; }
   /// Tells the requester the outcome.
