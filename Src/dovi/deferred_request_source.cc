@@ -1,0 +1,54 @@
+#include "dovi/deferred_request_source.h"
+
+#include <algorithm>
+
+namespace {
+
+using common_base::kTicksPerMillisecond;
+
+struct QueueSource {
+  GSource source;
+  common_base::SimpleRequestQueue* queue;
+  const common_base::ClockInterface* clock;
+};
+
+/// Milliseconds until the next request is due, rounded up so that the loop does not wake too early.
+gint MillisecondsToWait(const QueueSource& source) {
+  const long long ticks = source.queue->TimeOfNextRequest() - source.clock->TickCount();
+  const long long milliseconds = ticks / kTicksPerMillisecond + (ticks % kTicksPerMillisecond > 0);
+  return static_cast<gint>(std::clamp<long long>(milliseconds, 0, G_MAXINT));
+}
+
+gboolean Prepare(GSource* source, gint* timeout) {
+  *timeout = MillisecondsToWait(*reinterpret_cast<QueueSource*>(source));
+  return *timeout == 0;
+}
+
+gboolean Check(GSource* source) {
+  return MillisecondsToWait(*reinterpret_cast<QueueSource*>(source)) == 0;
+}
+
+/// A request may destroy the DeferredRequestSource. GLib keeps the source itself until this
+/// returns.
+gboolean Dispatch(GSource* source, GSourceFunc, gpointer) {
+  reinterpret_cast<QueueSource*>(source)->queue->StartDeferredRequests();
+  return G_SOURCE_CONTINUE;
+}
+
+GSourceFuncs queue_source_functions = {Prepare, Check, Dispatch, nullptr, nullptr, nullptr};
+
+}  // namespace
+
+DeferredRequestSource::DeferredRequestSource(common_base::SimpleRequestQueue* queue,
+                                             const common_base::ClockInterface* clock)
+    : source_(g_source_new(&queue_source_functions, sizeof(QueueSource))) {
+  auto* queue_source = reinterpret_cast<QueueSource*>(source_);
+  queue_source->queue = queue;
+  queue_source->clock = clock;
+  g_source_attach(source_, nullptr);
+}
+
+DeferredRequestSource::~DeferredRequestSource() {
+  g_source_destroy(source_);
+  g_source_unref(source_);
+}

@@ -1,0 +1,37 @@
+#ifndef DOVI_DEPLOYMENT_SETTINGS_H_
+#define DOVI_DEPLOYMENT_SETTINGS_H_
+
+/// How this deployment reaches the service. Every text is UTF-8; null and the empty text mean that
+/// nothing is set.
+struct DoviDeploymentSettings {
+  /// Scheme (http or https), host and port, without a slash at the end: "https://example.org:8443".
+  /// Not set: the host that the library was built with.
+  const char* host = nullptr;
+  /// A PEM file of the authorities that the service's certificate is checked against. Not set:
+  /// those of libcurl.
+  const char* ca_file = nullptr;
+  /// Not set: no proxy. The environment is never asked.
+  const char* proxy = nullptr;
+  /// Milliseconds until a connection must stand; 0 leaves it to libcurl.
+  int connect_timeout_ms = 0;
+  /// Milliseconds that a whole exchange may take; 0 is without a limit.
+  int total_timeout_ms = 0;
+};
+
+/// Replaces the settings of the process; the texts are copied. To be called before the
+/// DoviHttpRequestFactory is made. False, with nothing changed, when the service's URL would not
+/// fit its buffer or a time-out is negative.
+bool SetDoviDeploymentSettings(const DoviDeploymentSettings& settings);
+
+/// The settings in force. No text is null: what is not set is empty, and the host is the actual
+/// one. Valid until the next SetDoviDeploymentSettings().
+const DoviDeploymentSettings& GetDoviDeploymentSettings();
+
+inline constexpr char kDoviServicePath[] = "/m/appreq/cllDovi";
+/// Room for the URL of the service and its NUL.
+inline constexpr int kDoviUrlBufferSize = 100;
+
+/// Writes the NUL-terminated URL of the service: the host in force and the path.
+void WriteDoviServiceUrl(char (&buffer)[kDoviUrlBufferSize]);
+
+#endif  // DOVI_DEPLOYMENT_SETTINGS_H_

@@ -1,0 +1,307 @@
+#include "dovi/dovi_http_request.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <string_view>
+
+#include <strings.h>
+
+#include "dovi/glibcurl.h"
+#include "kesu/common/base/assertions.h"
+#include "kesu/mux/header_field_iterator.h"
+#include "kesu/mux/http_constants.h"
+
+using common_base::ByteView;
+using common_base::GString;
+using common_base::GVector;
+using common_base::GVectorRef;
+
+namespace {
+
+/// Results of Start().
+constexpr int kStarted = 0;
+constexpr int kCouldNotStart = 1;
+
+constexpr int kMaxHeaderBytes = 1 << 20;
+constexpr int kMaxBodyBytes = 64 << 20;
+constexpr long kMaxRedirects = 10;
+
+constexpr std::string_view kHeaderLineEnd = "\r\n";
+
+bool IsContentLength(std::string_view line) {
+  constexpr std::size_t kNameLength = sizeof(common_kesu::kContentLengthHeader) - 1;
+  return line.size() > kNameLength && line[kNameLength] == ':' &&
+         strncasecmp(line.data(), common_kesu::kContentLengthHeader, kNameLength) == 0;
+}
+
+bool HasContentLength(std::string_view header_text) {
+  while (true) {
+    if (IsContentLength(header_text)) return true;
+    const std::size_t line_end = header_text.find(kHeaderLineEnd);
+    if (line_end == std::string_view::npos) return false;
+    header_text.remove_prefix(line_end + kHeaderLineEnd.size());
+  }
+}
+
+/// Keeps curl, and the redirects that it follows, to HTTP.
+void AllowHttpOnly(CURL* easy) {
+#if LIBCURL_VERSION_NUM >= 0x075500
+  curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
+  curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+#else
+  curl_easy_setopt(easy, CURLOPT_PROTOCOLS, long{CURLPROTO_HTTP | CURLPROTO_HTTPS});
+  curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS, long{CURLPROTO_HTTP | CURLPROTO_HTTPS});
+#endif
+}
+
+}  // namespace
+
+DoviHttpRequest::DoviHttpRequest(DoviHttpRequestFactory* factory,
+                                 const GVectorRef<const unsigned char>* request_body,
+                                 GVector<unsigned char>* response_body,
+                                 HttpRequestFactory::StatusInfo* status_info)
+    : response_header_text_(kMaxHeaderBytes),
+      received_body_(kMaxBodyBytes),
+      factory_(factory),
+      status_info_(status_info),
+      request_body_(request_body),
+      response_body_(response_body) {
+  WriteDoviServiceUrl(url_buffer_);
+  std::puts("constructing DoviHttpRequest()");
+  // The "%s" is part of the line, deliberately.
+  std::printf("url is %%s%s\n", url_buffer_);
+}
+
+DoviHttpRequest::~DoviHttpRequest() {
+  std::puts("~DoviHttpRequest ");
+  curl_slist_free_all(header_list_);
+  std::puts("enf curl_slist_free_all()");
+  // Without a handle nothing was added to the multi handle.
+  if (easy_handle_ == nullptr) return;
+  glibcurl_remove(easy_handle_);
+  std::puts("glibcurl_remove()");
+  curl_easy_cleanup(easy_handle_);
+  std::puts("end curl_easy_cleanup()");
+}
+
+int DoviHttpRequest::Start(common_base::RequesterInterface* requester) {
+  GWASSERT(easy_handle_ == nullptr);
+  if (easy_handle_ != nullptr) return kCouldNotStart;
+  requester_ = requester;
+  return sendPostRequest(url_buffer_);
+}
+
+void DoviHttpRequest::Cancel() {
+  std::puts("Cancel ");
+  delete this;
+}
+
+void DoviHttpRequest::SetHttpRequestHeader(const GVectorRef<const unsigned char>& name,
+                                           const GVectorRef<const unsigned char>& value) {
+  if (!request_header_text_.IsEmpty()) request_header_text_.AppendNewline();
+  request_header_text_.AppendUtf8Vector(name);
+  request_header_text_.AppendUtf8String(": ");
+  request_header_text_.AppendUtf8Vector(value);
+}
+
+GString DoviHttpRequest::RedirectedToUrl() const {
+  return status_info_->effective_url;
+}
+
+HeaderFieldIteratorInterface* DoviHttpRequest::HttpResponseHeaders() const {
+  // Without a newline, deliberately.
+  std::printf("HttpResponseHeaders============= m_response_header size %d ",
+              response_headers_.length());
+  return new HeaderFieldIterator(response_headers_);
+}
+
+std::size_t DoviHttpRequest::WriteMemoryCallback(char*, std::size_t size, std::size_t count,
+                                                 void*) {
+  return size * count;
+}
+
+int DoviHttpRequest::sendPostRequest(const char* url) {
+  std::puts("======================sendPostRequest");
+  easy_handle_ = curl_easy_init();
+  if (easy_handle_ == nullptr) {
+    std::puts("!m_easyhandle");
+    return kCouldNotStart;
+  }
+  std::printf("sendPostRequest handle%p\n", easy_handle_);
+  curl_easy_setopt(easy_handle_, CURLOPT_URL, url);
+  curl_easy_setopt(easy_handle_, CURLOPT_FOLLOWLOCATION, 1L);
+  curl_easy_setopt(easy_handle_, CURLOPT_PRIVATE, this);
+  curl_easy_setopt(easy_handle_, CURLOPT_WRITEDATA, this);
+  curl_easy_setopt(easy_handle_, CURLOPT_HEADERDATA, this);
+  curl_easy_setopt(easy_handle_, CURLOPT_HEADERFUNCTION, &DoviHttpRequest::parse_header);
+  curl_easy_setopt(easy_handle_, CURLOPT_WRITEFUNCTION, &DoviHttpRequest::parse_resp);
+  SetTransportOptions();
+  SetHeaderOption();
+  SetBodyOptions();
+  glibcurl_set_callback(GlibcurlCallback, nullptr);
+  const CURLMcode added = glibcurl_add(easy_handle_);
+  glibcurl_start();
+  return added == CURLM_OK ? kStarted : kCouldNotStart;
+}
+
+void DoviHttpRequest::SetTransportOptions() {
+  const DoviDeploymentSettings& settings = GetDoviDeploymentSettings();
+  // HTTP/2 would deliver header names in lower case, and they are compared as they come.
+  curl_easy_setopt(easy_handle_, CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1});
+  curl_easy_setopt(easy_handle_, CURLOPT_NOSIGNAL, 1L);
+  curl_easy_setopt(easy_handle_, CURLOPT_MAXREDIRS, kMaxRedirects);
+  // A POST stays one. Turned into a GET it would announce, by our own header, a body that does not
+  // come.
+  curl_easy_setopt(easy_handle_, CURLOPT_POSTREDIR, long{CURL_REDIR_POST_ALL});
+  AllowHttpOnly(easy_handle_);
+  // Empty texts are set too: they keep curl from asking the environment.
+  curl_easy_setopt(easy_handle_, CURLOPT_PROXY, settings.proxy);
+  curl_easy_setopt(easy_handle_, CURLOPT_NOPROXY, "");
+  if (*settings.ca_file != 0) curl_easy_setopt(easy_handle_, CURLOPT_CAINFO, settings.ca_file);
+  curl_easy_setopt(easy_handle_, CURLOPT_CONNECTTIMEOUT_MS, long{settings.connect_timeout_ms});
+  curl_easy_setopt(easy_handle_, CURLOPT_TIMEOUT_MS, long{settings.total_timeout_ms});
+}
+
+/// Hands all headers to curl as one list entry whose lines are joined by CR LF, deliberately.
+void DoviHttpRequest::SetHeaderOption() {
+  if (request_header_text_.IsEmpty()) return;
+  request_header_text_->ToUtf8Vector(&header_bytes_);
+  header_bytes_.Append(0);
+  const char* text = reinterpret_cast<const char*>(header_bytes_.data());
+  header_list_ = curl_slist_append(header_list_, text);
+  // Curl does not look inside the entry. An entry without a value keeps it from adding a second
+  // Content-Length, which servers refuse.
+  if (HasContentLength(text)) header_list_ = curl_slist_append(header_list_, "Content-Length:");
+  curl_easy_setopt(easy_handle_, CURLOPT_HTTPHEADER, header_list_);
+}
+
+void DoviHttpRequest::SetBodyOptions() {
+  if (request_body_ == nullptr || request_body_->length() <= 0) return;
+  std::printf("======================post data size %d\n", request_body_->length());
+  CURLcode result = curl_easy_setopt(easy_handle_, CURLOPT_POST, 1L);
+  curl_easy_setopt(easy_handle_, CURLOPT_POSTFIELDSIZE, long{request_body_->length()});
+  if (result != CURLE_OK) {
+    std::printf("======================err in curl_easy_setopt  %d\n", result);
+  }
+  result = curl_easy_setopt(easy_handle_, CURLOPT_POSTFIELDS, request_body_->data());
+  if (result != CURLE_OK) {
+    std::printf("======================err in CURLOPT_POSTFIELDS  %d\n", result);
+  }
+}
+
+std::size_t DoviHttpRequest::parse_resp(char* bytes, std::size_t size, std::size_t count,
+                                        void* request) {
+  return static_cast<DoviHttpRequest*>(request)->parse_my_resp(bytes, size, count);
+}
+
+std::size_t DoviHttpRequest::parse_header(char* bytes, std::size_t size, std::size_t count,
+                                          void* request) {
+  return static_cast<DoviHttpRequest*>(request)->parse_my_header(bytes, size, count);
+}
+
+std::size_t DoviHttpRequest::parse_my_resp(const char* bytes, std::size_t size, std::size_t count) {
+  const std::size_t length = size * count;
+  std::printf("In parse resp num of bytes : %d \n", static_cast<int>(length));
+  if (length == 0) return 0;
+  if (received_body_.length() == 0) {
+    std::printf("Allocate m_responsebuffer : %d \n", static_cast<int>(length) + 1);
+  }
+  return received_body_.Append(bytes, length) ? length : 0;
+}
+
+std::size_t DoviHttpRequest::parse_my_header(const char* bytes, std::size_t size,
+                                             std::size_t count) {
+  const std::size_t length = size * count;
+  return response_header_text_.AppendText(bytes, length) ? length : 0;
+}
+
+void DoviHttpRequest::GlibcurlCallback(void*) {
+  try {
+    CollectFinishedTransfers();
+  } catch (...) {
+    std::puts("================= CurlFactory::GlibcurlCallback uncaught exception");
+  }
+}
+
+/// The requesters may start and cancel any request, so that after each of them nothing is known
+/// but what the multi handle says.
+void DoviHttpRequest::CollectFinishedTransfers() {
+  int messages_left = 0;
+  while (const CURLMsg* message = curl_multi_info_read(glibcurl_handle(), &messages_left)) {
+    if (message->msg != CURLMSG_DONE) continue;
+    std::printf("connection closed, CURLMsg:%s\n", curl_easy_strerror(message->data.result));
+    DoviHttpRequest* request = nullptr;
+    const CURLcode result = curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &request);
+    if (result != CURLE_OK) {
+      RequestFailed(request);
+    } else if (request != nullptr) {
+      request->ConnectionDone(message->easy_handle);
+    }
+  }
+}
+
+void DoviHttpRequest::RequestFailed(DoviHttpRequest* request) {
+  if (request == nullptr) return;
+  request->response_header_text_.Free();
+  request->received_body_.Free();
+  request->requester_->OnRequestFailed(request);
+}
+
+/// The requester may delete this request: nothing follows its call.
+void DoviHttpRequest::ConnectionDone(CURL* done_handle) {
+  const char* url = nullptr;
+  curl_easy_getinfo(done_handle, CURLINFO_EFFECTIVE_URL, &url);
+  std::printf("lasturll%s\n", url == nullptr ? "" : url);
+  status_info_->effective_url = GString(url);
+
+  long status_code = 0;
+  curl_easy_getinfo(done_handle, CURLINFO_RESPONSE_CODE, &status_code);
+  status_code_ = static_cast<int>(status_code);
+  long header_size = 0;
+  curl_easy_getinfo(done_handle, CURLINFO_HEADER_SIZE, &header_size);
+  if (header_size > 0) KeepResponseHeaders(header_size);
+  std::puts("last error is: ");
+
+  curl_off_t content_length = -1;
+  curl_easy_getinfo(done_handle, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &content_length);
+  DeliverResponseBody(content_length);
+  std::printf("my_GlibcurlCallback============= 2 m_response_header size %d \n",
+              response_headers_.length());
+  response_header_text_.Free();
+  received_body_.Free();
+
+  if (status_code_ == 200) {
+    std::puts("================= OnRequestComplete ");
+    requester_->OnRequestComplete(this);
+  } else {
+    std::puts("================= OnRequestFailed ");
+    requester_->OnRequestFailed(this);
+  }
+}
+
+/// Keeps `header_size` bytes of the header text and the one after them, deliberately: callers see
+/// the NUL that ends the text (or the first byte of a trailer, which curl does not count) behind
+/// the headers. Where a NUL arrived inside it, the text is shorter than curl's count.
+void DoviHttpRequest::KeepResponseHeaders(long header_size) {
+  response_headers_.Clear();
+  if (response_header_text_.bytes() != nullptr) {
+    const long kept = std::min<long>(header_size, response_header_text_.length()) + 1;
+    response_headers_.AppendAll(ByteView(common_base::kReferenceExistingBuffer,
+                                         response_header_text_.bytes(), static_cast<int>(kept)));
+  }
+  std::printf("my_GlibcurlCallback============= m_response_header size %d  \n",
+              response_headers_.length());
+}
+
+/// A body that is longer than its Content-Length is cut to it, a shorter one comes as far as it
+/// arrived.
+void DoviHttpRequest::DeliverResponseBody(curl_off_t content_length) {
+  if (content_length > 0) {
+    const curl_off_t length = std::min<curl_off_t>(content_length, received_body_.length());
+    response_body_->AppendAll(ByteView(common_base::kReferenceExistingBuffer,
+                                       received_body_.bytes(), static_cast<int>(length)));
+  } else if (received_body_.bytes() != nullptr) {
+    std::puts("Nnnnnnooooooooooooooo respbody: ");
+  }
+}

@@ -1,0 +1,86 @@
+#ifndef DOVI_DOVI_HTTP_REQUEST_H_
+#define DOVI_DOVI_HTTP_REQUEST_H_
+
+#include <cstddef>
+
+#include <curl/curl.h>
+
+#include "dovi/deployment_settings.h"
+#include "dovi/receive_buffer.h"
+#include "kesu/common/base/string_buffer.h"
+#include "kesu/mux/http_request_factory.h"
+
+class DoviHttpRequestFactory;
+
+/// One HTTP exchange over libcurl. Deletes itself on Cancel(), which is also how its owner is rid
+/// of it when it has ended.
+///
+/// It goes to the URL of the deployment settings whatever URL its maker was given, deliberately: a
+/// deployment has one endpoint. With a body that is not empty it is a POST, otherwise a GET.
+///
+/// It completes with status 200 and fails with any other, 0 included. Two things follow from that,
+/// deliberately: a response that breaks off after its status 200 completes, with the bytes that
+/// came; and only a response with a Content-Length delivers a body, one in chunks completes with
+/// none.
+class DoviHttpRequest : public HttpRequestInterface {
+ public:
+  /// Everything is borrowed until the request is gone. `request_body` may be null.
+  DoviHttpRequest(DoviHttpRequestFactory* factory,
+                  const common_base::GVectorRef<const unsigned char>* request_body,
+                  common_base::GVector<unsigned char>* response_body,
+                  HttpRequestFactory::StatusInfo* status_info);
+  DoviHttpRequest(const DoviHttpRequest&) = delete;
+  DoviHttpRequest& operator=(const DoviHttpRequest&) = delete;
+  ~DoviHttpRequest() override;
+
+  int Start(common_base::RequesterInterface* requester) override;
+  void Cancel() override;
+  void SetHttpRequestHeader(const common_base::GVectorRef<const unsigned char>& name,
+                            const common_base::GVectorRef<const unsigned char>& value) override;
+  int HttpResponseStatusCode() const override { return status_code_; }
+  common_base::GString RedirectedToUrl() const override;
+  /// The header text of every response of the exchange, redirects included, with the one byte that
+  /// follows it, mostly a NUL.
+  HeaderFieldIteratorInterface* HttpResponseHeaders() const override;
+
+  DoviHttpRequestFactory* factory() const { return factory_; }
+
+  /// A write function of libcurl that takes everything and keeps nothing.
+  static std::size_t WriteMemoryCallback(char* bytes, std::size_t size, std::size_t count,
+                                         void* closure);
+
+ private:
+  int sendPostRequest(const char* url);
+  void SetTransportOptions();
+  void SetHeaderOption();
+  void SetBodyOptions();
+
+  static std::size_t parse_resp(char* bytes, std::size_t size, std::size_t count, void* request);
+  static std::size_t parse_header(char* bytes, std::size_t size, std::size_t count, void* request);
+  std::size_t parse_my_resp(const char* bytes, std::size_t size, std::size_t count);
+  std::size_t parse_my_header(const char* bytes, std::size_t size, std::size_t count);
+
+  static void GlibcurlCallback(void*);
+  static void CollectFinishedTransfers();
+  static void RequestFailed(DoviHttpRequest* request);
+  void ConnectionDone(CURL* done_handle);
+  void KeepResponseHeaders(long header_size);
+  void DeliverResponseBody(curl_off_t content_length);
+
+  common_base::GVector<unsigned char> header_bytes_;
+  char url_buffer_[kDoviUrlBufferSize];
+  ReceiveBuffer response_header_text_;
+  ReceiveBuffer received_body_;
+  common_base::RequesterInterface* requester_ = nullptr;
+  DoviHttpRequestFactory* factory_;
+  HttpRequestFactory::StatusInfo* status_info_;
+  int status_code_ = 0;
+  const common_base::GVectorRef<const unsigned char>* request_body_;
+  common_base::GVector<unsigned char>* response_body_;
+  common_base::GStringBuffer request_header_text_;
+  common_base::GVector<unsigned char> response_headers_;
+  curl_slist* header_list_ = nullptr;
+  CURL* easy_handle_ = nullptr;
+};
+
+#endif  // DOVI_DOVI_HTTP_REQUEST_H_

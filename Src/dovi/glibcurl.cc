@@ -1,0 +1,246 @@
+// The assertions below hold in release builds too, so their declaration must be there.
+#undef NDEBUG
+#include "dovi/glibcurl.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cstdio>
+#include <ctime>
+
+#include <glib.h>
+#include <sys/select.h>
+
+namespace {
+
+constexpr int kMaxDescriptors = 1024;
+static_assert(kMaxDescriptors <= FD_SETSIZE, "a descriptor must have its bit in an fd_set");
+
+/// A value of CurlSource::runningHandles.
+constexpr int kPerformAtOnce = -1;
+constexpr gint kWaitForever = -1;
+constexpr gint kLongestWaitMs = 1000;
+constexpr gint kPriority = 200;
+
+/// The record that g_source_new makes, zero-filled.
+struct CurlSource {
+  GSource source;
+  CURLM* multiHandle;
+  /// Entry i is for descriptor i; it is registered with the source while its events are not 0.
+  GPollFD pollFds[kMaxDescriptors];
+  gint32 pollFdsMax;
+  gint32 runningHandles;
+  fd_set readFds;
+  fd_set writeFds;
+  fd_set exceptFds;
+  gint32 fdMax;
+};
+
+CurlSource* curlSrc = nullptr;
+int s_numEasyHandles = 0;
+timespec s_timeAtLastDispatch{};
+/// Milliseconds.
+gint s_currTimeout = 0;
+
+/// The standard assertion failure with a file name, line and text that stay what they are, because
+/// people and scripts know the report by them.
+#define CURL_SOURCE_ASSERT(line, text, condition) \
+  ((condition) ? void() : __assert_fail(text, "Src/dovi/glibcurl", line, __func__))
+
+bool IsCurlSource(const GSource* source) {
+  return curlSrc != nullptr && source == &curlSrc->source;
+}
+
+bool HasMultiHandle() {
+  return curlSrc != nullptr && curlSrc->multiHandle != nullptr;
+}
+
+void ClearDescriptorSets() {
+  FD_ZERO(&curlSrc->readFds);
+  FD_ZERO(&curlSrc->writeFds);
+  FD_ZERO(&curlSrc->exceptFds);
+}
+
+gushort WantedEvents(int fd) {
+  int events = 0;
+  if (FD_ISSET(fd, &curlSrc->readFds)) events |= G_IO_IN | G_IO_PRI | G_IO_ERR | G_IO_HUP;
+  if (FD_ISSET(fd, &curlSrc->writeFds)) events |= G_IO_OUT | G_IO_ERR | G_IO_HUP;
+  if (FD_ISSET(fd, &curlSrc->exceptFds)) events |= G_IO_ERR | G_IO_HUP;
+  return static_cast<gushort>(events);
+}
+
+void Register(GPollFD* entry, gushort wanted) {
+  const gushort previous = entry->events;
+  if (wanted == previous) return;
+  entry->events = wanted;
+  if (wanted == 0) {
+    // A destroyed source has no poll records any more, and GLib complains about the attempt.
+    if (!g_source_is_destroyed(&curlSrc->source)) g_source_remove_poll(&curlSrc->source, entry);
+    entry->revents = 0;
+  } else if (previous == 0) {
+    g_source_add_poll(&curlSrc->source, entry);
+  }
+}
+
+bool IsDescriptorMaximumInRange() {
+  return curlSrc->fdMax >= -1 && curlSrc->fdMax < kMaxDescriptors;
+}
+
+/// Makes the poll list of the source equal to the sockets that curl wants watched.
+void registerUnregisterFds() {
+  ClearDescriptorSets();
+  curlSrc->fdMax = -1;
+  if (HasMultiHandle()) {
+    curl_multi_fdset(curlSrc->multiHandle, &curlSrc->readFds, &curlSrc->writeFds,
+                     &curlSrc->exceptFds, &curlSrc->fdMax);
+  }
+  if (!IsDescriptorMaximumInRange()) {
+    std::printf("registerUnregisterFds: fdMax=%d\n", curlSrc->fdMax);
+    CURL_SOURCE_ASSERT(477, "curlSrc->fdMax >= -1 && curlSrc->fdMax <= 1023",
+                       IsDescriptorMaximumInRange());
+  }
+  // Up to the previous maximum, so that descriptors above the new one are removed.
+  const int top = std::max(curlSrc->fdMax, curlSrc->pollFdsMax);
+  for (int fd = 0; fd <= top; ++fd) Register(&curlSrc->pollFds[fd], WantedEvents(fd));
+  curlSrc->pollFdsMax = curlSrc->fdMax;
+}
+
+gint ChooseTimeout() {
+  if (curlSrc->runningHandles == kPerformAtOnce) return 0;
+  long timeout = -1;
+  curl_multi_timeout(curlSrc->multiHandle, &timeout);
+  if (timeout < 0) return s_numEasyHandles < 1 ? kWaitForever : kLongestWaitMs;
+  return static_cast<gint>(std::min<long>(timeout, kLongestWaitMs));
+}
+
+gboolean prepare(GSource* source, gint* timeout) {
+  CURL_SOURCE_ASSERT(523, "source == &curlSrc->source", IsCurlSource(source));
+  if (!HasMultiHandle()) return FALSE;
+  registerUnregisterFds();
+  s_currTimeout = ChooseTimeout();
+  *timeout = s_currTimeout;
+  return s_currTimeout == 0;
+}
+
+/// Copies what poll found into the descriptor sets. False when that is nothing.
+bool CollectPollResults() {
+  ClearDescriptorSets();
+  bool something_happened = false;
+  for (int fd = 0; fd <= curlSrc->fdMax; ++fd) {
+    const int revents = curlSrc->pollFds[fd].revents;
+    if (revents == 0) continue;
+    something_happened = true;
+    if (revents & (G_IO_IN | G_IO_PRI)) FD_SET(fd, &curlSrc->readFds);
+    if (revents & G_IO_OUT) FD_SET(fd, &curlSrc->writeFds);
+    if (revents & (G_IO_ERR | G_IO_HUP)) FD_SET(fd, &curlSrc->exceptFds);
+  }
+  return something_happened;
+}
+
+long long MillisecondsSinceLastDispatch() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  const long long seconds = now.tv_sec - s_timeAtLastDispatch.tv_sec;
+  return (now.tv_nsec - s_timeAtLastDispatch.tv_nsec) / 1000000 + seconds * 1000;
+}
+
+gboolean check(GSource* source) {
+  CURL_SOURCE_ASSERT(564, "source == &curlSrc->source", IsCurlSource(source));
+  if (!HasMultiHandle() || s_numEasyHandles < 1) {
+    curlSrc->runningHandles = 0;
+    return FALSE;
+  }
+  const bool something_happened = CollectPollResults();
+  if (something_happened || curlSrc->runningHandles == kPerformAtOnce) return TRUE;
+  return MillisecondsSinceLastDispatch() >= s_currTimeout;
+}
+
+gboolean dispatch(GSource* source, GSourceFunc function, gpointer data) {
+  CURL_SOURCE_ASSERT(615, "source == &curlSrc->source", IsCurlSource(source));
+  CURL_SOURCE_ASSERT(616, "curlSrc->multiHandle != 0", HasMultiHandle());
+  clock_gettime(CLOCK_MONOTONIC, &s_timeAtLastDispatch);
+  while (curl_multi_perform(curlSrc->multiHandle, &curlSrc->runningHandles) ==
+         CURLM_CALL_MULTI_PERFORM) {
+  }
+  if (curlSrc->runningHandles == 0) registerUnregisterFds();
+  if (function != nullptr) {
+    reinterpret_cast<GlibcurlFunction>(reinterpret_cast<void (*)()>(function))(data);
+  }
+  return G_SOURCE_CONTINUE;
+}
+
+void finalize(GSource* source) {
+  CURL_SOURCE_ASSERT(635, "source == &curlSrc->source", IsCurlSource(source));
+  registerUnregisterFds();
+}
+
+GSourceFuncs curlFuncs = {prepare, check, dispatch, finalize, nullptr, nullptr};
+
+void WakeLoop() {
+  g_main_context_wakeup(nullptr);
+}
+
+}  // namespace
+
+void glibcurl_init() {
+  std::fputs(" in glibcurl_init", stderr);
+  GSource* source = g_source_new(&curlFuncs, sizeof(CurlSource));
+  curlSrc = reinterpret_cast<CurlSource*>(source);
+  // GLib ends the process rather than return null.
+  std::fputs(
+      source == nullptr ? "hhh g_source_new is NULl  \n" : "hhh g_source_new is not NULl  \n",
+      stderr);
+  g_source_attach(source, nullptr);
+  for (int fd = 0; fd < kMaxDescriptors; ++fd) curlSrc->pollFds[fd] = GPollFD{fd, 0, 0};
+  curlSrc->pollFdsMax = 0;
+  curlSrc->runningHandles = 0;
+  curl_global_init(CURL_GLOBAL_ALL);
+  curlSrc->multiHandle = curl_multi_init();
+  g_source_set_priority(source, kPriority);
+  s_timeAtLastDispatch = {};
+  s_currTimeout = 0;
+  s_numEasyHandles = 0;
+}
+
+CURLM* glibcurl_handle() {
+  return curlSrc == nullptr ? nullptr : curlSrc->multiHandle;
+}
+
+CURLMcode glibcurl_add(CURL* easy) {
+  CURL_SOURCE_ASSERT(410, "curlSrc->multiHandle != 0", HasMultiHandle());
+  curlSrc->runningHandles = kPerformAtOnce;
+  ++s_numEasyHandles;
+  const CURLMcode result = curl_multi_add_handle(curlSrc->multiHandle, easy);
+  WakeLoop();
+  return result;
+}
+
+CURLMcode glibcurl_remove(CURL* easy) {
+  CURL_SOURCE_ASSERT(420, "curlSrc != 0", curlSrc != nullptr);
+  CURL_SOURCE_ASSERT(421, "curlSrc->multiHandle != 0", HasMultiHandle());
+  CURL_SOURCE_ASSERT(422, "s_numEasyHandles > 0", s_numEasyHandles > 0);
+  --s_numEasyHandles;
+  const CURLMcode result = curl_multi_remove_handle(curlSrc->multiHandle, easy);
+  WakeLoop();
+  return result;
+}
+
+void glibcurl_start() {
+  curlSrc->runningHandles = kPerformAtOnce;
+  WakeLoop();
+}
+
+void glibcurl_set_callback(GlibcurlFunction function, void* data) {
+  // dispatch() turns the function back into what it is.
+  g_source_set_callback(&curlSrc->source,
+                        reinterpret_cast<GSourceFunc>(reinterpret_cast<void (*)()>(function)), data,
+                        nullptr);
+}
+
+void glibcurl_cleanup() {
+  curl_multi_cleanup(curlSrc->multiHandle);
+  curlSrc->multiHandle = nullptr;
+  curl_global_cleanup();
+  g_source_destroy(&curlSrc->source);
+  g_source_unref(&curlSrc->source);
+  curlSrc = nullptr;
+}

@@ -1,0 +1,40 @@
+#include "dovi/curl_overrides.h"
+
+#include <curl/curl.h>
+
+// The linker sends each call of NAME to __wrap_NAME; the function itself is __real_NAME.
+extern "C" {
+
+CURL* __real_curl_easy_init();
+CURL* __wrap_curl_easy_init() {
+  return curl_overrides.easy_init_fails ? nullptr : __real_curl_easy_init();
+}
+
+CURLM* __real_curl_multi_init();
+CURLM* __wrap_curl_multi_init() {
+  return curl_overrides.multi_init_fails ? nullptr : __real_curl_multi_init();
+}
+
+CURLMcode __real_curl_multi_add_handle(CURLM* multi, CURL* easy);
+CURLMcode __wrap_curl_multi_add_handle(CURLM* multi, CURL* easy) {
+  if (curl_overrides.add_handle_fails) return CURLM_OUT_OF_MEMORY;
+  return __real_curl_multi_add_handle(multi, easy);
+}
+
+CURLMcode __real_curl_multi_fdset(CURLM* multi, fd_set* read, fd_set* write, fd_set* except,
+                                  int* highest);
+CURLMcode __wrap_curl_multi_fdset(CURLM* multi, fd_set* read, fd_set* write, fd_set* except,
+                                  int* highest) {
+  const CURLMcode result = __real_curl_multi_fdset(multi, read, write, except, highest);
+  if (curl_overrides.highest_descriptor) *highest = *curl_overrides.highest_descriptor;
+  return result;
+}
+
+CURLMcode __real_curl_multi_timeout(CURLM* multi, long* timeout);
+CURLMcode __wrap_curl_multi_timeout(CURLM* multi, long* timeout) {
+  const CURLMcode result = __real_curl_multi_timeout(multi, timeout);
+  if (curl_overrides.timeout_ms) *timeout = *curl_overrides.timeout_ms;
+  return result;
+}
+
+}  // extern "C"

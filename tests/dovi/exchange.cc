@@ -1,0 +1,74 @@
+#include "dovi/exchange.h"
+
+#include <memory>
+#include <utility>
+
+#include <doctest/doctest.h>
+
+using common_base::ByteView;
+
+ByteView ViewOf(std::string_view text) {
+  return ByteView(common_base::kReferenceExistingBuffer,
+                  reinterpret_cast<const unsigned char*>(text.data()),
+                  static_cast<int>(text.size()));
+}
+
+std::string TextOf(const common_base::GVector<unsigned char>& bytes) {
+  return std::string(bytes.begin(), bytes.end());
+}
+
+std::string TextOf(const common_base::GString& text) {
+  common_base::GVector<unsigned char> utf8;
+  text->ToUtf8Vector(&utf8);
+  return TextOf(utf8);
+}
+
+ScopedSettings::ScopedSettings(const std::string& host, int total_timeout_ms) {
+  DoviDeploymentSettings settings;
+  settings.host = host.c_str();
+  settings.total_timeout_ms = total_timeout_ms;
+  REQUIRE(SetDoviDeploymentSettings(settings));
+}
+
+ScopedSettings::~ScopedSettings() {
+  SetDoviDeploymentSettings(DoviDeploymentSettings());
+}
+
+Exchange::Exchange(DoviHttpRequestFactory* factory, std::string body, Method method)
+    : body_(std::move(body)), body_view_(ViewOf(body_)) {
+  // Requests go to the address of the settings, whatever is asked for here.
+  const common_base::GString url("http://ignored.invalid/");
+  request = method == kGet
+                ? factory->NewHttpGetRequest(url, &response_body, &status_info)
+                : factory->NewHttpPostRequest(url, &body_view_, &response_body, &status_info);
+}
+
+void Exchange::Cancel() {
+  if (request != nullptr) std::exchange(request, nullptr)->Cancel();
+}
+
+void Exchange::Run() {
+  REQUIRE(Start() == 0);
+  REQUIRE(kesu_test::IterateUntil([this] { return HasEnded(); }));
+}
+
+std::string Exchange::ResponseHeaders() const {
+  const std::unique_ptr<HeaderFieldIteratorInterface> field(request->HttpResponseHeaders());
+  std::string headers;
+  for (; !field->AtEnd(); field->Next()) {
+    headers += TextOf(field->FieldName()) + "=" + TextOf(field->FieldValue()) + "|";
+  }
+  return headers;
+}
+
+void Exchange::OnRequestComplete(common_base::RequestInterface* ended) {
+  CHECK(ended == request);
+  ++completed;
+  on_end();
+}
+
+void Exchange::OnRequestFailed(common_base::RequestInterface* ended) {
+  CHECK(ended == request);
+  ++failed;
+  on_end();
+}

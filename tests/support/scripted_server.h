@@ -1,0 +1,82 @@
+#ifndef SUPPORT_SCRIPTED_SERVER_H_
+#define SUPPORT_SCRIPTED_SERVER_H_
+
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <glib.h>
+
+namespace kesu_test {
+
+/// What a ScriptedServer does once a request has arrived.
+struct ScriptedReply {
+  enum class Then { kKeepOpen, kClose, kReset };
+
+  /// Sent as they are; they need not be HTTP.
+  std::string bytes;
+  Then then = Then::kKeepOpen;
+  /// The bytes go out this many at a time, each time after everything else that the main context
+  /// has to do; 0 sends them at once.
+  std::size_t piece_size = 0;
+};
+
+/// A server on a port of 127.0.0.1, in this process and on GLib's default main context. It knows
+/// just enough of HTTP to see where a request ends: after its blank line and the bytes that its
+/// Content-Length announces. Each request is answered by the next reply of the script; without one
+/// it is left waiting.
+///
+///   ScriptedServer server;
+///   server.Reply({"HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok"});
+///   ... send something to server.host() ...
+///   CHECK(server.requests()[0] == "GET / HTTP/1.1\r\n...");
+class ScriptedServer {
+ public:
+  ScriptedServer();
+  ScriptedServer(const ScriptedServer&) = delete;
+  ScriptedServer& operator=(const ScriptedServer&) = delete;
+  /// Closes all connections.
+  ~ScriptedServer();
+
+  int port() const { return port_; }
+  /// "http://127.0.0.1:PORT"
+  std::string host() const;
+
+  /// Adds to the end of the script.
+  void Reply(ScriptedReply reply);
+
+  /// While replies are held, requests arrive but nothing is sent. Releasing sends the first piece
+  /// of every waiting reply before it returns.
+  void HoldReplies();
+  void ReleaseReplies();
+
+  /// The raw bytes of each complete request, in order of arrival.
+  const std::vector<std::string>& requests() const { return requests_; }
+  int connection_count() const { return static_cast<int>(connections_.size()); }
+
+ private:
+  class Connection;
+
+  void Accept();
+
+  int listener_;
+  int port_;
+  GSource* accept_source_;
+  bool holding_ = false;
+  std::deque<ScriptedReply> script_;
+  std::vector<std::string> requests_;
+  std::vector<std::unique_ptr<Connection>> connections_;
+};
+
+/// "http://127.0.0.1:PORT" of a port where nobody listens.
+std::string RefusingHost();
+
+/// Iterates the default main context until `done` holds; false when that takes too long.
+bool IterateUntil(const std::function<bool()>& done, unsigned limit_ms = 10000);
+
+}  // namespace kesu_test
+
+#endif  // SUPPORT_SCRIPTED_SERVER_H_
