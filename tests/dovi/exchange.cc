@@ -5,23 +5,10 @@
 
 #include <doctest/doctest.h>
 
-using common_base::ByteView;
+#include "support/bytes.h"
 
-ByteView ViewOf(std::string_view text) {
-  return ByteView(common_base::kReferenceExistingBuffer,
-                  reinterpret_cast<const unsigned char*>(text.data()),
-                  static_cast<int>(text.size()));
-}
-
-std::string TextOf(const common_base::GVector<unsigned char>& bytes) {
-  return std::string(bytes.begin(), bytes.end());
-}
-
-std::string TextOf(const common_base::GString& text) {
-  common_base::GVector<unsigned char> utf8;
-  text->ToUtf8Vector(&utf8);
-  return TextOf(utf8);
-}
+using kesu_test::TextOf;
+using kesu_test::ViewOf;
 
 ScopedSettings::ScopedSettings(const std::string& host, int total_timeout_ms) {
   DoviDeploymentSettings settings;

@@ -3,16 +3,11 @@
 
 #include <functional>
 #include <string>
-#include <string_view>
 
 #include "dovi/deployment_settings.h"
 #include "dovi/dovi_http_request_factory.h"
 
 #include "support/scripted_server.h"
-
-common_base::ByteView ViewOf(std::string_view text);
-std::string TextOf(const common_base::GVector<unsigned char>& bytes);
-std::string TextOf(const common_base::GString& text);
 
 /// Puts the default settings back at the end of a scope.
 struct ScopedSettings {

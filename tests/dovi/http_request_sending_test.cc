@@ -10,8 +10,12 @@
 #include "dovi/curl_overrides.h"
 #include "dovi/exchange.h"
 
+#include "support/bytes.h"
+
 using kesu_test::ScriptedServer;
 using namespace std::string_literals;
+
+using kesu_test::ViewOf;
 
 namespace {
 

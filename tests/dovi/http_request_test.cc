@@ -6,9 +6,13 @@
 
 #include "dovi/exchange.h"
 
+#include "support/bytes.h"
+
 using kesu_test::ScriptedReply;
 using kesu_test::ScriptedServer;
 using namespace std::string_literals;
+
+using kesu_test::TextOf;
 
 namespace {
 
@@ -150,6 +154,9 @@ TEST_CASE("redirects") {
     CHECK(exchange.completed == 1);
     CHECK(TextOf(exchange.response_body) == "ok");
     CHECK(TextOf(exchange.request->RedirectedToUrl()) == server.host() + "/elsewhere?a=b");
+    // Still a POST, with the body that its headers announce.
+    CHECK(server.requests()[1].starts_with("POST /elsewhere?a=b "));
+    CHECK(server.requests()[1].ends_with("\r\n\r\nrequest"));
     CHECK(exchange.ResponseHeaders() ==
           "HTTP/1.1 302 Found\r\n=|Location=/elsewhere?a=b|Content-Length=4|=|"
           "HTTP/1.1 200 OK\r\n=|Content-Length=2|" +
