@@ -28,7 +28,7 @@ std::vector<Benchmark> MessageBenchmarks();
 std::vector<Benchmark> StringBenchmarks();
 std::vector<Benchmark> FramingBenchmarks();
 std::vector<Benchmark> MuxBenchmarks();
-/// Starts `server`, the path of kesu-server, for as long as the program runs.
-std::vector<Benchmark> LoopbackBenchmarks(const char* server);
+/// Starts kesu-server, which is at `path`, for as long as the program runs.
+std::vector<Benchmark> LoopbackBenchmarks(const char* path);
 
 #endif  // KESU_BENCH_BENCHMARK_H_

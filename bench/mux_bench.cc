@@ -1,7 +1,7 @@
 #include <memory>
 
 #include "kesu/common/base/internal/async.h"
-#include "kesu/common/base/posix_clock.h"
+#include "kesu/common/base/internal/posix_clock.h"
 #include "kesu/mux/header_field_iterator.h"
 #include "kesu/mux/mobile_service_mux.h"
 #include "kesu/mux/plain_request.h"

@@ -10,7 +10,7 @@
 #include "dovi/deployment_settings.h"
 #include "dovi/dovi_http_request_factory.h"
 #include "kesu/common/base/internal/async.h"
-#include "kesu/common/base/posix_clock.h"
+#include "kesu/common/base/internal/posix_clock.h"
 #include "kesu/mux/mobile_service_mux.h"
 #include "kesu/services/location_service.h"
 

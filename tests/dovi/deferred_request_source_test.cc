@@ -7,7 +7,7 @@
 
 #include <doctest/doctest.h>
 
-#include "kesu/common/base/posix_clock.h"
+#include "kesu/common/base/internal/posix_clock.h"
 
 #include "support/scripted_server.h"
 

@@ -2,6 +2,7 @@
 #define SUPPORT_MANUAL_CLOCK_H_
 
 #include "kesu/common/base/clock_interface.h"
+#include "kesu/common/base/internal/gtime.h"
 
 namespace kesu_test {
 

@@ -1,10 +1,11 @@
 #ifndef KESU_COMMON_BASE_CLOCK_INTERFACE_H_
 #define KESU_COMMON_BASE_CLOCK_INTERFACE_H_
 
-#include "kesu/common/base/internal/gtime.h"
 #include "kesu/common/base/memory.h"
 
 namespace common_base {
+
+class GTime;
 
 /// The clock that the library is given by its application.
 class ClockInterface : public HeapObject {

@@ -1,5 +1,7 @@
 #include "kesu/common/base/gstring.h"
 
+#include <utility>
+
 namespace common_base {
 namespace {
 
@@ -47,13 +49,8 @@ GString::GString(const GString& other) {
 }
 
 GString& GString::operator=(const GString& other) {
-  if (storage_ != other.storage_) {
-    // Held before the old one goes: `other` may live inside what the old one keeps alive.
-    GStringStorage* storage = other.storage_;
-    ++storage->reference_count_;
-    Release();
-    storage_ = storage;
-  }
+  GString copy(other);
+  std::swap(storage_, copy.storage_);
   return *this;
 }
 

@@ -42,7 +42,7 @@ class GString {
   void Hold(GStringStorage* storage);
   void Release();
 
-  GStringStorage* storage_;
+  GStringStorage* storage_ = nullptr;
 };
 
 GString NewGStringFromUtf8(const char* utf8);

@@ -9,7 +9,7 @@
 #include <doctest/doctest.h>
 
 #include "kesu/common/base/internal/gtime.h"
-#include "kesu/common/base/posix_clock.h"
+#include "kesu/common/base/internal/posix_clock.h"
 #include "kesu/common/base/scoped_ptr.h"
 
 #include "support/bytes.h"

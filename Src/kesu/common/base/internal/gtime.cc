@@ -99,8 +99,8 @@ long long GTime::SecondsSinceEpoch() const {
   const long long days = 366LL * leap_years + 365LL * (year() - kFirstYear - leap_years) + day() +
                          kDaysBeforeMonth[IsLeapYear() ? 1 : 0][in_table];
   const int rounding = millisecond() >= kFirstRoundedUpMillisecond ? 1 : 0;
-  return days * kSecondsPerDay + hour() * kSecondsPerHour + minute() * kSecondsPerMinute +
-         second() + rounding;
+  const int in_day = hour() * kSecondsPerHour + minute() * kSecondsPerMinute + second() + rounding;
+  return days * kSecondsPerDay + in_day;
 }
 
 long long GTime::MillisecondsSinceEpoch() const {

@@ -103,15 +103,15 @@ class GTime {
   void MoveByMilliseconds(long long milliseconds);
   void MoveBy(long long count, GTimeIntervalBase::Unit unit);
 
-  unsigned day_ : 5;
-  unsigned month_ : 4;
-  unsigned year_ : 8;
+  unsigned day_ : 5 = 0;
+  unsigned month_ : 4 = 0;
+  unsigned year_ : 8 = 0;
 
   unsigned : 0;  // The time of day is a word of its own.
-  unsigned millisecond_ : 10;
-  unsigned second_ : 6;
-  unsigned minute_ : 6;
-  unsigned hour_ : 5;
+  unsigned millisecond_ : 10 = 0;
+  unsigned second_ : 6 = 0;
+  unsigned minute_ : 6 = 0;
+  unsigned hour_ : 5 = 0;
 };
 
 static_assert(sizeof(GTime) == 8);

@@ -1,4 +1,4 @@
-#include "kesu/common/base/posix_clock.h"
+#include "kesu/common/base/internal/posix_clock.h"
 
 #include <ctime>
 

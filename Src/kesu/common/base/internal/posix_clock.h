@@ -2,6 +2,7 @@
 #define KESU_COMMON_BASE_POSIX_CLOCK_H_
 
 #include "kesu/common/base/clock_interface.h"
+#include "kesu/common/base/internal/gtime.h"
 
 namespace common_base {
 
