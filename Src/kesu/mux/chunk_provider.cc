@@ -8,7 +8,6 @@ namespace {
 using common_base::ByteVector;
 using common_base::ByteView;
 using common_base::DataOutputStream;
-using common_base::GVector;
 using common_base::ScopedPtr;
 
 constexpr int kChunkSize = 4096;

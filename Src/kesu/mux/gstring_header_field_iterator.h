@@ -5,7 +5,7 @@
 #include "kesu/mux/header_field_iterator_interface.h"
 
 /// Walks a list of header names and the list of their values, which must be as long.
-class GStringHeaderFieldIterator : public HeaderFieldIteratorInterface {
+class GStringHeaderFieldIterator final : public HeaderFieldIteratorInterface {
  public:
   /// The lists are borrowed and must stay as they are for the life of the iterator.
   GStringHeaderFieldIterator(const common_base::GVectorRef<const common_base::GString>& names,

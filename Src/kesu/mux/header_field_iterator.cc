@@ -57,7 +57,8 @@ void HeaderFieldIterator::FindEndOfLine() {
 
 void HeaderFieldIterator::ReadLine() {
   const unsigned char* colon = std::find(line_start_, cursor_, ':');
-  Assign(line_start_, colon, &field_name_);
+  const bool is_blank = std::equal(line_start_, cursor_, kLineEnd.begin(), kLineEnd.end());
+  Assign(line_start_, is_blank ? line_start_ : colon, &field_name_);
   const unsigned char* value = colon == cursor_ ? cursor_ : colon + 1;
   value = std::find_if_not(value, cursor_, IsWhiteSpace);
   Assign(value, FindLineEnd(value, cursor_), &field_value_);

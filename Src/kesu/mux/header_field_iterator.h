@@ -6,8 +6,8 @@
 /// Walks raw HTTP header text (RFC 9112, section 5) as the transport received it: lines end with
 /// CR LF, a lone CR or LF is part of a line. Names are neither trimmed nor case-folded, values lose
 /// the white space in front but not behind. A line without a colon is all name, its CR LF included;
-/// the blank line that ends a header block is a field with an empty value. Folded lines are not
-/// joined: each is a field of its own.
+/// the blank line that ends a header block is a field with an empty name and value. Folded lines
+/// are not joined: each is a field of its own.
 class HeaderFieldIterator : public HeaderFieldIteratorInterface {
  public:
   /// `text` is borrowed and must stay as it is for the life of the iterator.

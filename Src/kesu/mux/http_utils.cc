@@ -10,7 +10,7 @@ GString HttpUtils::GetDomainForUrl(GString url) {
   if (url->IsEmpty()) return GString();
   const GString prefix(HTTP_PREFIX);
   if (url->ToLowerCase()->StartsWith(prefix)) url = url->Substring(prefix->Length());
-  for (const unsigned end : {'/', '#', '?'}) {
+  for (const unsigned end : {U'/', U'#', U'?'}) {
     const int index = url->IndexOf(end);
     if (index != -1) url = url->Substring(0, index);
   }

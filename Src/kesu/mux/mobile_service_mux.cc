@@ -1,10 +1,12 @@
 #include "kesu/mux/mobile_service_mux.h"
 
 #include <algorithm>
+#include <functional>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
 
+#include "kesu/common/base/gallocator.h"
 #include "kesu/common/base/logging.h"
 #include "kesu/common/base/scoped_ptr.h"
 #include "kesu/mux/http_constants.h"
@@ -16,7 +18,6 @@ namespace {
 using common_base::ByteView;
 using common_base::ClockInterface;
 using common_base::DataInputStream;
-using common_base::GString;
 using common_base::GVector;
 using common_base::GVectorRef;
 using common_base::LogInfo;
@@ -112,7 +113,7 @@ void MobileServiceMux::ProcessPendingRequests() {
 void MobileServiceMux::SelectPendingRequestsUptoMaximumSize() {
   long long total = header_request_->GetTotalLength() + kSizeReserve;
   for (; next_pending_ < pending_requests_.length(); ++next_pending_) {
-    Request* request = pending_requests_[next_pending_];
+    Request* request = pending_requests_.entries()[next_pending_];
     if (request == nullptr) continue;
     total += request->GetTotalLength();
     if (!active_requests_.IsEmpty() && total > kMaxPostBytes) return;
@@ -153,8 +154,7 @@ void MobileServiceMux::Cancel(Request* request) {
   scheduler_->Cancel(request);
   for (MultiplexedPost* post : posts_in_flight_) post->Cancel(request);
   for (MultiplexedPost* post : posts_being_finished_) post->Cancel(request);
-  Request** pending = std::find(pending_requests_.begin(), pending_requests_.end(), request);
-  if (pending != pending_requests_.end()) *pending = nullptr;
+  pending_requests_.CancelFirst(request);
 }
 
 bool MobileServiceMux::RequireEndToEndSecurity(bool required) {
@@ -259,7 +259,9 @@ void MobileServiceMux::HandleReply(MultiplexedPost* post, bool* ok) {
 void MobileServiceMux::DistributeResponses(ProtocolReader* reader, MultiplexedPost* post,
                                            bool* ok) {
   const GVector<Request*>& unanswered = post->muxed_requests();
-  std::unordered_map<short, int> index_of_id;
+  std::unordered_map<short, int, std::hash<short>, std::equal_to<>,
+                     common_base::GAllocator<std::pair<const short, int>>>
+      index_of_id;
   for (int i = 0; i < unanswered.length(); ++i) {
     if (unanswered[i] != nullptr) index_of_id.emplace(unanswered[i]->id(), i);
   }

@@ -9,6 +9,7 @@
 #include "kesu/mux/multiplexed_post.h"
 #include "kesu/mux/mux_config.h"
 #include "kesu/mux/request.h"
+#include "kesu/mux/request_list.h"
 #include "kesu/mux/request_scheduler.h"
 #include "kesu/mux/response.h"
 
@@ -117,7 +118,7 @@ class MobileServiceMux : public common_base::RequesterInterface,
   MuxConfig* config_;
   common_base::ClockInterface* clock_;
   common_base::GVector<Request*> active_requests_;
-  common_base::GVector<Request*> pending_requests_;
+  RequestList pending_requests_;
   common_base::GVector<MultiplexedPost*> posts_in_flight_;
 
   common_base::RequestQueueInterface* queue_;

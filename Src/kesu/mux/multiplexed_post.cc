@@ -1,8 +1,6 @@
 #include "kesu/mux/multiplexed_post.h"
 
-#include <algorithm>
 #include <cstdio>
-#include <utility>
 
 #include "kesu/common/base/string_format.h"
 #include "kesu/mux/http_constants.h"
@@ -42,7 +40,7 @@ int MultiplexedPost::FillPayload(HeaderRequest* header_request) {
   DataOutputStream stream(&post_body_);
   header_request->WriteHeader(&stream);
   header_request->WriteBody(&stream);
-  for (Request* request : muxed_requests_) {
+  for (Request* request : muxed_requests()) {
     if (request == nullptr) continue;
     request->WriteHeader(&stream);
     request->WriteBody(&stream);
@@ -53,7 +51,7 @@ int MultiplexedPost::FillPayload(HeaderRequest* header_request) {
 
 int MultiplexedPost::ComputeContentLength() const {
   int length = additional_length_;
-  for (Request* request : muxed_requests_) {
+  for (Request* request : muxed_requests()) {
     if (request != nullptr) length += request->GetTotalLength();
   }
   return length;
@@ -66,15 +64,6 @@ void MultiplexedPost::CreateTheHttpPost(HttpRequestFactory* factory, const MuxCo
   SetHeader(kContentTypeHeader, kKesuMuxContentType, post_request_);
   SetHeader(kContentLengthHeader, common_base::NewGStringFromFormat("%d", ComputeContentLength()),
             post_request_);
-}
-
-void MultiplexedPost::Cancel(const Request* request) {
-  Request** entry = std::find(muxed_requests_.begin(), muxed_requests_.end(), request);
-  if (entry != muxed_requests_.end()) *entry = nullptr;
-}
-
-Request* MultiplexedPost::TakeRequest(int index) {
-  return std::exchange(muxed_requests_[index], nullptr);
 }
 
 void MultiplexedPost::FinishPosting() {

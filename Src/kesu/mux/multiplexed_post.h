@@ -8,6 +8,7 @@
 #include "kesu/mux/http_request_interface.h"
 #include "kesu/mux/mux_config.h"
 #include "kesu/mux/request.h"
+#include "kesu/mux/request_list.h"
 
 namespace common_kesu {
 
@@ -30,9 +31,9 @@ class MultiplexedPost : public common_base::HeapObject {
   int ComputeContentLength() const;
 
   /// Nulls the first entry of the request.
-  void Cancel(const Request* request);
+  void Cancel(const Request* request) { muxed_requests_.CancelFirst(request); }
   /// The request at `index`, which the post then no longer holds; null if it was cancelled.
-  Request* TakeRequest(int index);
+  Request* TakeRequest(int index) { return muxed_requests_.Take(index); }
 
   void FinishPosting();
   /// For debugging; do nothing.
@@ -41,7 +42,7 @@ class MultiplexedPost : public common_base::HeapObject {
 
   const common_base::GVector<unsigned char>& post_body() const { return post_body_; }
   const common_base::GVector<unsigned char>& response_body() const { return response_body_; }
-  const common_base::GVector<Request*>& muxed_requests() const { return muxed_requests_; }
+  const common_base::GVector<Request*>& muxed_requests() const { return muxed_requests_.entries(); }
   const HttpRequestFactory::StatusInfo& post_error() const { return post_error_; }
   /// Null when the factory made none.
   HttpRequestInterface* post_request() const { return post_request_; }
@@ -57,7 +58,7 @@ class MultiplexedPost : public common_base::HeapObject {
   /// Of `post_body_`, for the transport, which borrows the view too.
   common_base::GVectorRef<const unsigned char> post_body_view_;
   common_base::GVector<unsigned char> response_body_;
-  common_base::GVector<Request*> muxed_requests_;
+  RequestList muxed_requests_;
   HttpRequestFactory::StatusInfo post_error_;
   common_base::RequestInterface* start_failure_ = nullptr;
 };

@@ -24,7 +24,7 @@ RequestScheduler::RequestScheduler(ListenerInterface* listener, RequestQueueInte
 
 RequestScheduler::~RequestScheduler() {
   if (timer_ != nullptr) timer_->Cancel();
-  while (first_delayed_ != nullptr) delete first_delayed_;
+  for (const auto& [key, submission] : delayed_submissions_) delete submission;
 }
 
 void RequestScheduler::StartTimer(long long delay) {
@@ -58,14 +58,17 @@ void RequestScheduler::OnRequestComplete(RequestInterface* request) {
 
 void RequestScheduler::SendPendingRequests() {
   if (timer_ != nullptr) std::exchange(timer_, nullptr)->Cancel();
-  const GVector<Request*> batch = std::move(pending_requests_);
+  const GVector<Request*> batch = pending_requests_.TakeAll();
   bool ok = true;
   listener_->ProcessRequests(batch, &ok);
 }
 
 void RequestScheduler::SubmitWithDelay(Request* request, long long delay, bool send_now) {
   RequestInterface* deferred = queue_->NewDeferredRequest(delay);
-  deferred->Start(new DelayedSubmission(this, deferred, request, send_now));
+  auto* submission =
+      new DelayedSubmission(this, deferred, request, send_now, next_sequence_number_++);
+  delayed_submissions_.emplace(submission->key(), submission);
+  deferred->Start(submission);
 }
 
 void RequestScheduler::DoDelayedSubmission(DelayedSubmission* submission) {
@@ -76,33 +79,30 @@ void RequestScheduler::DoDelayedSubmission(DelayedSubmission* submission) {
 }
 
 void RequestScheduler::DeleteDelayedSubmission(DelayedSubmission* submission) {
+  delayed_submissions_.erase(submission->key());
   delete submission;
 }
 
 void RequestScheduler::Cancel(Request* request) {
-  DelayedSubmission* delayed = first_delayed_;
-  while (delayed != nullptr && delayed->request() != request) delayed = delayed->next();
-  delete delayed;
-  std::replace(pending_requests_.begin(), pending_requests_.end(), request,
-               static_cast<Request*>(nullptr));
+  const auto oldest = delayed_submissions_.lower_bound(DelayedKey(request, 0));
+  if (oldest != delayed_submissions_.end() && oldest->first.first == request) {
+    DeleteDelayedSubmission(oldest->second);
+  }
+  pending_requests_.CancelAll(request);
 }
 
 RequestScheduler::DelayedSubmission::DelayedSubmission(RequestScheduler* scheduler,
                                                        RequestInterface* deferred_request,
-                                                       Request* request, bool send_now)
+                                                       Request* request, bool send_now,
+                                                       long long sequence_number)
     : scheduler_(scheduler),
       deferred_request_(deferred_request),
       request_(request),
       send_now_(send_now),
-      previous_(scheduler->last_delayed_) {
-  (previous_ == nullptr ? scheduler_->first_delayed_ : previous_->next_) = this;
-  scheduler_->last_delayed_ = this;
-}
+      sequence_number_(sequence_number) {}
 
 RequestScheduler::DelayedSubmission::~DelayedSubmission() {
   if (deferred_request_ != nullptr) deferred_request_->Cancel();
-  (previous_ == nullptr ? scheduler_->first_delayed_ : previous_->next_) = next_;
-  (next_ == nullptr ? scheduler_->last_delayed_ : next_->previous_) = previous_;
 }
 
 void RequestScheduler::DelayedSubmission::OnRequestComplete(RequestInterface*) {

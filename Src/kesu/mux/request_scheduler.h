@@ -1,10 +1,16 @@
 #ifndef KESU_MUX_REQUEST_SCHEDULER_H_
 #define KESU_MUX_REQUEST_SCHEDULER_H_
 
+#include <functional>
+#include <map>
+#include <utility>
+
 #include "kesu/common/base/clock_interface.h"
+#include "kesu/common/base/gallocator.h"
 #include "kesu/common/base/request_interface.h"
 #include "kesu/common/base/vector.h"
 #include "kesu/mux/request.h"
+#include "kesu/mux/request_list.h"
 
 namespace common_kesu {
 
@@ -58,6 +64,12 @@ class RequestScheduler : public common_base::RequesterInterface {
  private:
   class DelayedSubmission;
 
+  /// By request and, for those of one request, by age.
+  using DelayedKey = std::pair<const Request*, long long>;
+  using DelayedSubmissions =
+      std::map<DelayedKey, DelayedSubmission*, std::less<>,
+               common_base::GAllocator<std::pair<const DelayedKey, DelayedSubmission*>>>;
+
   void StartTimer(long long delay);
   void DoDelayedSubmission(DelayedSubmission* submission);
   void DeleteDelayedSubmission(DelayedSubmission* submission);
@@ -68,38 +80,38 @@ class RequestScheduler : public common_base::RequesterInterface {
   long long min_delay_;
   long long max_delay_;
   common_base::RequestInterface* timer_ = nullptr;
-  common_base::GVector<Request*> pending_requests_;
-  /// Linked, so that one that ends leaves the others where they are.
-  DelayedSubmission* first_delayed_ = nullptr;
-  DelayedSubmission* last_delayed_ = nullptr;
+  RequestList pending_requests_;
+  DelayedSubmissions delayed_submissions_;
   long long soft_deadline_ = 0;
   long long hard_deadline_ = 0;
+  /// Tells delayed submissions of the same request apart.
+  long long next_sequence_number_ = 0;
 };
 
-/// A request that is held back. Owned by its scheduler, in whose list it is for all its life.
+/// A request that is held back. Owned by its scheduler, among whose delayed submissions it is for
+/// all its life.
 class RequestScheduler::DelayedSubmission : public common_base::RequesterInterface {
  public:
   DelayedSubmission(RequestScheduler* scheduler, common_base::RequestInterface* deferred_request,
-                    Request* request, bool send_now);
+                    Request* request, bool send_now, long long sequence_number);
   DelayedSubmission(const DelayedSubmission&) = delete;
   DelayedSubmission& operator=(const DelayedSubmission&) = delete;
 
   void OnRequestComplete(common_base::RequestInterface* request) override;
   void OnRequestFailed(common_base::RequestInterface* request) override;
-  /// Cancels the wait, unless it has ended, and leaves the list.
+  /// Cancels the wait, unless it has ended.
   ~DelayedSubmission() override;
 
   Request* request() const { return request_; }
   bool send_now() const { return send_now_; }
-  DelayedSubmission* next() const { return next_; }
+  DelayedKey key() const { return {request_, sequence_number_}; }
 
  private:
   RequestScheduler* scheduler_;
   common_base::RequestInterface* deferred_request_;
   Request* request_;
   bool send_now_;
-  DelayedSubmission* previous_;
-  DelayedSubmission* next_ = nullptr;
+  long long sequence_number_;
 };
 
 }  // namespace common_kesu

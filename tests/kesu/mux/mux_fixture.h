@@ -1,0 +1,166 @@
+#ifndef TESTS_KESU_MUX_MUX_FIXTURE_H_
+#define TESTS_KESU_MUX_MUX_FIXTURE_H_
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "kesu/common/base/internal/async.h"
+#include "kesu/mux/mobile_service_mux.h"
+#include "kesu/mux/plain_request.h"
+
+#include "support/bytes.h"
+#include "support/manual_clock.h"
+#include "support/stub_transport.h"
+
+namespace kesu_test {
+
+/// The multiplexer on a stub transport and a clock that is moved by hand.
+struct MuxFixture {
+  static constexpr char kUrl[] = "http://service.example/mux";
+  /// Of the header block, the protocol version included, as NewConfig() makes it.
+  static constexpr int kHeaderBytes = 42;
+  static constexpr long long kBatchDelay = 100000;
+  static constexpr long long kRetryDelay = 500000;
+
+  explicit MuxFixture(const char* url = kUrl) {
+    common_kesu::MobileServiceMux::Initialize(&transport, &queue, &clock, NewConfig(url));
+  }
+  ~MuxFixture() { common_kesu::MobileServiceMux::DeleteInstance(); }
+  MuxFixture(const MuxFixture&) = delete;
+  MuxFixture& operator=(const MuxFixture&) = delete;
+
+  static common_kesu::MuxConfig* NewConfig(const char* url) {
+    auto* config = new common_kesu::MuxConfig;
+    config->product = "prod";
+    config->version = "1.0";
+    config->locale = "en";
+    config->distribution_channel = "ch";
+    config->configuration = "cfg";
+    config->service_url = url;
+    config->platform = "plat";
+    return config;
+  }
+
+  common_kesu::MobileServiceMux* mux() const {
+    return common_kesu::MobileServiceMux::GetInstance();
+  }
+  void Advance(long long ticks) {
+    clock.Advance(ticks);
+    queue.StartDeferredRequests();
+  }
+
+  ManualClock clock{777};
+  common_base::SimpleRequestQueue queue{&clock};
+  StubTransport transport;
+};
+
+/// Writes down what it is told, and runs a function from inside.
+struct RecordingListener final : common_kesu::Request::ListenerInterface {
+  struct Outcome {
+    const common_kesu::Request* request;
+    int id;
+    int status;
+    bool is_error;
+    std::string payload;
+  };
+
+  bool RequestComplete(const common_kesu::Request* request, const common_kesu::Response* response,
+                       bool*) override {
+    Outcome outcome{request, response->id(), response->status_code(), response->is_error(), ""};
+    if (common_base::DataInputStream* stream = response->GetInputStream()) {
+      outcome.payload = TextOf(stream->ReadFully());
+      delete stream;
+    }
+    CHECK(response->ComputePayloadLength() == static_cast<int>(outcome.payload.size()));
+    outcomes.push_back(outcome);
+    if (action) action(request);
+    return true;
+  }
+
+  std::vector<Outcome> outcomes;
+  std::function<void(const common_kesu::Request*)> action;
+};
+
+/// A request for version 1 of the service "u" that owns its payload. Its block takes 17 bytes and
+/// the payload.
+class TestRequest final : public common_kesu::PlainRequest {
+ public:
+  explicit TestRequest(ListenerInterface* listener, std::string payload = "")
+      : PlainRequest("u", common_kesu::ServiceVersion::kVersion1),
+        payload_(std::move(payload)),
+        view_(ViewOf(payload_)) {
+    set_payload(&view_);
+    ReplaceListener(listener);
+  }
+
+ private:
+  std::string payload_;
+  common_base::ByteView view_;
+};
+
+inline unsigned BigEndian(std::string_view bytes) {
+  unsigned value = 0;
+  for (const char byte : bytes) value = value << 8 | static_cast<unsigned char>(byte);
+  return value;
+}
+
+inline std::string BigEndian(unsigned value, int width) {
+  std::string bytes;
+  while (width-- > 0) bytes += static_cast<char>(value >> 8 * width);
+  return bytes;
+}
+
+/// The request blocks of a POST, taken apart.
+struct PostedRequest {
+  int id;
+  std::string service;
+  std::string payload;
+};
+
+inline std::vector<PostedRequest> PostedRequests(std::string_view body) {
+  std::vector<PostedRequest> requests;
+  const auto take = [&body](unsigned length) {
+    REQUIRE(length <= body.size());
+    const std::string_view taken = body.substr(0, length);
+    body.remove_prefix(length);
+    return taken;
+  };
+  take(2);
+  const unsigned header_length = BigEndian(take(4));
+  take(2 + header_length);
+  while (!body.empty()) {
+    take(6);
+    const int id = static_cast<short>(BigEndian(take(2)));
+    const std::string service(take(BigEndian(take(2))));
+    take(2);
+    requests.push_back({id, service, std::string(take(BigEndian(take(4))))});
+  }
+  return requests;
+}
+
+/// The payloads of a POST, one after the other with a blank behind each.
+inline std::string PostedPayloads(std::string_view body) {
+  std::string payloads;
+  for (const PostedRequest& request : PostedRequests(body)) payloads += request.payload + ' ';
+  return payloads;
+}
+
+inline const std::string kReplyStart("\0\1", 2);
+
+/// A reply block.
+inline std::string ReplyBlock(int id, std::string_view payload, int status = 200,
+                              std::string_view encodings = "") {
+  const std::string body = BigEndian(static_cast<unsigned>(id), 2) +
+                           BigEndian(static_cast<unsigned>(status), 2) +
+                           BigEndian(static_cast<unsigned>(encodings.size()), 2) +
+                           std::string(encodings) + BigEndian(0, 4) + std::string(payload);
+  return BigEndian(static_cast<unsigned>(body.size()), 4) + "\x81" + std::string(1, '\0') + body;
+}
+
+}  // namespace kesu_test
+
+#endif  // TESTS_KESU_MUX_MUX_FIXTURE_H_
