@@ -67,6 +67,9 @@ class LocationService : public common_base::HeapObject {
   const common_base::GString& service_name() const { return service_name_; }
   /// Whether lookups leave at once rather than wait for a batch. Off at first.
   void set_send_immediately(bool value) { service_->set_send_immediately(value); }
+  /// Tell the reasons of a failed lookup apart, see RequestReplyServiceBase.
+  int last_status() const { return service_->last_status(); }
+  int last_http_status() const { return service_->last_http_status(); }
 
  private:
   /// Declared before the typed service, which sends it.

@@ -20,8 +20,8 @@ constexpr int kStatusOk = 200;
 }  // namespace
 
 RequestReplyServiceBase::~RequestReplyServiceBase() {
-  if (invocation_ != nullptr) invocation_->DetachPatron();
   RequestReplyServiceBase::CancelTheKesuRequest();
+  ReplaceRequest(nullptr);
 }
 
 KesuServiceRequest* RequestReplyServiceBase::NewInvocation() {
@@ -40,6 +40,8 @@ bool RequestReplyServiceBase::MakeTheKesuRequest() {
     InformRequester(true, nullptr);
     return true;
   }
+  last_status_ = 0;
+  last_http_status_ = 0;
   payload_.Clear();
   DataOutputStream stream(&payload_);
   WriteThePayloadTo(&stream);
@@ -66,6 +68,7 @@ bool RequestReplyServiceBase::RequestComplete(const Request*, const Response* re
   request_made_ = false;
   response_received_ = false;
   if (invocation_ == nullptr) return true;
+  RememberStatus(*response);
   LogDebug("... handling the response");
   if (response->is_error()) {
     LogWarn("The server sent back an error");
@@ -83,8 +86,15 @@ bool RequestReplyServiceBase::RequestComplete(const Request*, const Response* re
   return true;
 }
 
+void RequestReplyServiceBase::RememberStatus(const Response& response) {
+  last_status_ = response.status_code();
+  const HttpRequestInterface* http_request = response.http_request();
+  last_http_status_ = http_request == nullptr ? 0 : http_request->HttpResponseStatusCode();
+}
+
 /// The requester may delete this service: nothing of it may be touched afterwards.
 void RequestReplyServiceBase::InformRequester(bool success, const Response* response) {
+  if (!HasInvocationRunning()) return;
   std::exchange(invocation_, nullptr)->InformRequester(success, response);
 }
 
@@ -92,7 +102,7 @@ void RequestReplyServiceBase::CancelTheKesuRequest() {
   if (request_) request_->ReplaceListener(nullptr);
   if (invocation_ == nullptr) return;
   ReplaceRequest(nullptr);
-  invocation_ = nullptr;
+  std::exchange(invocation_, nullptr)->DetachPatron();
 }
 
 void RequestReplyServiceBase::ResetForNewRequest() {

@@ -52,16 +52,25 @@ class RequestReplyServiceBase : public common_base::HeapObject,
   const common_base::GString& service_uri() const { return service_uri_; }
   bool is_request_made() const { return request_made_; }
   bool is_response_received() const { return response_received_; }
+  /// How the last invocation that was sent ended: the status of its response, 200 for an answer
+  /// that was delivered, readable or not. Of a request that failed as a whole it is the HTTP status
+  /// of the carrier or one of those in ErrorResponse. 0 while there is none.
+  int last_status() const { return last_status_; }
+  /// The HTTP status of the exchange that carried that response; 0 where there was none.
+  int last_http_status() const { return last_http_status_; }
   /// Whether an invocation has been started and has not ended.
   bool HasInvocationRunning() const { return invocation_ != nullptr && invocation_->is_started(); }
 
  private:
+  void RememberStatus(const Response& response);
   void ReplaceRequest(Request* request);
   void InformRequester(bool success, const Response* response);
 
   /// The request is with the multiplexer, which borrows it and, through it, the payload.
   bool request_made_ = false;
   bool response_received_ = false;
+  int last_status_ = 0;
+  int last_http_status_ = 0;
   common_base::ScopedPtr<Request> request_;
   KesuServiceRequest* invocation_ = nullptr;
   common_base::ScopedPtr<KesuRequestMaker> maker_;

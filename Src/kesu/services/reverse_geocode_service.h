@@ -35,8 +35,7 @@ class ReverseGeocodeService : public common_base::HeapObject {
   static constexpr int kDefaultPrecision = 0;
 
   /// Asks about the point with the default platform strings. `lat` and `lng` are degrees, WGS 84.
-  /// `clock` is borrowed; it tells the time of the observation, which is left out where it is
-  /// null.
+  /// `clock` is borrowed; it tells the time of the observation, which is 0 where it is null.
   ReverseGeocodeService(float lat, float lng, const common_base::ClockInterface* clock);
   /// The strings fill the platform profile in its order; `precision` is passed on to the server.
   ReverseGeocodeService(float lat, float lng, int precision, common_base::GString version,
@@ -74,6 +73,9 @@ class ReverseGeocodeService : public common_base::HeapObject {
   void set_platform_key(const common_base::GString& key) { platform_key_ = key; }
   /// Whether calls leave at once rather than wait for a batch. Off at first.
   void set_send_immediately(bool value) { service_->set_send_immediately(value); }
+  /// Tell the reasons of a failed call apart, see RequestReplyServiceBase.
+  int last_status() const { return service_->last_status(); }
+  int last_http_status() const { return service_->last_http_status(); }
 
  private:
   friend class ReverseGeoRequestAdapter;

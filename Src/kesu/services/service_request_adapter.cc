@@ -3,7 +3,8 @@
 namespace common_kesu {
 
 CurrentInvocation::~CurrentInvocation() {
-  if (adapter_ != nullptr) adapter_->Cancel();
+  if (adapter_ != nullptr && service_->HasInvocationRunning()) adapter_->Cancel();
+  Clear();
 }
 
 void CurrentInvocation::Clear() {

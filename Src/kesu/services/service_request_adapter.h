@@ -16,7 +16,8 @@ class CurrentInvocation : public common_base::HeapObject {
   explicit CurrentInvocation(RequestReplyServiceBase* service) : service_(service) {}
   CurrentInvocation(const CurrentInvocation&) = delete;
   CurrentInvocation& operator=(const CurrentInvocation&) = delete;
-  /// Cancels the adapter, and with it what it waits for; its requester is not told.
+  /// Cancels an adapter that runs, and with it what it waits for; its requester is not told. One
+  /// that was not started stays with its owner, and cannot be started any more.
   ~CurrentInvocation();
 
   ServiceRequestAdapter* adapter() const { return adapter_; }
