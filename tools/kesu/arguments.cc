@@ -1,0 +1,129 @@
+#include "tools/kesu/arguments.h"
+
+#include <algorithm>
+#include <optional>
+
+#include "tools/kesu/argument_values.h"
+#include "tools/kesu/option_words.h"
+
+namespace kesu_tool {
+namespace {
+
+using Words = std::vector<std::string>;
+
+constexpr char kNextLookup[] = "--next";
+
+/// Parses each of `words` and appends its value to `values`.
+template <typename Value, typename Parse>
+bool ParseEach(const Words& words, Parse parse, std::vector<Value>* values, std::string* error) {
+  for (const std::string& word : words) {
+    const std::optional<Value> value = parse(word, error);
+    if (!value) return false;
+    values->push_back(*value);
+  }
+  return true;
+}
+
+bool ParseObservation(const OptionWords& options, Observation* observation, std::string* error) {
+  std::vector<Point> gps_fixes;
+  if (!ParseEach(options.cells, ParseCell, &observation->cells, error) ||
+      !ParseEach(options.access_points, ParseAccessPoint, &observation->access_points, error) ||
+      !ParseEach(options.gps_fixes, ParsePoint, &gps_fixes, error)) {
+    return false;
+  }
+  if (gps_fixes.size() > 1) {
+    *error = "a lookup has one --gps at most";
+    return false;
+  }
+  if (!gps_fixes.empty()) observation->gps_fix = gps_fixes.front();
+  if (!observation->IsEmpty()) return true;
+  *error = "a lookup needs at least one of --cell, --wifi and --gps";
+  return false;
+}
+
+/// One lookup: the words between two --next. Its general options count for the whole run.
+bool ParseLookup(Words words, OptionWords* general, Observation* observation, std::string* error) {
+  general->cells.clear();
+  general->access_points.clear();
+  general->gps_fixes.clear();
+  if (!TakeOptions(OptionScope::kObservation, &words, general, error)) return false;
+  if (general->wants_help || general->wants_version) return true;
+  if (!words.empty()) {
+    *error = "locate takes no argument \"" + words.front() + "\"";
+    return false;
+  }
+  return ParseObservation(*general, observation, error);
+}
+
+bool ParseLocate(const Words& words, OptionWords* general, Arguments* arguments,
+                 std::string* error) {
+  auto begin = words.begin();
+  while (true) {
+    const auto end = std::find(begin, words.end(), kNextLookup);
+    Observation& observation = arguments->observations.emplace_back();
+    if (!ParseLookup(Words(begin, end), general, &observation, error)) return false;
+    if (end == words.end()) return true;
+    begin = end + 1;
+  }
+}
+
+bool ParseReverse(Words words, OptionWords* general, Arguments* arguments, std::string* error) {
+  if (!TakeOptions(OptionScope::kPoints, &words, general, error)) return false;
+  if (general->wants_help || general->wants_version) return true;
+  if (words.empty()) {
+    *error = "reverse needs at least one point, as LAT,LON";
+    return false;
+  }
+  return ParseEach(words, ParsePoint, &arguments->points, error);
+}
+
+bool ParseCommand(Words words, OptionWords* general, Arguments* arguments, std::string* error) {
+  if (words.empty()) {
+    *error = "a command is missing: locate or reverse";
+    return false;
+  }
+  const std::string name = words.front();
+  words.erase(words.begin());
+  if (name == "locate") {
+    arguments->command = Command::kLocate;
+    return ParseLocate(words, general, arguments, error);
+  }
+  if (name == "reverse") {
+    arguments->command = Command::kReverse;
+    return ParseReverse(words, general, arguments, error);
+  }
+  *error = "there is no command \"" + name + "\", only locate and reverse";
+  return false;
+}
+
+bool ParseGeneralOptions(const OptionWords& general, Arguments* arguments, std::string* error) {
+  arguments->wants_json = general.wants_json;
+  arguments->wants_trace = general.wants_trace;
+  arguments->ca_file = general.ca_file.value_or("");
+  if (general.timeout) {
+    const std::optional<int> timeout_ms = ParseTimeout(*general.timeout, error);
+    if (!timeout_ms) return false;
+    arguments->timeout_ms = *timeout_ms;
+  }
+  if (!general.server) return true;
+  const std::optional<std::string> server = ParseServer(*general.server, error);
+  if (server) arguments->server = *server;
+  return server.has_value();
+}
+
+}  // namespace
+
+bool ParseArguments(Words words, Arguments* arguments, std::string* error) {
+  OptionWords general;
+  if (!TakeOptions(OptionScope::kBeforeCommand, &words, &general, error)) return false;
+  const bool asks_about_itself = general.wants_help || general.wants_version;
+  if (!asks_about_itself && !ParseCommand(words, &general, arguments, error)) return false;
+  // They may stand behind the command too.
+  if (general.wants_help || general.wants_version) {
+    arguments->command = general.wants_help ? Command::kHelp : Command::kVersion;
+    return true;
+  }
+  return ParseGeneralOptions(general, arguments, error);
+}
+
+}  // namespace kesu_tool

@@ -1,0 +1,35 @@
+#ifndef KESU_TOOL_ARGUMENTS_H_
+#define KESU_TOOL_ARGUMENTS_H_
+
+#include <string>
+#include <vector>
+
+#include "tools/kesu/observation.h"
+
+namespace kesu_tool {
+
+enum class Command { kHelp, kVersion, kLocate, kReverse };
+
+/// What the command line asks for.
+struct Arguments {
+  Command command = Command::kHelp;
+  /// Empty: the one that the library was built with.
+  std::string server;
+  /// Empty: none.
+  std::string ca_file;
+  int timeout_ms = 30'000;
+  bool wants_json = false;
+  bool wants_trace = false;
+  /// Of locate, at least one and none empty.
+  std::vector<Observation> observations;
+  /// Of reverse, at least one.
+  std::vector<Point> points;
+};
+
+/// Reads the words of a command line, the program's name not among them. False, with the reason in
+/// `error`, when they make no sense.
+bool ParseArguments(std::vector<std::string> words, Arguments* arguments, std::string* error);
+
+}  // namespace kesu_tool
+
+#endif  // KESU_TOOL_ARGUMENTS_H_

@@ -1,0 +1,173 @@
+#include "tools/kesu/option_words.h"
+
+#include <glib.h>
+
+namespace kesu_tool {
+namespace {
+
+constexpr char kSummary[] =
+    "Commands:\n"
+    "  locate [--cell MCC,MNC,AREA,CELL[,DBM]]… [--wifi MAC[,DBM]]… [--gps LAT,LON]\n"
+    "                              Where is a device that observes this? For several\n"
+    "                              lookups in one run, repeat the options after --next\n"
+    "  reverse LAT,LON …           What is at these points?";
+
+constexpr char kDescription[] =
+    "Exit status:\n"
+    "  0  found\n"
+    "  1  nothing found\n"
+    "  2  wrong usage\n"
+    "  3  network or server failure, or the results could not be written\n"
+    "  4  time-out\n"
+    "  5  malformed reply\n"
+    "Of several lookups or points the worst counts: the first of 3, 4, 5, 1, 0 that any of them\n"
+    "has.\n\n"
+    "With --json there is one object per lookup or point, in their order: latitude, longitude,\n"
+    "accuracy_m and platform_key for locate; latitude, longitude, address and features for\n"
+    "reverse; null where something is not known; error with kind, status and message where it\n"
+    "failed.\n\n"
+    "Examples:\n"
+    "  kesu locate --cell 1,1,1,1001,-71 --wifi 00-00-5E-00-53-01,-60\n"
+    "  kesu --json reverse 38.71,-9.14 -34.6,-58.45";
+
+/// What GLib's parser writes to; it allocates.
+struct RawOptions {
+  RawOptions() = default;
+  RawOptions(const RawOptions&) = delete;
+  RawOptions& operator=(const RawOptions&) = delete;
+  ~RawOptions() {
+    for (char* text : {server, ca_file, timeout}) g_free(text);
+    for (char** texts : {cells, access_points, gps_fixes}) g_strfreev(texts);
+  }
+
+  char* server = nullptr;
+  char* ca_file = nullptr;
+  char* timeout = nullptr;
+  gboolean wants_json = FALSE;
+  gboolean wants_trace = FALSE;
+  gboolean wants_help = FALSE;
+  gboolean wants_version = FALSE;
+  char** cells = nullptr;
+  char** access_points = nullptr;
+  char** gps_fixes = nullptr;
+};
+
+GOptionContext* NewContext(bool with_observation, RawOptions* raw) {
+  const GOptionEntry general_options[] = {
+      {"server", 0, 0, G_OPTION_ARG_STRING, &raw->server, "The service to ask", "http://HOST:PORT"},
+      {"ca-file", 0, 0, G_OPTION_ARG_FILENAME, &raw->ca_file,
+       "PEM file of the authorities to trust with https", "FILE"},
+      {"timeout", 0, 0, G_OPTION_ARG_STRING, &raw->timeout, "For the whole run, 30 if not given",
+       "SECONDS"},
+      {"json", 0, 0, G_OPTION_ARG_NONE, &raw->wants_json, "Print JSON, one object per line",
+       nullptr},
+      {"trace", 0, 0, G_OPTION_ARG_NONE, &raw->wants_trace,
+       "Print on standard error what happens inside", nullptr},
+      {"help", 'h', 0, G_OPTION_ARG_NONE, &raw->wants_help, "Print this text", nullptr},
+      {"version", 0, 0, G_OPTION_ARG_NONE, &raw->wants_version, "Print the version", nullptr},
+      {nullptr, 0, 0, G_OPTION_ARG_NONE, nullptr, nullptr, nullptr},
+  };
+  const GOptionEntry observation_options[] = {
+      {"cell", 0, 0, G_OPTION_ARG_STRING_ARRAY, &raw->cells, "A cell; the first is the serving one",
+       "MCC,MNC,AREA,CELL[,DBM]"},
+      {"wifi", 0, 0, G_OPTION_ARG_STRING_ARRAY, &raw->access_points, "A wifi access point",
+       "MAC[,DBM]"},
+      {"gps", 0, 0, G_OPTION_ARG_STRING_ARRAY, &raw->gps_fixes, "A fix of the device's own",
+       "LAT,LON"},
+      {nullptr, 0, 0, G_OPTION_ARG_NONE, nullptr, nullptr, nullptr},
+  };
+  GOptionContext* const context = g_option_context_new("COMMAND");
+  g_option_context_set_help_enabled(context, FALSE);
+  g_option_context_add_main_entries(context, general_options, nullptr);
+  if (with_observation) {
+    GOptionGroup* const group =
+        g_option_group_new("locate", "Options of locate:", "", nullptr, nullptr);
+    g_option_group_add_entries(group, observation_options);
+    g_option_context_add_group(context, group);
+  }
+  return context;
+}
+
+/// A word that the option parser is not to take for an option: "-33.9,18.4" is a point. The space
+/// in front of it is taken away again by FromParser().
+std::string ForParser(OptionScope scope, const std::string& word) {
+  const bool is_negative =
+      word.size() > 1 && word[0] == '-' && (g_ascii_isdigit(word[1]) || word[1] == '.');
+  return scope == OptionScope::kPoints && is_negative ? " " + word : word;
+}
+
+std::string FromParser(const char* word) {
+  return *word == ' ' ? word + 1 : word;
+}
+
+void Take(const char* text, std::optional<std::string>* target) {
+  if (text != nullptr) *target = FromParser(text);
+}
+
+void Take(char** texts, std::vector<std::string>* target) {
+  for (; texts != nullptr && *texts != nullptr; ++texts) target->emplace_back(*texts);
+}
+
+void TakeAll(const RawOptions& raw, OptionWords* options) {
+  Take(raw.server, &options->server);
+  Take(raw.ca_file, &options->ca_file);
+  Take(raw.timeout, &options->timeout);
+  options->wants_json |= raw.wants_json != FALSE;
+  options->wants_trace |= raw.wants_trace != FALSE;
+  options->wants_help |= raw.wants_help != FALSE;
+  options->wants_version |= raw.wants_version != FALSE;
+  Take(raw.cells, &options->cells);
+  Take(raw.access_points, &options->access_points);
+  Take(raw.gps_fixes, &options->gps_fixes);
+}
+
+/// The words as GLib's parser wants them: behind the name of the program.
+char** NewParserWords(OptionScope scope, const std::vector<std::string>& words) {
+  GStrvBuilder* const builder = g_strv_builder_new();
+  g_strv_builder_add(builder, "kesu");
+  for (const std::string& word : words) {
+    g_strv_builder_add(builder, ForParser(scope, word).c_str());
+  }
+  char** const result = g_strv_builder_end(builder);
+  g_strv_builder_unref(builder);
+  return result;
+}
+
+}  // namespace
+
+bool TakeOptions(OptionScope scope, std::vector<std::string>* words, OptionWords* options,
+                 std::string* error) {
+  RawOptions raw;
+  GOptionContext* const context = NewContext(scope == OptionScope::kObservation, &raw);
+  g_option_context_set_strict_posix(context, scope == OptionScope::kBeforeCommand);
+  char** parser_words = NewParserWords(scope, *words);
+  GError* failure = nullptr;
+  const bool ok = g_option_context_parse_strv(context, &parser_words, &failure) != FALSE;
+  if (ok) {
+    TakeAll(raw, options);
+    words->clear();
+    for (char** word = parser_words + 1; *word != nullptr; ++word) {
+      words->push_back(FromParser(*word));
+    }
+  } else {
+    *error = failure->message;
+    g_error_free(failure);
+  }
+  g_strfreev(parser_words);
+  g_option_context_free(context);
+  return ok;
+}
+
+std::string HelpText() {
+  RawOptions raw;
+  GOptionContext* const context = NewContext(true, &raw);
+  g_option_context_set_summary(context, kSummary);
+  g_option_context_set_description(context, kDescription);
+  char* const text = g_option_context_get_help(context, FALSE, nullptr);
+  std::string help = text;
+  g_free(text);
+  g_option_context_free(context);
+  return help;
+}
+
+}  // namespace kesu_tool

@@ -1,0 +1,47 @@
+#include "tools/kesu/session.h"
+
+#include <optional>
+
+#include "dovi/deployment_settings.h"
+#include "kesu/common/base/internal/posix_clock.h"
+#include "kesu/mux/mobile_service_mux.h"
+
+#include "tools/kesu/result_stream.h"
+
+namespace kesu_tool {
+namespace {
+
+DoviHttpRequestFactory* NewFactory(bool wants_trace) {
+  std::optional<SilentStandardError> silence;
+  if (!wants_trace) silence.emplace();
+  return new DoviHttpRequestFactory;
+}
+
+common_kesu::MuxConfig* NewConfig() {
+  char url[kDoviUrlBufferSize];
+  WriteDoviServiceUrl(url);
+  auto* config = new common_kesu::MuxConfig;
+  config->product = "kesu";
+  config->version = KESU_VERSION;
+  config->platform = "linux";
+  config->distribution_channel = "cli";
+  config->locale = "en_US";
+  config->service_url = url;
+  return config;
+}
+
+}  // namespace
+
+Session::Session(bool wants_trace)
+    : factory_(NewFactory(wants_trace)),
+      clock_(common_base::NewClock()),
+      queue_(clock_.get()),
+      timer_(&queue_, clock_.get()) {
+  common_kesu::MobileServiceMux::Initialize(factory_.get(), &queue_, clock_.get(), NewConfig());
+}
+
+Session::~Session() {
+  common_kesu::MobileServiceMux::DeleteInstance();
+}
+
+}  // namespace kesu_tool
