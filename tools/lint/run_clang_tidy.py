@@ -1,0 +1,28 @@
+#!/usr/bin/env python3
+"""usage: run_clang_tidy.py BUILD_DIR
+
+Runs clang-tidy over the project's source files, and fails for one that no target builds.
+"""
+
+import sys
+
+import compile_commands
+from sources import ROOT, project_sources
+
+
+def main():
+    build_dir = sys.argv[1]
+    commands = compile_commands.load(build_dir)
+    sources = project_sources(".cc")
+    # Fuzz targets are built by their own option only.
+    unbuilt = [path for path in sources if path not in commands and path.parts[0] != "fuzz"]
+    for path in unbuilt:
+        print(f"{path}:1: built by no target")
+    jobs = [(path, ROOT, ["clang-tidy", "--quiet", "-p", build_dir, str(path)], "")
+            for path in sources if path in commands]
+    failed = compile_commands.run_all(jobs)
+    return 1 if failed or unbuilt else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
