@@ -115,7 +115,7 @@ class GVector : public GTypedVector<T> {
   }
 
   void Append(T value) {
-    GVectorImpl::AdjustLength(this->length() + 1);
+    GVectorImpl::AddElement();
     new (static_cast<void*>(this->end() - 1)) T(std::move(value));
   }
 

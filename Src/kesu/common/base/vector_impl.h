@@ -41,6 +41,15 @@ class GVectorImpl {
   /// are not initialised.
   void AdjustLength(int length);
 
+  /// AdjustLength(length() + 1), without a call where there is room.
+  void AddElement() {
+    if (length_ < capacity_) {
+      ++length_;
+    } else {
+      AdjustLength(length_ + 1);
+    }
+  }
+
   /// AdjustLength, with the new elements filled with zero bytes.
   void AdjustLengthAndZero(int length);
 

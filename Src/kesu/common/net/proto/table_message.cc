@@ -14,8 +14,12 @@ using common_base::DataInputStream;
 using common_base::DataOutputStream;
 using common_base::GString;
 
+/// Spares a nested message that fits the steps of growing from nothing.
+constexpr int kTypicalNestedBytes = 128;
+
 void WriteNestedMessage(unsigned short number, const Message& nested, DataOutputStream* stream) {
   ByteVector bytes;
+  bytes.SetReserve(kTypicalNestedBytes);
   DataOutputStream nested_stream(&bytes);
   nested.Write(&nested_stream);
   ProtoUtil::WriteBytes(number, bytes, stream);
