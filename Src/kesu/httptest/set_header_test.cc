@@ -6,8 +6,6 @@ namespace common_kesu {
 namespace {
 
 using common_base::ByteView;
-using common_base::RequesterInterface;
-using common_base::RequestInterface;
 
 constexpr int kStatusOk = 200;
 

@@ -7,7 +7,6 @@ namespace common_kesu {
 using common_base::GString;
 using common_base::GVector;
 using common_base::LogWarn;
-using common_base::RequesterInterface;
 using common_base::RequestInterface;
 using common_base::ScopedPtr;
 

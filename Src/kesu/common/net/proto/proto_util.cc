@@ -6,7 +6,6 @@
 
 using common_base::ByteVector;
 using common_base::DataInputStream;
-using common_base::DataOutputStream;
 using common_base::GVector;
 using common_net_proto::kWireEndGroup;
 using common_net_proto::kWireFixed32;
