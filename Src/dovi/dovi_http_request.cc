@@ -24,7 +24,9 @@ constexpr int kStarted = 0;
 constexpr int kCouldNotStart = 1;
 
 constexpr int kMaxHeaderBytes = 1 << 20;
-constexpr int kMaxBodyBytes = 64 << 20;
+/// Far above any answer to a POST, and low enough that one made of nothing but empty messages,
+/// which take fifty times their size in memory, can be borne.
+constexpr int kMaxBodyBytes = 8 << 20;
 constexpr long kMaxRedirects = 10;
 
 constexpr std::string_view kHeaderLineEnd = "\r\n";
@@ -207,13 +209,15 @@ std::size_t DoviHttpRequest::parse_my_resp(const char* bytes, std::size_t size, 
   if (received_body_.length() == 0) {
     std::printf("Allocate m_responsebuffer : %d \n", static_cast<int>(length) + 1);
   }
-  return received_body_.Append(bytes, length) ? length : 0;
+  receive_failed_ = !received_body_.Append(bytes, length);
+  return receive_failed_ ? 0 : length;
 }
 
 std::size_t DoviHttpRequest::parse_my_header(const char* bytes, std::size_t size,
                                              std::size_t count) {
   const std::size_t length = size * count;
-  return response_header_text_.AppendText(bytes, length) ? length : 0;
+  receive_failed_ = !response_header_text_.AppendText(bytes, length);
+  return receive_failed_ ? 0 : length;
 }
 
 void DoviHttpRequest::GlibcurlCallback(void*) {
@@ -271,7 +275,7 @@ void DoviHttpRequest::ConnectionDone(CURL* done_handle) {
   response_header_text_.Free();
   received_body_.Free();
 
-  if (status_code_ == 200) {
+  if (status_code_ == 200 && !receive_failed_) {
     std::puts("================= OnRequestComplete ");
     requester_->OnRequestComplete(this);
   } else {

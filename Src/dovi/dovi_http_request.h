@@ -18,7 +18,8 @@ class DoviHttpRequestFactory;
 /// It goes to the URL of the deployment settings whatever URL its maker was given, deliberately: a
 /// deployment has one endpoint. With a body that is not empty it is a POST, otherwise a GET.
 ///
-/// It completes with status 200 and fails with any other, 0 included. Two things follow from that,
+/// It completes with status 200 and fails with any other, 0 included, and when more arrives than it
+/// takes: 8 MiB of body, 1 MiB of headers. Two things follow from that,
 /// deliberately: a response that breaks off after its status 200 completes, with the bytes that
 /// came; and only a response with a Content-Length delivers a body, one in chunks completes with
 /// none.
@@ -81,6 +82,8 @@ class DoviHttpRequest : public HttpRequestInterface {
   common_base::GVector<unsigned char> response_headers_;
   curl_slist* header_list_ = nullptr;
   CURL* easy_handle_ = nullptr;
+  /// There was no room for what arrived; the exchange fails whatever its status.
+  bool receive_failed_ = false;
 };
 
 #endif  // DOVI_DOVI_HTTP_REQUEST_H_

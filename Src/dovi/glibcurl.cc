@@ -21,6 +21,10 @@ constexpr gint kWaitForever = -1;
 constexpr gint kLongestWaitMs = 1000;
 constexpr gint kPriority = 200;
 
+/// Further transfers wait for one to end. Keeps descriptors well below kMaxDescriptors, and a large
+/// batch from using up the process's.
+constexpr long kMaxConnections = 64;
+
 /// The record that g_source_new makes, zero-filled.
 struct CurlSource {
   GSource source;
@@ -196,6 +200,7 @@ void glibcurl_init() {
   curlSrc->runningHandles = 0;
   curl_global_init(CURL_GLOBAL_ALL);
   curlSrc->multiHandle = curl_multi_init();
+  curl_multi_setopt(curlSrc->multiHandle, CURLMOPT_MAX_TOTAL_CONNECTIONS, kMaxConnections);
   g_source_set_priority(source, kPriority);
   s_timeAtLastDispatch = {};
   s_currTimeout = 0;

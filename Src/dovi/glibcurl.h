@@ -17,9 +17,9 @@ void glibcurl_init();
 /// The multi handle; null before glibcurl_init() and after glibcurl_cleanup().
 CURLM* glibcurl_handle();
 
-/// Adds `easy` to the multi handle; the transfer starts with the next iteration of the loop. The
-/// handle counts as added even when curl refuses it, so that each call is matched by one
-/// glibcurl_remove().
+/// Adds `easy` to the multi handle; the transfer starts with the next iteration of the loop, or,
+/// with 64 connections open already, when one of them is free. The handle counts as added even when
+/// curl refuses it, so that each call is matched by one glibcurl_remove().
 CURLMcode glibcurl_add(CURL* easy);
 
 /// Takes `easy` out again, finished or not. Curl drops what it still had to report of it.

@@ -40,7 +40,7 @@ class HttpRequest : public PlainRequest {
   void WriteBody(common_base::DataOutputStream* out) override;
   /// The payload becomes the root body as well. The view and its bytes are borrowed.
   void set_payload(const common_base::GVectorRef<const unsigned char>* payload) override;
-  /// Owns `part`, and makes this a multipart request.
+  /// Owns `part`, which is not changed any more, and makes this a multipart request.
   virtual void AddBodyPart(BodyPart* part);
 
   const common_base::GString& method() const { return method_; }

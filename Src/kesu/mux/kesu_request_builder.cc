@@ -36,7 +36,7 @@ void KesuRequestBuilder::WriteVarint64(unsigned long long value) {
 
 void KesuRequestBuilder::OpenMark(int placeholder_size, MarkKind kind) {
   const int position = sink()->length() + placeholder_size;
-  static_cast<common_base::GVectorImpl*>(sink())->AdjustLengthAndZero(position);
+  sink()->AdjustLengthAndZero(position);
   marks_.Append({position, kind});
 }
 
@@ -61,7 +61,8 @@ void KesuRequestBuilder::WriteBackLengthMarkWithOffset(int offset) {
   if (marks_.IsEmpty()) return;
   const Mark mark = marks_[marks_.length() - 1];
   marks_.AdjustLength(marks_.length() - 1);
-  const auto length = static_cast<unsigned>(sink()->length() - mark.position - offset);
+  const auto length =
+      static_cast<unsigned>(sink()->length() - mark.position) - static_cast<unsigned>(offset);
   switch (mark.kind) {
     case MarkKind::k8bit:
       return StoreBigEndian(mark.position, 1, length);

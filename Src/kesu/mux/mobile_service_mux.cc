@@ -126,9 +126,10 @@ void MobileServiceMux::ProcessAnyActiveRequests() {
   const GVector<Request*> requests = std::move(active_requests_);
   UpdateRequestIds(requests);
   auto* post = new MultiplexedPost(requests, mux_post_additional_length());
+  // From here on Cancel() finds the requests, from inside the factory too.
+  posts_in_flight_.Append(post);
   bytes_sent_ = AddWrapping(bytes_sent_, post->FillPayload(header_request_));
   post->CreateTheHttpPost(factory_, *config_);
-  posts_in_flight_.Append(post);
   StartPost(post);
 }
 
@@ -136,6 +137,8 @@ void MobileServiceMux::StartPost(MultiplexedPost* post) {
   post->LogPostRequest();
   HttpRequestInterface* request = post->post_request();
   if (request != nullptr && request->Start(this) == 0) return;
+  // A transport that reports a failure from inside Start() has ended the post already.
+  if (!IsInFlight(post)) return;
   // The transport will not call back. The requests fail like those of any other POST that does not
   // get through, but not from inside their submission.
   post->set_start_failure(queue_->NewDeferredRequest(0));
@@ -165,6 +168,11 @@ bool MobileServiceMux::RequireEndToEndSecurity(bool required) {
 
 bool MobileServiceMux::is_https() const {
   return config_->service_url->StartsWith(kHttpsUrlStart);
+}
+
+bool MobileServiceMux::IsInFlight(const MultiplexedPost* post) const {
+  return std::find(posts_in_flight_.begin(), posts_in_flight_.end(), post) !=
+         posts_in_flight_.end();
 }
 
 /// Takes the post that `request` belongs to out of flight; null if there is none.
@@ -201,7 +209,11 @@ void MobileServiceMux::OnRequestComplete(RequestInterface* request) {
 }
 
 void MobileServiceMux::OnRequestFailed(RequestInterface* request) {
-  if (MultiplexedPost* post = BeginToFinish(request)) HandleFailedPost(post);
+  MultiplexedPost* post = BeginToFinish(request);
+  if (post == nullptr) return;
+  // Whatever becomes of the wait, it deletes itself.
+  if (request == post->start_failure()) post->set_start_failure(nullptr);
+  HandleFailedPost(post);
 }
 
 void MobileServiceMux::HandleFailedPost(MultiplexedPost* post) {

@@ -93,6 +93,7 @@ class MobileServiceMux : public common_base::RequesterInterface,
   void ProcessAnyActiveRequests();
   void UpdateRequestIds(const common_base::GVectorRef<Request*>& requests);
   void StartPost(MultiplexedPost* post);
+  bool IsInFlight(const MultiplexedPost* post) const;
 
   MultiplexedPost* BeginToFinish(const common_base::RequestInterface* request);
   void Finish(MultiplexedPost* post);

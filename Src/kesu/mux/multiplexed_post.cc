@@ -58,11 +58,13 @@ int MultiplexedPost::ComputeContentLength() const {
 }
 
 void MultiplexedPost::CreateTheHttpPost(HttpRequestFactory* factory, const MuxConfig& config) {
+  // Of the body as it was written, whatever is cancelled from inside the factory.
+  const int content_length = ComputeContentLength();
   post_request_ = factory->NewHttpPostRequest(config.service_url, &post_body_view_, &response_body_,
                                               &post_error_);
   if (post_request_ == nullptr) return;
   SetHeader(kContentTypeHeader, kKesuMuxContentType, post_request_);
-  SetHeader(kContentLengthHeader, common_base::NewGStringFromFormat("%d", ComputeContentLength()),
+  SetHeader(kContentLengthHeader, common_base::NewGStringFromFormat("%d", content_length),
             post_request_);
 }
 

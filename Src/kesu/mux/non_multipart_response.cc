@@ -1,5 +1,6 @@
 #include "kesu/mux/non_multipart_response.h"
 
+#include <string_view>
 #include <utility>
 
 #include "kesu/common/base/logging.h"
@@ -18,6 +19,7 @@ using common_base::GVector;
 /// Id, status, length of the encodings and the value after them.
 constexpr int kFixedBodyBytes = 10;
 constexpr int kMaxLoggedPayload = 1024;
+constexpr char kEncodingSeparator = ',';
 
 }  // namespace
 
@@ -58,15 +60,30 @@ void NonMultipartResponse::DoChainedDecodings(bool* ok) {
   *ok = true;
   payload_ = raw_payload_;
   if (encodings_->IsEmpty()) return;
-  const GVector<GString> names = encodings_->Split(',');
-  for (int i = names.length() - 1; *ok && i >= 0; --i) {
-    // Passing bytes through unchanged needs no copy; a long chain of it must not cost one each.
-    if (names[i]->EqualsUtf8(kEncodingNop)) continue;
-    ByteVector output;
-    DoSingleDecodingPass(payload_, names[i], &output, ok);
-    decoded_ = std::move(output);
-    payload_ = ByteView(decoded_);
+  ByteVector utf8;
+  encodings_->ToUtf8Vector(&utf8);
+  std::string_view rest(reinterpret_cast<const char*>(utf8.data()),
+                        static_cast<std::size_t>(utf8.length()));
+  while (*ok) {
+    const std::size_t comma = rest.rfind(kEncodingSeparator);
+    const std::size_t name_start = comma == std::string_view::npos ? 0 : comma + 1;
+    DecodePayload(rest.substr(name_start), ok);
+    if (comma == std::string_view::npos) return;
+    rest = rest.substr(0, comma);
   }
+}
+
+void NonMultipartResponse::DecodePayload(std::string_view encoding, bool* ok) {
+  // What leaves the payload as it is must not cost a pass: a chain has room for thousands of names.
+  const bool is_empty_gzip = encoding == kEncodingGzip && payload_.IsEmpty();
+  if (encoding == kEncodingNop || is_empty_gzip) return;
+  const ByteView name(common_base::kReferenceExistingBuffer,
+                      reinterpret_cast<const unsigned char*>(encoding.data()),
+                      static_cast<int>(encoding.size()));
+  ByteVector output;
+  DoSingleDecodingPass(payload_, GString(name), &output, ok);
+  decoded_ = std::move(output);
+  payload_ = ByteView(decoded_);
 }
 
 void NonMultipartResponse::LogPayload() const {

@@ -1,6 +1,8 @@
 #ifndef KESU_MUX_NON_MULTIPART_RESPONSE_H_
 #define KESU_MUX_NON_MULTIPART_RESPONSE_H_
 
+#include <string_view>
+
 #include "kesu/common/base/gstring.h"
 #include "kesu/common/base/vector.h"
 #include "kesu/mux/response.h"
@@ -36,6 +38,7 @@ class NonMultipartResponse : public Response {
   void DoChainedDecodings(bool* ok);
 
  private:
+  void DecodePayload(std::string_view encoding, bool* ok);
   void LogPayload() const;
 
   common_base::GString encodings_;

@@ -1,5 +1,8 @@
 #include "kesu/mux/plain_request.h"
 
+#include <algorithm>
+#include <limits>
+
 namespace common_kesu {
 
 using common_base::DataOutputStream;
@@ -20,7 +23,8 @@ bool PlainRequest::ShouldRetry() {
 
 long long PlainRequest::GetRetryTimeout() {
   const long long timeout = retry_timeout_;
-  retry_timeout_ *= 2;
+  using Limits = std::numeric_limits<long long>;
+  retry_timeout_ = 2 * std::clamp(timeout, Limits::min() / 2, Limits::max() / 2);
   return timeout;
 }
 

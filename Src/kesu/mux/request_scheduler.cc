@@ -1,6 +1,7 @@
 #include "kesu/mux/request_scheduler.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 namespace common_kesu {
@@ -9,6 +10,15 @@ using common_base::ClockInterface;
 using common_base::GVector;
 using common_base::RequestInterface;
 using common_base::RequestQueueInterface;
+
+namespace {
+
+/// `delay` after `now`, or the end of time.
+long long TimeAfter(long long now, long long delay) {
+  return now + std::min(delay, std::numeric_limits<long long>::max() - std::max(now, 0LL));
+}
+
+}  // namespace
 
 RequestScheduler::RequestScheduler(ListenerInterface* listener, RequestQueueInterface* queue,
                                    ClockInterface* clock)
@@ -39,9 +49,9 @@ void RequestScheduler::Submit(Request* request, bool send_now) {
     return;
   }
   const long long now = clock_->TickCount();
-  soft_deadline_ = now + min_delay_;
+  soft_deadline_ = TimeAfter(now, min_delay_);
   if (timer_ != nullptr) return;
-  hard_deadline_ = now + max_delay_;
+  hard_deadline_ = TimeAfter(now, max_delay_);
   StartTimer(min_delay_);
 }
 

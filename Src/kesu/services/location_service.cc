@@ -28,9 +28,9 @@ void LocationRequestAdapter::OnInnerRequestFailed(RequestInterface*) {
 }
 
 LocationService::LocationService(const GString& service_name, lbs::GLocRequest* request)
-    : request_(request),
-      service_(new LbsService(service_name, request)),
+    : service_(new LbsService(service_name, request)),
       service_name_(service_name),
+      request_(request),
       current_invocation_(service_.get()) {
   service_->vollen_request_as_owner();
 }

@@ -72,13 +72,13 @@ class LocationService : public common_base::HeapObject {
   int last_http_status() const { return service_->last_http_status(); }
 
  private:
-  /// Declared before the typed service, which sends it.
-  common_base::ScopedPtr<lbs::GLocRequest> request_;
   common_base::ScopedPtr<LbsService> service_;
   common_base::GString service_name_;
   bool platform_key_known_ = false;
   common_base::GString platform_key_;
   common_base::GVector<common_base::ScopedPtr<lbs::GLocation>> locations_;
+  /// The typed service sends this same object.
+  common_base::ScopedPtr<lbs::GLocRequest> request_;
   common_base::ScopedPtr<lbs::GLocReply> reply_;
   /// Declared after the typed service, so that an invocation is cancelled before that goes.
   CurrentInvocation current_invocation_;

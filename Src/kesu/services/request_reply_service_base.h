@@ -69,8 +69,6 @@ class RequestReplyServiceBase : public common_base::HeapObject,
   /// The request is with the multiplexer, which borrows it and, through it, the payload.
   bool request_made_ = false;
   bool response_received_ = false;
-  int last_status_ = 0;
-  int last_http_status_ = 0;
   common_base::ScopedPtr<Request> request_;
   KesuServiceRequest* invocation_ = nullptr;
   common_base::ScopedPtr<KesuRequestMaker> maker_;
@@ -78,6 +76,9 @@ class RequestReplyServiceBase : public common_base::HeapObject,
   common_base::GVector<unsigned char> payload_;
   /// Of `payload_`, for the request, which borrows the view too.
   common_base::GVectorRef<const unsigned char> payload_view_;
+
+  int last_status_ = 0;
+  int last_http_status_ = 0;
 };
 
 }  // namespace common_kesu

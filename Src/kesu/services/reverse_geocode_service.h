@@ -83,13 +83,13 @@ class ReverseGeocodeService : public common_base::HeapObject {
   void ClearInvocation();
   void TakeInReply();
 
-  const common_base::ClockInterface* clock_;
   bool succeeded_ = false;
   common_base::GString platform_key_;
   common_base::ScopedPtr<LbsService> service_;
   common_base::ScopedPtr<lbs::GLocReply> reply_;
   /// Goes before the typed service, so that an invocation is cancelled first.
   common_base::ScopedPtr<CurrentInvocation> current_invocation_;
+  const common_base::ClockInterface* clock_;
 };
 
 }  // namespace common_kesu

@@ -20,7 +20,6 @@ class CurrentInvocation : public common_base::HeapObject {
   /// that was not started stays with its owner, and cannot be started any more.
   ~CurrentInvocation();
 
-  ServiceRequestAdapter* adapter() const { return adapter_; }
   /// Forgets the adapter, which will not report to the service.
   void Clear();
 
@@ -42,8 +41,6 @@ class ServiceRequestAdapter : public common_base::RequestAdapter {
 
  protected:
   ServiceRequestAdapter(CurrentInvocation* current, const char* name);
-
-  bool is_current() const { return current_ != nullptr; }
 
  private:
   friend class CurrentInvocation;

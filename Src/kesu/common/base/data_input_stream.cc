@@ -1,5 +1,6 @@
 #include "kesu/common/base/data_input_stream.h"
 
+#include <algorithm>
 #include <cstddef>
 
 namespace common_base {
@@ -95,8 +96,10 @@ GString DataInputStream::ReadUtfString() {
 
 GVectorRef<const unsigned char> DataInputStream::GetByteSpan(
     const DataInputStreamState& start) const {
-  if (start.position_ >= position_) return {};
-  return View(start.position_, position_ - start.position_);
+  // The position may lie beyond the end, in a stream restored to the state of a longer one.
+  const int end = std::min(position_, source_->length());
+  if (start.position_ >= end) return {};
+  return View(start.position_, end - start.position_);
 }
 
 }  // namespace common_base

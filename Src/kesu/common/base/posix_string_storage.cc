@@ -94,9 +94,16 @@ void PosixGStringStorage::AppendCodePoint(unsigned code_point) {
 void PosixGStringStorage::ReplaceCodePoint(unsigned from, unsigned to) {
   const icu::UnicodeString old_units = Encode(from);
   const icu::UnicodeString new_units = Encode(to);
-  const int units = Length();
-  Edit().findAndReplace(0, units, old_units, 0, old_units.length(), new_units, 0,
-                        new_units.length());
+  // Not UnicodeString::findAndReplace, which moves the rest of the text for each replacement.
+  const int end = Length();
+  icu::UnicodeString replaced;
+  int start = 0;
+  for (int found; (found = text_.indexOf(old_units, start, end - start)) != -1;
+       start = found + old_units.length()) {
+    replaced.append(text_, start, found - start).append(new_units);
+  }
+  if (start == 0) return;
+  Edit() = replaced.append(text_, start, text_.length() - start);
 }
 
 void PosixGStringStorage::ReplaceChar(int from, int to) {
@@ -104,6 +111,7 @@ void PosixGStringStorage::ReplaceChar(int from, int to) {
 }
 
 void PosixGStringStorage::Delete(int start, int end) {
+  start = std::max(start, 0);
   end = std::min(end, Length());
   if (end > start) Edit().removeBetween(start, end);
 }
@@ -183,11 +191,12 @@ GString PosixGStringStorage::NewString(int start, int length) const {
 }
 
 GString PosixGStringStorage::Substring(int start) const {
-  return start == 0 ? Share() : NewString(start, Length() - start);
+  if (start == 0) return Share();
+  return start < 0 ? GString() : NewString(start, Length() - start);
 }
 
 GString PosixGStringStorage::Substring(int start, int end) const {
-  if (end == start || start == Length()) return GString();
+  if (start < 0 || end <= start || start == Length()) return GString();
   return NewString(start, end - start);
 }
 

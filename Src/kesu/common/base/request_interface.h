@@ -38,7 +38,8 @@ class RequestQueueInterface : public HeapObject {
  public:
   virtual ~RequestQueueInterface() = default;
   /// A new request that completes once `delay` clock ticks (microseconds) have passed since its
-  /// start. It deletes itself after completing; Cancel() it to be rid of it earlier.
+  /// start. It does not fail, and deletes itself after completing; Cancel() it to be rid of it
+  /// earlier.
   virtual RequestInterface* NewDeferredRequest(long long delay) = 0;
 };
 

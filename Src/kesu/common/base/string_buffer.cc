@@ -22,7 +22,7 @@ void GStringBuffer::AppendUtf8Bytes(const char* text, int length) {
 }
 
 void GStringBuffer::AppendUtf8String(const char* text) {
-  AppendUtf8Bytes(text, static_cast<int>(std::strlen(text)));
+  if (text != nullptr) AppendUtf8Bytes(text, static_cast<int>(std::strlen(text)));
 }
 
 void GStringBuffer::AppendUtf8Vector(const GVectorRef<const unsigned char>& utf8) {

@@ -16,6 +16,7 @@ class GStringBuffer : public GString {
   bool IsEmpty() const { return Storage()->IsEmpty(); }
   GString ToString() const { return *this; }
 
+  /// NUL-terminated; null is the empty text.
   void AppendUtf8String(const char* text);
   void AppendUtf8Vector(const GVectorRef<const unsigned char>& utf8);
   /// Appends nothing for a value of 0x110000 and above.

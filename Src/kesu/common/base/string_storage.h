@@ -56,7 +56,8 @@ class GStringStorage : public GStringWriteInterface {
   virtual GString Substring(int start, int end) const = 0;
   /// The index of the first unit equal to the low 16 bits of `code_point`, or -1.
   virtual int IndexOf(unsigned code_point) const = 0;
-  /// The unit index of the first occurrence, or -1; an empty needle is never found.
+  /// The unit index of the first occurrence, or -1; an empty needle is never found, nor is one
+  /// inside a surrogate pair.
   virtual int IndexOf(const GString& needle) const = 0;
   /// The code unit at a unit index (half a pair for supplementary characters), or 0xFFFF at the end
   /// and past it.

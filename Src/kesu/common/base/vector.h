@@ -52,7 +52,9 @@ class GVectorRef : public GTypedVector<T> {
   GVectorRef() = default;
   GVectorRef(ReferenceExistingBuffer tag, T* buffer, int count) : Base(tag, buffer, count) {}
   GVectorRef(TakeOwnershipOfExistingBuffer tag, T* buffer, int count) : Base(tag, buffer, count) {}
-  GVectorRef(AllocateAndCopy tag, T* source, int count) : Base(tag, source, count) {}
+  GVectorRef(AllocateAndCopy tag, T* source,
+             int count) requires(std::is_trivially_destructible_v<T>)
+      : Base(tag, source, count) {}
 
   GVectorRef(const GVectorRef& other)
       : Base(kReferenceExistingBuffer, other.data(), other.length()) {}
@@ -112,6 +114,10 @@ class GVector : public GTypedVector<T> {
         std::uninitialized_value_construct_n(this->data() + old_length, length - old_length);
       }
     }
+  }
+
+  void AdjustLengthAndZero(int length) requires(kPlain) {
+    GVectorImpl::AdjustLengthAndZero(length);
   }
 
   void Append(T value) {

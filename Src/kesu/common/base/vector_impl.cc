@@ -42,7 +42,8 @@ char* GVectorImpl::AddressOf(int index) const {
 }
 
 void GVectorImpl::Reallocate(int capacity) {
-  data_ = GReallocf(data_, ByteSize(capacity, element_size_));
+  // A foreign buffer, left over in a view that was emptied, is not ours to resize.
+  data_ = GReallocf(owns_buffer() ? data_ : nullptr, ByteSize(capacity, element_size_));
   capacity_ = capacity;
 }
 

@@ -12,6 +12,13 @@ namespace {
 constexpr long long kint32max = std::numeric_limits<int>::max();
 constexpr long long kWaitWithNothingPending = 10 * kTicksPerSecond;
 
+/// The tick `delay` after `now`, or the last or first one there is where that is out of range.
+long long TickAfter(long long now, long long delay) {
+  using Limits = std::numeric_limits<long long>;
+  if (delay > 0) return now > Limits::max() - delay ? Limits::max() : now + delay;
+  return now < Limits::min() - delay ? Limits::min() : now + delay;
+}
+
 }  // namespace
 
 SimpleRequestQueue::~SimpleRequestQueue() {
@@ -62,8 +69,7 @@ int SimpleRequestQueue::DeferredRequest::Start(RequesterInterface* requester) {
   GWASSERT_AT(201, !requester_);
   GWASSERT_AT(202, !cancelled_);
   requester_ = requester;
-  const long long now = queue_->clock_->TickCount();
-  due_time_ = now + std::min(delay_, std::numeric_limits<long long>::max() - now);
+  due_time_ = TickAfter(queue_->clock_->TickCount(), delay_);
   queue_->Insert(this);
   return 0;
 }

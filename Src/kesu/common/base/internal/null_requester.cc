@@ -59,8 +59,9 @@ void NullRequesterImpl::OnRequestFailed(RequestInterface* request) {
 }
 
 void NullRequesterImpl::CancelRequests(int) {
-  if (outstanding_ == nullptr) return;
-  while (NullRequesterImpl* entry = outstanding_->first) {
+  // A request may call this again from inside its Cancel(): the list is then gone.
+  while (outstanding_ != nullptr && outstanding_->first != nullptr) {
+    NullRequesterImpl* entry = outstanding_->first;
     entry->Unlink();
     entry->request_->Cancel();
     delete entry;

@@ -1,5 +1,5 @@
-#ifndef KESU_COMMON_BASE_POSIX_CLOCK_H_
-#define KESU_COMMON_BASE_POSIX_CLOCK_H_
+#ifndef KESU_COMMON_BASE_INTERNAL_POSIX_CLOCK_H_
+#define KESU_COMMON_BASE_INTERNAL_POSIX_CLOCK_H_
 
 #include "kesu/common/base/clock_interface.h"
 #include "kesu/common/base/internal/gtime.h"
@@ -25,4 +25,4 @@ long long TimeInMicroseconds();
 
 }  // namespace common_base
 
-#endif  // KESU_COMMON_BASE_POSIX_CLOCK_H_
+#endif  // KESU_COMMON_BASE_INTERNAL_POSIX_CLOCK_H_

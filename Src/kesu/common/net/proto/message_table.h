@@ -27,11 +27,12 @@
 /// | --------------- | -------------------------------------------------- |
 /// | optional value  | x(), set_x(v), has_x(), clear_x()                  |
 /// | optional nested | x(), mutable_x(), has_x(), clear_x()               |
-/// | repeated value  | x(i), add_x(v), x_size(), clear_x()                |
+/// | repeated value  | x(i), mutable_x(i), add_x(v), x_size(), clear_x()  |
 /// | repeated nested | x(i), mutable_x(i), add_x(), x_size(), clear_x()   |
 ///
 /// An absent x() is zero, or empty; mutable_x() makes it present, and its result stays good until
-/// the message goes, or for an element until clear_x(). Nested messages stay their parent's.
+/// the message goes, or for an element until clear_x(), or for a value until the next add_x().
+/// Nested messages stay their parent's.
 namespace common_net_proto {
 
 /// The kinds of KESU_FIELD: which wire form, what it is held in, how it is handed in and out.
@@ -190,14 +191,15 @@ struct MessageTable {
  private:                                                    \
   ::common_net_proto::OptionalValue<Kind::Value> Name##_
 
-#define KESU_VALUE_kRepeated(Kind, Name)                           \
- public:                                                           \
-  Kind::Result Name(int index) const { return Name##_[index]; }    \
-  void add_##Name(Kind::Argument value) { Name##_.Append(value); } \
-  int Name##_size() const { return Name##_.length(); }             \
-  void clear_##Name() { Name##_.Clear(); }                         \
-                                                                   \
- private:                                                          \
+#define KESU_VALUE_kRepeated(Kind, Name)                                 \
+ public:                                                                 \
+  Kind::Result Name(int index) const { return Name##_[index]; }          \
+  Kind::Value* mutable_##Name(int index) { return &Name##_[index]; }     \
+  void add_##Name(Kind::Argument value) { Name##_.Append(value); }       \
+  int Name##_size() const { return Name##_.length(); }                   \
+  void clear_##Name() { Name##_.Clear(); }                               \
+                                                                         \
+ private:                                                                \
   ::common_net_proto::RepeatedValues<Kind::Value> Name##_
 
 #define KESU_NESTED_kOptional(Class, Name)                \
