@@ -55,8 +55,7 @@ bool ParseLookup(Words words, OptionWords* general, Observation* observation, st
   return ParseObservation(*general, observation, error);
 }
 
-bool ParseLocate(const Words& words, OptionWords* general, Arguments* arguments,
-                 std::string* error) {
+bool ParseLocate(Words words, OptionWords* general, Arguments* arguments, std::string* error) {
   auto begin = words.begin();
   while (true) {
     const auto end = std::find(begin, words.end(), kNextLookup);
@@ -77,22 +76,50 @@ bool ParseReverse(Words words, OptionWords* general, Arguments* arguments, std::
   return ParseEach(words, ParsePoint, &arguments->points, error);
 }
 
+bool ParseDecode(Words words, OptionWords* general, Arguments* arguments, std::string* error) {
+  if (!TakeOptions(OptionScope::kPlainWords, &words, general, error)) return false;
+  if (general->wants_help || general->wants_version) return true;
+  if (words.size() != 1 || words.front().empty()) {
+    *error = "decode needs one file, or - for standard input";
+    return false;
+  }
+  arguments->file = words.front();
+  return true;
+}
+
+bool ParseHttpTest(Words words, OptionWords* general, Arguments*, std::string* error) {
+  if (!TakeOptions(OptionScope::kPlainWords, &words, general, error)) return false;
+  if (general->wants_help || general->wants_version || words.empty()) return true;
+  *error = "httptest takes no argument \"" + words.front() + "\"";
+  return false;
+}
+
+struct CommandParser {
+  const char* name;
+  Command command;
+  bool (*parse)(Words, OptionWords*, Arguments*, std::string*);
+};
+
+constexpr CommandParser kCommands[] = {
+    {"locate", Command::kLocate, ParseLocate},
+    {"reverse", Command::kReverse, ParseReverse},
+    {"decode", Command::kDecode, ParseDecode},
+    {"httptest", Command::kHttpTest, ParseHttpTest},
+};
+
 bool ParseCommand(Words words, OptionWords* general, Arguments* arguments, std::string* error) {
   if (words.empty()) {
-    *error = "a command is missing: locate or reverse";
+    *error = "a command is missing: locate, reverse, decode or httptest";
     return false;
   }
   const std::string name = words.front();
   words.erase(words.begin());
-  if (name == "locate") {
-    arguments->command = Command::kLocate;
-    return ParseLocate(words, general, arguments, error);
+  for (const CommandParser& entry : kCommands) {
+    if (name != entry.name) continue;
+    arguments->command = entry.command;
+    return entry.parse(words, general, arguments, error);
   }
-  if (name == "reverse") {
-    arguments->command = Command::kReverse;
-    return ParseReverse(words, general, arguments, error);
-  }
-  *error = "there is no command \"" + name + "\", only locate and reverse";
+  *error = "there is no command \"" + name + "\", only locate, reverse, decode and httptest";
   return false;
 }
 

@@ -8,7 +8,7 @@
 
 namespace kesu_tool {
 
-enum class Command { kHelp, kVersion, kLocate, kReverse };
+enum class Command { kHelp, kVersion, kLocate, kReverse, kDecode, kHttpTest };
 
 /// What the command line asks for.
 struct Arguments {
@@ -24,6 +24,8 @@ struct Arguments {
   std::vector<Observation> observations;
   /// Of reverse, at least one.
   std::vector<Point> points;
+  /// Of decode: a path, or "-" for standard input.
+  std::string file;
 };
 
 /// Reads the words of a command line, the program's name not among them. False, with the reason in

@@ -1,6 +1,7 @@
 #include <csignal>
 #include <cstddef>
 #include <cstdio>
+#include <cstdlib>
 #include <span>
 #include <string>
 #include <vector>
@@ -9,11 +10,15 @@
 
 #include "dovi/deployment_settings.h"
 #include "kesu/common/base/logging.h"
+#include "kesu/common/base/scoped_ptr.h"
 
 #include "tools/kesu/arguments.h"
+#include "tools/kesu/decode_command.h"
+#include "tools/kesu/http_test_run.h"
 #include "tools/kesu/lookup_runner.h"
 #include "tools/kesu/option_words.h"
 #include "tools/kesu/output.h"
+#include "tools/kesu/print_error.h"
 #include "tools/kesu/result.h"
 #include "tools/kesu/result_stream.h"
 #include "tools/kesu/session.h"
@@ -23,10 +28,6 @@ namespace {
 
 /// What a shell reports of a process that a signal ended.
 constexpr int kSignalExitStatus = 128;
-
-void PrintError(const std::string& error) {
-  std::fprintf(stderr, "kesu: %s\n", error.c_str());
-}
 
 int FailUsage(const std::string& error) {
   PrintError(error);
@@ -47,7 +48,8 @@ bool ApplySettings(const Arguments& arguments, std::string* error) {
   DoviDeploymentSettings settings;
   settings.host = arguments.server.c_str();
   settings.ca_file = arguments.ca_file.c_str();
-  settings.total_timeout_ms = arguments.timeout_ms;
+  // The self-test has a clock of its own, and ends differently when that runs out.
+  settings.total_timeout_ms = arguments.command == Command::kHttpTest ? 0 : arguments.timeout_ms;
   if (SetDoviDeploymentSettings(settings)) return true;
   *error = "the name of the server is too long";
   return false;
@@ -91,12 +93,15 @@ void WriteResults(const Arguments& arguments, std::span<const Result> results,
   }
 }
 
-int Run(const Arguments& arguments) {
+/// The exit status, once the results are written.
+int Finish(std::span<const Result> results, ResultStream* stream) {
+  if (stream->Flush()) return ExitStatus(results);
+  PrintError("the results could not be written");
+  return kFailureExitStatus;
+}
+
+int RunLookups(const Arguments& arguments) {
   ResultStream stream(arguments.wants_trace);
-  if (arguments.wants_trace) {
-    common_base::SetLogLevel(common_base::kLogDebug);
-    common_base::SetLogCallback(PrintLogLine, nullptr);
-  }
   int signal = 0;
   const std::vector<Result> results = LookUp(arguments, &signal);
   if (signal != 0) {
@@ -106,9 +111,42 @@ int Run(const Arguments& arguments) {
     return kSignalExitStatus + signal;
   }
   WriteResults(arguments, results, &stream);
-  if (stream.Flush()) return ExitStatus(results);
-  PrintError("the results could not be written");
-  return kFailureExitStatus;
+  return Finish(results, &stream);
+}
+
+/// Runs the self-test, and yields what it printed.
+std::string TestHttp(const Arguments& arguments, Result* result) {
+  char* text = nullptr;
+  std::size_t length = 0;
+  std::FILE* const out = open_memstream(&text, &length);
+  {
+    const common_base::ScopedPtr<DoviHttpRequestFactory> factory(
+        NewTransport(arguments.wants_trace));
+    HttpTestRun run;
+    result->outcome = run.Run(factory.get(), arguments.timeout_ms, out);
+  }
+  std::fclose(out);
+  const std::string printed(text, length);
+  std::free(text);
+  return printed;
+}
+
+int RunHttpTest(const Arguments& arguments) {
+  ResultStream stream(arguments.wants_trace);
+  Result result;
+  stream.Write(TestHttp(arguments, &result));
+  if (result.outcome == Outcome::kTimedOut) PrintError(DescribeFailure(result));
+  return Finish({&result, 1}, &stream);
+}
+
+int Run(const Arguments& arguments) {
+  if (arguments.command == Command::kDecode) return RunDecode(arguments);
+  if (arguments.wants_trace) {
+    common_base::SetLogLevel(common_base::kLogDebug);
+    common_base::SetLogCallback(PrintLogLine, nullptr);
+  }
+  if (arguments.command == Command::kHttpTest) return RunHttpTest(arguments);
+  return RunLookups(arguments);
 }
 
 int Main(int argc, char** argv) {

@@ -1,5 +1,7 @@
 #include "tools/kesu/option_words.h"
 
+#include <algorithm>
+
 #include <glib.h>
 
 namespace kesu_tool {
@@ -10,25 +12,31 @@ constexpr char kSummary[] =
     "  locate [--cell MCC,MNC,AREA,CELL[,DBM]]… [--wifi MAC[,DBM]]… [--gps LAT,LON]\n"
     "                              Where is a device that observes this? For several\n"
     "                              lookups in one run, repeat the options after --next\n"
-    "  reverse LAT,LON …           What is at these points?";
+    "  reverse LAT,LON …           What is at these points?\n"
+    "  decode FILE|-               What is in this body of a POST or of a reply?\n"
+    "                              The leftmost number of a line is the offset of its bytes\n"
+    "  httptest                    Does the transport send headers and get answers?";
 
 constexpr char kDescription[] =
     "Exit status:\n"
-    "  0  found\n"
+    "  0  found, decoded, passed\n"
     "  1  nothing found\n"
-    "  2  wrong usage\n"
+    "  2  wrong usage, or a file that cannot be read\n"
     "  3  network or server failure, or the results could not be written\n"
     "  4  time-out\n"
-    "  5  malformed reply\n"
+    "  5  malformed reply, or body to decode; its sound part is printed all the same\n"
     "Of several lookups or points the worst counts: the first of 3, 4, 5, 1, 0 that any of them\n"
     "has.\n\n"
     "With --json there is one object per lookup or point, in their order: latitude, longitude,\n"
     "accuracy_m and platform_key for locate; latitude, longitude, address and features for\n"
     "reverse; null where something is not known; error with kind, status and message where it\n"
-    "failed.\n\n"
+    "failed. For decode there is one object for the body, with error where it is malformed: "
+    "offset\n"
+    "and message. For httptest nothing changes.\n\n"
     "Examples:\n"
     "  kesu locate --cell 1,1,1,1001,-71 --wifi 00-00-5E-00-53-01,-60\n"
-    "  kesu --json reverse 38.71,-9.14 -34.6,-58.45";
+    "  kesu --json reverse 38.71,-9.14 -34.6,-58.45\n"
+    "  kesu decode reply.bin";
 
 /// What GLib's parser writes to; it allocates.
 struct RawOptions {
@@ -89,11 +97,12 @@ GOptionContext* NewContext(bool with_observation, RawOptions* raw) {
 }
 
 /// A word that the option parser is not to take for an option: "-33.9,18.4" is a point. The space
-/// in front of it is taken away again by FromParser().
+/// in front of it is taken away again by FromParser(), so one that was there gets another.
 std::string ForParser(OptionScope scope, const std::string& word) {
   const bool is_negative =
       word.size() > 1 && word[0] == '-' && (g_ascii_isdigit(word[1]) || word[1] == '.');
-  return scope == OptionScope::kPoints && is_negative ? " " + word : word;
+  const bool needs_space = scope == OptionScope::kPoints && is_negative;
+  return needs_space || word.starts_with(' ') ? " " + word : word;
 }
 
 std::string FromParser(const char* word) {
@@ -105,7 +114,9 @@ void Take(const char* text, std::optional<std::string>* target) {
 }
 
 void Take(char** texts, std::vector<std::string>* target) {
-  for (; texts != nullptr && *texts != nullptr; ++texts) target->emplace_back(*texts);
+  for (; texts != nullptr && *texts != nullptr; ++texts) {
+    target->push_back(FromParser(*texts));
+  }
 }
 
 void TakeAll(const RawOptions& raw, OptionWords* options) {
@@ -133,6 +144,12 @@ char** NewParserWords(OptionScope scope, const std::vector<std::string>& words) 
   return result;
 }
 
+/// Takes away the "--" that ends the options, which the parser leaves before a word with a dash.
+void DropSeparator(std::vector<std::string>* words) {
+  const auto separator = std::find(words->begin(), words->end(), "--");
+  if (separator != words->end()) words->erase(separator);
+}
+
 }  // namespace
 
 bool TakeOptions(OptionScope scope, std::vector<std::string>* words, OptionWords* options,
@@ -155,6 +172,7 @@ bool TakeOptions(OptionScope scope, std::vector<std::string>* words, OptionWords
   }
   g_strfreev(parser_words);
   g_option_context_free(context);
+  if (scope != OptionScope::kBeforeCommand) DropSeparator(words);
   return ok;
 }
 

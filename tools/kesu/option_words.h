@@ -26,8 +26,10 @@ enum class OptionScope {
   kBeforeCommand,
   /// The general options and those of an observation, wherever they stand.
   kObservation,
-  /// The general options, wherever they stand.
+  /// The general options, wherever they stand. Words may be points.
   kPoints,
+  /// The general options, wherever they stand.
+  kPlainWords,
 };
 
 /// Takes the options out of `words`, where only the other words stay, and adds them to `options`.

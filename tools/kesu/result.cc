@@ -18,7 +18,7 @@ struct OutcomeExitStatus {
 constexpr OutcomeExitStatus kExitStatuses[] = {
     {Outcome::kFailed, kFailureExitStatus},
     {Outcome::kTimedOut, 4},
-    {Outcome::kMalformed, 5},
+    {Outcome::kMalformed, kMalformedExitStatus},
     {Outcome::kNothingFound, 1},
     {Outcome::kFound, 0},
 };

@@ -51,9 +51,11 @@ Outcome ClassifyFailure(int status, int http_status);
 /// Why it failed, in words. Not for an outcome that is no failure.
 std::string DescribeFailure(const Result& result);
 
+/// The command line, or a file that it names.
 inline constexpr int kUsageExitStatus = 2;
 /// The network or the server, or the results could not be written.
 inline constexpr int kFailureExitStatus = 3;
+inline constexpr int kMalformedExitStatus = 5;
 
 /// The exit status of the whole run: that of the worst outcome.
 int ExitStatus(std::span<const Result> results);

@@ -37,8 +37,8 @@ ResultStream::~ResultStream() {
   if (file_ != nullptr) std::fclose(file_);
 }
 
-void ResultStream::WriteLine(const std::string& line) {
-  if (file_ != nullptr) std::fprintf(file_, "%s\n", line.c_str());
+void ResultStream::Write(const std::string& text) {
+  if (file_ != nullptr) std::fwrite(text.data(), 1, text.size(), file_);
 }
 
 bool ResultStream::Flush() {

@@ -15,7 +15,8 @@ class ResultStream {
   ResultStream& operator=(const ResultStream&) = delete;
   ~ResultStream();
 
-  void WriteLine(const std::string& line);
+  void WriteLine(const std::string& line) { Write(line + "\n"); }
+  void Write(const std::string& text);
   /// Hands everything to the system. False when anything could not be written.
   bool Flush();
 

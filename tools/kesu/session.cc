@@ -11,12 +11,6 @@
 namespace kesu_tool {
 namespace {
 
-DoviHttpRequestFactory* NewFactory(bool wants_trace) {
-  std::optional<SilentStandardError> silence;
-  if (!wants_trace) silence.emplace();
-  return new DoviHttpRequestFactory;
-}
-
 common_kesu::MuxConfig* NewConfig() {
   char url[kDoviUrlBufferSize];
   WriteDoviServiceUrl(url);
@@ -32,8 +26,14 @@ common_kesu::MuxConfig* NewConfig() {
 
 }  // namespace
 
+DoviHttpRequestFactory* NewTransport(bool wants_trace) {
+  std::optional<SilentStandardError> silence;
+  if (!wants_trace) silence.emplace();
+  return new DoviHttpRequestFactory;
+}
+
 Session::Session(bool wants_trace)
-    : factory_(NewFactory(wants_trace)),
+    : factory_(NewTransport(wants_trace)),
       clock_(common_base::NewClock()),
       queue_(clock_.get()),
       timer_(&queue_, clock_.get()) {

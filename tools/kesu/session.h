@@ -9,12 +9,15 @@
 
 namespace kesu_tool {
 
+/// The transport, the caller's. It writes to standard error when it is made, which is kept back
+/// unless `wants_trace`.
+DoviHttpRequestFactory* NewTransport(bool wants_trace);
+
 /// The library in working order: transport, clock, queue and multiplexer, started up in this order
 /// and shut down in the opposite one. One at a time, with the deployment settings made before.
 class Session {
  public:
-  /// The transport writes to standard error when it is made, which is kept back unless
-  /// `wants_trace`.
+  /// `wants_trace` is for NewTransport().
   explicit Session(bool wants_trace);
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;

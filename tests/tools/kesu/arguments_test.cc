@@ -40,11 +40,12 @@ void Describe(const Observation& observation, std::ostream& out) {
 
 /// All that differs from the defaults.
 std::string Describe(const Arguments& arguments) {
-  const char* const names[] = {"help", "version", "locate", "reverse"};
+  const char* const names[] = {"help", "version", "locate", "reverse", "decode", "httptest"};
   std::ostringstream out;
   out << names[static_cast<int>(arguments.command)];
   for (const Observation& observation : arguments.observations) Describe(observation, out);
   for (const Point& point : arguments.points) out << " " << point << ";";
+  if (!arguments.file.empty()) out << " file=" << arguments.file;
   if (!arguments.server.empty()) out << " server=" << arguments.server;
   if (!arguments.ca_file.empty()) out << " ca=" << arguments.ca_file;
   if (arguments.timeout_ms != 30000) out << " ms=" << arguments.timeout_ms;
@@ -83,7 +84,14 @@ TEST_CASE("command lines that are accepted") {
       {"--server https://[::1]:8443 reverse 1,2", "reverse 1,2; server=https://[::1]:8443"},
       {"--server http://example.org reverse 1,2", "reverse 1,2; server=http://example.org"},
       {"--ca-file ca.pem reverse 1,2", "reverse 1,2; ca=ca.pem"},
+      {"decode reply.bin", "decode file=reply.bin"},
+      {"decode - --json", "decode file=- json"},
+      {"decode -- --json", "decode file=--json"},
+      {"httptest --timeout 2 --server http://localhost:1",
+       "httptest server=http://localhost:1 ms=2000"},
       {"--help", "help"},
+      {"decode -h", "help"},
+      {"httptest --version", "version"},
       {"-h locate", "help"},
       {"locate --help", "help;"},
       {"reverse --help", "help"},
@@ -147,6 +155,10 @@ TEST_CASE("command lines that are refused, and what the message names") {
       {"reverse 1,2 --next 3,4", "--next"},
       {"reverse 1,2 --cell 1,1,1,1", "--cell"},
       {"reverse 1,2 -x", "-x"},
+      {"decode", "one file"},
+      {"decode a b", "one file"},
+      {"decode --cell 1,1,1,1 a", "--cell"},
+      {"httptest now", "\"now\""},
       {"--timeout 0 reverse 1,2", "SECONDS"},
       {"reverse 1,2 --timeout -5", "SECONDS"},
       {"--timeout 86401 reverse 1,2", "SECONDS"},
@@ -169,18 +181,27 @@ TEST_CASE("command lines that are refused, and what the message names") {
   }
 }
 
+TEST_CASE("a file may be named like a space") {
+  Arguments arguments;
+  std::string error;
+  CHECK(ParseArguments({"decode", " a"}, &arguments, &error));
+  CHECK(arguments.file == " a");
+}
+
 TEST_CASE("an empty word is refused like any other") {
   Arguments arguments;
   std::string error;
   CHECK_FALSE(ParseArguments({"reverse", ""}, &arguments, &error));
   CHECK_FALSE(ParseArguments({"locate", "--wifi", ""}, &arguments, &error));
+  CHECK_FALSE(ParseArguments({"decode", ""}, &arguments, &error));
   CHECK_FALSE(ParseArguments({""}, &arguments, &error));
 }
 
 TEST_CASE("the help names every command and option") {
   const std::string help = kesu_tool::HelpText();
-  for (const char* word : {"locate", "reverse", "--next", "--cell", "--wifi", "--gps", "--server",
-                           "--ca-file", "--timeout", "--json", "--trace", "--help", "--version"}) {
+  for (const char* word :
+       {"locate", "reverse", "decode", "httptest", "--next", "--cell", "--wifi", "--gps",
+        "--server", "--ca-file", "--timeout", "--json", "--trace", "--help", "--version"}) {
     CAPTURE(word);
     CHECK(help.find(word) != std::string::npos);
   }

@@ -1,0 +1,344 @@
+#include "tools/kesu/body_decoder.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+#include <string>
+
+#include <doctest/doctest.h>
+#include <nlohmann/json.hpp>
+
+#include "support/bytes.h"
+#include "tools/kesu/json_tree_writer.h"
+#include "tools/kesu/text_tree_writer.h"
+
+namespace {
+
+using common_base::ByteVector;
+using common_base::ByteView;
+using kesu_test::Bytes;
+using kesu_tool::BodyDecoder;
+using kesu_tool::Fault;
+using kesu_tool::JsonTreeWriter;
+using kesu_tool::TextTreeWriter;
+
+struct Decoded {
+  std::string output;
+  std::optional<Fault> fault;
+};
+
+template <typename Writer>
+Decoded DecodeWith(const ByteView& body) {
+  char* text = nullptr;
+  std::size_t length = 0;
+  std::FILE* const out = open_memstream(&text, &length);
+  Writer writer(out);
+  Decoded decoded;
+  decoded.fault = BodyDecoder(&writer).Decode(body);
+  std::fclose(out);
+  decoded.output.assign(text, length);
+  std::free(text);
+  return decoded;
+}
+
+/// The two worked examples of docs/protocol.md.
+constexpr char kPost[] =
+    "00 01 00 00 00 25 00 01 00 19 64 65 6D 6F 2C 31 2E 30 2C 6C 69 6E 75 78 2C 64 6F 63 73 2C "
+    "65 6E 5F 55 53 00 00 00 00 00 00 00 00 00 00 "
+    "00 00 00 2C 01 00 00 00 00 08 67 3A 6C 6F 63 2F 71 6C 00 01 00 00 00 1A "
+    "22 18 0A 16 0A 14 08 01 10 01 18 01 20 E9 07 28 B9 FF FF FF FF FF FF FF FF 01";
+constexpr char kReply[] =
+    "00 01 00 00 00 24 81 00 00 00 00 C8 00 00 00 00 00 00 "
+    "08 00 12 11 12 0F 0A 0A 0D CB B1 13 17 15 2B 5D 8E FA 18 96 01 1A 03 6B 65 79";
+
+constexpr char kPostTree[] = R"(       0  POST, 95 bytes
+       0    protocol version: 1
+       2    header block, type 0x0001, 37 bytes
+       8      client version: "demo,1.0,linux,docs,en_US"
+      35      cookie: 0
+      43      configuration: ""
+      45    request block, type 0x0100, 44 bytes
+      51      id: 0
+      53      service: "g:loc/ql"
+      63      service version: 1
+      69      payload, 26 bytes: GLocRequest
+      69        4 requestelements, 24 bytes: GLocRequestElement
+      71          1 cellularprofile, 22 bytes: GCellularProfile
+      73            1 primarycell, 20 bytes: GCell
+      75              1 mcc: 1
+      77              2 mnc: 1
+      79              3 area_code: 1
+      81              4 cell_id: 1001
+      84              5 signal_strength_dbm: -71
+)";
+constexpr char kReplyTree[] = R"(       0  reply, 44 bytes
+       0    protocol version: 1
+       2    reply block, type 0x8100, 36 bytes
+       8      id: 0
+      10      status: 200
+      12      encodings: ""
+      14      value after encodings: 0
+      18      payload, 26 bytes: GLocReply
+      18        1 status: 0
+      20        2 replyelements, 17 bytes: GLocReplyElement
+      22          2 location, 15 bytes: GLocation
+      24            1 latlng, 10 bytes: GLatLng
+      26              1 latitude_e7: 387166667
+      31              2 longitude_e7: -91333333
+      36            3 accuracy_m: 150
+      39        3 platform_key: "key"
+)";
+constexpr char kReplyJson[] =
+    R"({"offset":0,"name":"reply","length":44,"protocol_version":1,"blocks":[)"
+    R"({"offset":2,"name":"reply block","type":33024,"length":36,"id":0,"status":200,)"
+    R"("encodings":"","value_after_encodings":0,)"
+    R"("payload":{"offset":18,"length":26,"message":"GLocReply","fields":[)"
+    R"({"offset":18,"number":1,"name":"status","value":0},)"
+    R"({"offset":20,"number":2,"name":"replyelements","length":17,"message":"GLocReplyElement",)"
+    R"("fields":[{"offset":22,"number":2,"name":"location","length":15,"message":"GLocation",)"
+    R"("fields":[{"offset":24,"number":1,"name":"latlng","length":10,"message":"GLatLng",)"
+    R"("fields":[{"offset":26,"number":1,"name":"latitude_e7","value":387166667},)"
+    R"({"offset":31,"number":2,"name":"longitude_e7","value":-91333333}]},)"
+    R"({"offset":36,"number":3,"name":"accuracy_m","value":150}]}]},)"
+    R"({"offset":39,"number":3,"name":"platform_key","value":"key"}]}}]})"
+    "\n";
+
+TEST_CASE("the worked examples") {
+  const struct {
+    const char* body;
+    const char* tree;
+  } cases[] = {{kPost, kPostTree}, {kReply, kReplyTree}};
+  for (const auto& row : cases) {
+    const Decoded decoded = DecodeWith<TextTreeWriter>(Bytes(row.body));
+    CHECK(decoded.output == row.tree);
+    CHECK_FALSE(decoded.fault);
+  }
+  CHECK(DecodeWith<JsonTreeWriter>(Bytes(kReply)).output == kReplyJson);
+}
+
+TEST_CASE("the worked examples, cut at every byte") {
+  const struct {
+    const char* body;
+    const char* tree;
+    /// The one place, besides behind the version and at the end, where a body may end.
+    int valid_end;
+  } cases[] = {{kPost, kPostTree, 45}, {kReply, kReplyTree, 2}};
+  for (const auto& row : cases) {
+    const ByteVector body = Bytes(row.body);
+    const std::string tree = row.tree;
+    for (int length = 0; length < body.length(); ++length) {
+      CAPTURE(length);
+      const ByteView cut(common_base::kReferenceExistingBuffer, body.data(), length);
+      const Decoded text = DecodeWith<TextTreeWriter>(cut);
+      const bool is_valid = length == 2 || length == row.valid_end;
+      CHECK(text.fault.has_value() != is_valid);
+      // A POST that is cut before the type of its first block cannot be told from a reply, and what
+      // is cut through is shown with what there is of it.
+      if (length >= 8) {
+        const std::size_t first = text.output.find('\n') + 1;
+        const std::size_t last = text.output.rfind('\n', text.output.size() - 2) + 1;
+        const std::string whole = text.output.substr(first, last - first);
+        std::size_t position = 0;
+        for (std::size_t end = 0; position < whole.size(); position = end + 1) {
+          end = whole.find('\n', position);
+          const std::string line =
+              whole.substr(position, whole.find_first_of(",:", position) - position);
+          CAPTURE(line);
+          CHECK(tree.find(line) != std::string::npos);
+        }
+      }
+      const Decoded json = DecodeWith<JsonTreeWriter>(cut);
+      const auto parsed = nlohmann::json::parse(json.output, nullptr, false);
+      CHECK_FALSE(parsed.is_discarded());
+      CHECK(parsed.contains("error") != is_valid);
+    }
+  }
+}
+
+TEST_CASE("whatever byte is wrong, the JSON is sound and the fault lies in the body") {
+  for (const char* hex : {kPost, kReply}) {
+    ByteVector body = Bytes(hex);
+    for (int i = 0; i < body.length(); ++i) {
+      const unsigned char right = body[i];
+      for (const int wrong : {0, 1, 3, 4, 7, 0x7F, 0x80, 0xFF}) {
+        body[i] = static_cast<unsigned char>(wrong);
+        const Decoded decoded = DecodeWith<JsonTreeWriter>(body);
+        CAPTURE(i);
+        CAPTURE(wrong);
+        CHECK(nlohmann::json::accept(decoded.output));
+        if (decoded.fault) CHECK(decoded.fault->offset <= static_cast<std::size_t>(body.length()));
+      }
+      body[i] = right;
+    }
+  }
+}
+
+/// What stands behind the heading of the payload, and the fault; `body` up to its payload is a POST
+/// to g:loc/ql with the length of the payload, at most 255, filled in.
+Decoded DecodeRequest(const std::string& payload_hex) {
+  const ByteVector payload = Bytes(payload_hex);
+  ByteVector body = Bytes(
+      "00 01 00 00 00 0C 00 01 00 00 00 00 00 00 00 00 00 00 00 00 "
+      "00 00 00 00 01 00 00 00 00 08 67 3A 6C 6F 63 2F 71 6C 00 01 00 00 00 00");
+  body[23] = static_cast<unsigned char>(18 + payload.length());
+  body[43] = static_cast<unsigned char>(payload.length());
+  body.AppendAll(payload);
+  Decoded decoded = DecodeWith<TextTreeWriter>(body);
+  const std::size_t heading = decoded.output.find(": GLocRequest\n");
+  REQUIRE(heading != std::string::npos);
+  decoded.output.erase(0, decoded.output.find('\n', heading) + 1);
+  return decoded;
+}
+
+TEST_CASE("fields, as the library takes them") {
+  const struct {
+    const char* what;
+    const char* payload;
+    const char* tree;
+    std::optional<std::size_t> fault_offset;
+  } cases[] = {
+      {"nothing", "", "", {}},
+      {"unknown ones",
+       "48 96 01 4D FF FF FF FF 49 01 00 00 00 00 00 00 00 4A 01 AB",
+       "      44        9 unknown, wire type 0: 150\n"
+       "      47        9 unknown, wire type 5: -1\n"
+       "      52        9 unknown, wire type 1: 1\n"
+       "      61        9 unknown, wire type 2, 1 bytes\n"
+       "      63          AB\n",
+       {}},
+      {"an unknown group with another inside",
+       "4B 53 08 01 54 4C 22 00",
+       "      44        9 unknown, wire type 3, 5 bytes\n"
+       "      45          53 08 01 54 4C\n"
+       "      50        4 requestelements, 0 bytes: GLocRequestElement\n",
+       {}},
+      {"a known field of another wire type is read as declared",
+       "20 00",
+       "      44        4 requestelements, wire type 0, 0 bytes: GLocRequestElement\n",
+       {}},
+      {"an end of a group ends the message",
+       "4C 01 02",
+       "      44        9 end of group, 2 bytes (these bytes are ignored)\n"
+       "      45          01 02\n",
+       {}},
+      {"a field number of more than 16 bits is cut", "A0 80 A0 80 02 01",
+       "      44        4 requestelements, wire type 0, 1 bytes: GLocRequestElement\n", 44},
+      {"a wire type that means nothing", "48 01 4E", "      44        9 unknown, wire type 0: 1\n",
+       46},
+      {"a key without its end", "48 01 80", "      44        9 unknown, wire type 0: 1\n", 46},
+      {"a varint without its end", "48 80", "", 44},
+      {"a length past the end", "4A 05 01",
+       "      44        9 unknown, wire type 2, 5 bytes\n"
+       "      46          01\n",
+       44},
+      {"a negative length", "4A FF FF FF FF FF FF FF FF FF 01",
+       "      44        9 unknown, wire type 2, -1 bytes\n", 44},
+      {"a nested message past its end", "22 02 0A 7F 48 01",
+       "      44        4 requestelements, 2 bytes: GLocRequestElement\n"
+       "      46          1 cellularprofile, 127 bytes: GCellularProfile\n",
+       46},
+      {"half a number inside an unknown group", "4B 4D 01",
+       "      44        9 unknown, wire type 3, 2 bytes\n"
+       "      45          4D 01\n",
+       44},
+  };
+  for (const auto& row : cases) {
+    CAPTURE(row.what);
+    const Decoded decoded = DecodeRequest(row.payload);
+    CHECK(decoded.output == row.tree);
+    REQUIRE(decoded.fault.has_value() == row.fault_offset.has_value());
+    if (decoded.fault) {
+      CAPTURE(decoded.fault->reason);
+      CHECK(decoded.fault->offset == *row.fault_offset);
+    }
+  }
+}
+
+TEST_CASE("bodies and what their tree says") {
+  const struct {
+    const char* what;
+    const char* body;
+    const char* said;
+    /// Null: there is none.
+    const char* fault;
+  } cases[] = {
+      {"an empty reply", "00 01", "reply, 2 bytes", nullptr},
+      {"another version", "00 02 00 00", "protocol version: 2", "version is 2"},
+      {"no byte at all", "", "reply, 0 bytes", "2 bytes wanted, 0 left"},
+      {"an unknown block in a reply", "00 01 00 00 00 02 82 00 AA BB",
+       "unknown block, type 0x8200, 2 bytes\n       8      AA BB\n", nullptr},
+      {"a block of negative length", "00 01 FF FF FF FF 81 00", "-1 bytes", "length is -1"},
+      {"a block too short for its fields", "00 01 00 00 00 04 81 00 00 00 00 C8", "status: 200",
+       "encodings: 2 bytes wanted, 0 left"},
+      {"a header block with more than its fields",
+       "00 01 00 00 00 0D 00 01 00 00 00 00 00 00 00 00 00 00 00 00 FF", "cookie: 0",
+       "1 bytes more"},
+      {"a request of another service",
+       "00 01 00 00 00 0C 00 01 00 00 00 00 00 00 00 00 00 00 00 00 "
+       "00 00 00 0C 01 00 00 07 00 01 78 00 01 00 00 00 01 08",
+       "payload, 1 bytes\n      37        08\n", nullptr},
+      {"a request block with parts",
+       "00 01 00 00 00 0C 00 01 00 00 00 00 00 00 00 00 00 00 00 00 "
+       "00 00 00 09 01 01 00 07 00 01 78 00 01 AA BB",
+       "parts, 2 bytes\n      33        AA BB\n", nullptr},
+      {"a reply that is no location reply: text",
+       "00 01 00 00 00 0F 81 00 00 00 00 C8 00 00 00 00 00 00 73 6F 72 72 79",
+       "payload, 5 bytes (no GLocReply: at 18, field 14 is cut short)\n"
+       "      18        73 6F 72 72 79\n",
+       nullptr},
+      {"a reply that is no location reply: a group without its end",
+       "00 01 00 00 00 0D 81 00 00 00 00 C8 00 00 00 00 00 00 73 08 01",
+       "(no GLocReply: at 18, field 14 has no end)", nullptr},
+      {"a location reply with a group that has one",
+       "00 01 00 00 00 0E 81 00 00 00 00 C8 00 00 00 00 00 00 73 08 01 74",
+       "payload, 4 bytes: GLocReply\n", nullptr},
+      {"a reply that is no location reply: a varint without its end",
+       "00 01 00 00 00 0C 81 00 00 00 00 C8 00 00 00 00 00 00 08 FF",
+       "(no GLocReply: at 18, field 1 status is cut short)", nullptr},
+      // "hello" in a window of 256 bytes; what the inflater's last call yields is dropped.
+      {"a deflated payload",
+       "00 01 00 00 00 18 81 00 00 00 00 C8 00 01 67 00 00 00 00 "
+       "08 1D CB 48 CD C9 C9 07 00 06 2C 02 15",
+       "payload, 13 bytes, decoded to 0 bytes: GLocReply", nullptr},
+      {"a deflated payload with a window that the library does not take",
+       "00 01 00 00 00 18 81 00 00 00 00 C8 00 01 67 00 00 00 00 "
+       "78 9C CB 48 CD C9 C9 07 00 06 2C 02 15",
+       "payload, 13 bytes\n", "encodings cannot be undone"},
+      {"a payload passed through",
+       "00 01 00 00 00 0F 81 00 00 00 00 C8 00 03 6E 2C 6E 00 00 00 00 08 01",
+       "payload, 2 bytes, decoded to 2 bytes: GLocReply (offsets inside are those of the decoded "
+       "bytes)\n       0        1 status: 1\n",
+       nullptr},
+      {"an encoding that there is not",
+       "00 01 00 00 00 0D 81 00 00 00 00 C8 00 01 7A 00 00 00 00 08 01",
+       "payload, 2 bytes\n      19        08 01\n", "encodings cannot be undone"},
+      {"text that would move the cursor, end a string or is no UTF-8",
+       "00 01 00 00 00 12 00 01 00 06 1B 22 C2 9B FF 5C 00 00 00 00 00 00 00 00 00 00",
+       R"("\u{1B}\"\u{9B}�\\")", nullptr},
+  };
+  for (const auto& row : cases) {
+    CAPTURE(row.what);
+    const Decoded decoded = DecodeWith<TextTreeWriter>(Bytes(row.body));
+    CAPTURE(decoded.output);
+    CHECK(decoded.output.find(row.said) != std::string::npos);
+    REQUIRE(decoded.fault.has_value() == (row.fault != nullptr));
+    if (row.fault != nullptr) {
+      CAPTURE(decoded.fault->reason);
+      CHECK(decoded.fault->reason.find(row.fault) != std::string::npos);
+    }
+    CHECK(nlohmann::json::accept(DecodeWith<JsonTreeWriter>(Bytes(row.body)).output));
+  }
+}
+
+TEST_CASE("a megabyte of starts of groups") {
+  constexpr int kCount = 1 << 20;
+  ByteVector body = Bytes(
+      "00 01 00 00 00 0C 00 01 00 00 00 00 00 00 00 00 00 00 00 00 "
+      "00 10 00 12 01 00 00 00 00 08 67 3A 6C 6F 63 2F 71 6C 00 01 00 10 00 00");
+  for (int i = 0; i < kCount; ++i) body.Append(0x4B);
+  const Decoded decoded = DecodeWith<JsonTreeWriter>(body);
+  CHECK_FALSE(decoded.fault);
+  CHECK(decoded.output.find("\"wire_type\":3,\"length\":1048575") != std::string::npos);
+}
+
+}  // namespace
