@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "tools/kesu-server/reply_sender.h"
+
 namespace kesu_server {
 namespace {
 
@@ -43,22 +45,13 @@ HttpHeaders ReadHeaders(SoupMessageHeaders* headers) {
   return result;
 }
 
-void Send(const Reply& reply, SoupServerMessage* message) {
-  SoupMessageHeaders* const headers = soup_server_message_get_response_headers(message);
-  for (const auto& [name, value] : reply.headers) {
-    soup_message_headers_append(headers, name.c_str(), value.c_str());
-  }
-  soup_message_body_append(soup_server_message_get_response_body(message), SOUP_MEMORY_COPY,
-                           reply.body.data(), reply.body.size());
-  soup_server_message_set_status(message, reply.status, nullptr);
-}
-
 /// One line about a request, whatever bytes it consisted of.
 void PrintRequest(const HttpRequest& request, const Reply& reply) {
   const std::string line = request.method + " " + request.path;
   char* const printable = g_strescape(line.c_str(), nullptr);
-  g_printerr("%s, %" G_GSIZE_FORMAT " bytes: status %u, %" G_GSIZE_FORMAT " bytes\n", printable,
-             request.body.size(), reply.status, reply.body.size());
+  g_printerr("%s, %" G_GSIZE_FORMAT " bytes: status %u, %" G_GSIZE_FORMAT " bytes%s%s\n", printable,
+             request.body.size(), reply.status, reply.body.size(),
+             reply.fault.empty() ? "" : ", with the fault ", reply.fault.c_str());
   g_free(printable);
 }
 
@@ -132,8 +125,8 @@ void HttpServer::OnHeaders(SoupServer*, SoupServerMessage* message, const char*,
   g_signal_connect(message, "got-chunk", G_CALLBACK(OnChunk), upload);
 }
 
-void HttpServer::OnRequest(SoupServer*, SoupServerMessage* message, const char* path, GHashTable*,
-                           void* http_server) {
+void HttpServer::OnRequest(SoupServer* server, SoupServerMessage* message, const char* path,
+                           GHashTable*, void* http_server) {
   const auto* const self = static_cast<HttpServer*>(http_server);
   const auto* const upload =
       static_cast<const Upload*>(g_object_get_data(G_OBJECT(message), kUploadKey));
@@ -146,7 +139,7 @@ void HttpServer::OnRequest(SoupServer*, SoupServerMessage* message, const char* 
     request.is_too_large = upload->is_too_large;
   }
   const Reply reply = self->handler_->Handle(request);
-  Send(reply, message);
+  SendReply(reply, server, message);
   if (self->is_verbose_) PrintRequest(request, reply);
 }
 

@@ -9,9 +9,6 @@
 namespace kesu_server {
 namespace {
 
-constexpr std::int16_t kOkStatus = 200;
-constexpr std::int16_t kBadRequestStatus = 400;
-
 /// Whether the handset's own fix is to be preferred: it is a measurement, so it stands unless it
 /// admits to be worse than the estimate.
 bool IsBetter(const lbs::GLocation& fix, const Estimate& estimate) {
@@ -26,6 +23,7 @@ void WriteEstimate(const Estimate& estimate, lbs::GLocation* location) {
 }  // namespace
 
 ServiceReply LocationService::Answer(const ServiceRequest& request) {
+  if (request.is_multipart) return {kBadRequestStatus, {}};
   const common_base::ByteView payload(
       common_base::kReferenceExistingBuffer,
       reinterpret_cast<const unsigned char*>(request.payload.data()),

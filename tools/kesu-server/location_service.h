@@ -26,7 +26,7 @@ class LocationService {
                   std::function<std::string()> new_platform_key)
       : geocoder_(places), stations_(stations), new_platform_key_(std::move(new_platform_key)) {}
 
-  /// Status 400 and no payload when the payload of the request is no request message.
+  /// Status 400 and no payload when the request is no request message, or multipart.
   ServiceReply Answer(const ServiceRequest& request);
   /// Gives one reply element for each element of the request, in the same order.
   void Answer(const lbs::GLocRequest& request, lbs::GLocReply* reply);

@@ -8,6 +8,8 @@
 #include <glib.h>
 
 #include "tools/kesu-server/data_set.h"
+#include "tools/kesu-server/echo_service.h"
+#include "tools/kesu-server/fault.h"
 #include "tools/kesu-server/http_server.h"
 #include "tools/kesu-server/location_service.h"
 #include "tools/kesu-server/place_index.h"
@@ -25,6 +27,7 @@ struct Options {
   std::string address = "127.0.0.1";
   std::optional<std::string> data_directory;
   bool is_verbose = false;
+  FaultPlan faults;
 };
 
 /// Moves a string that the option parser made, if it made one.
@@ -33,9 +36,27 @@ void TakeString(char* text, std::string* target) {
   g_free(text);
 }
 
+/// Frees `words`, a null-terminated list or null. False, with a message, when one of them is wrong.
+bool TakeFaults(char** words, FaultPlan* faults) {
+  bool are_good = true;
+  for (char** word = words; are_good && word != nullptr && *word != nullptr; ++word) {
+    std::string error;
+    std::optional<Fault> fault = ParseFault(*word, &error);
+    are_good = fault.has_value();
+    if (are_good) {
+      faults->Add(*std::move(fault));
+    } else {
+      g_printerr("kesu-server: --fault %s: %s\n", *word, error.c_str());
+    }
+  }
+  g_strfreev(words);
+  return are_good;
+}
+
 bool ParseOptions(int argc, char** argv, Options* options) {
   char* address = nullptr;
   char* data = nullptr;
+  char** faults = nullptr;
   gboolean is_verbose = FALSE;
   const GOptionEntry entries[] = {
       {"port", 'p', 0, G_OPTION_ARG_INT, &options->port,
@@ -45,6 +66,11 @@ bool ParseOptions(int argc, char** argv, Options* options) {
       {"data", 0, 0, G_OPTION_ARG_FILENAME, &data,
        "Directory with places.tsv, cells.tsv and access_points.tsv (default: built-in data)",
        "DIRECTORY"},
+      {"fault", 0, 0, G_OPTION_ARG_STRING_ARRAY, &faults,
+       "Spoil the replies to the next N POSTs, or to all; can be repeated. KIND is status=CODE, "
+       "delay=MS, drop, cut=BYTES, chunked, content-type=TEXT, version=NUMBER, garbage, omit=K, "
+       "encoding=TEXT or redirect=URL",
+       "KIND[:N]"},
       {"verbose", 'v', 0, G_OPTION_ARG_NONE, &is_verbose,
        "Print a line about each request on standard error", nullptr},
       {nullptr, 0, 0, G_OPTION_ARG_NONE, nullptr, nullptr, nullptr},
@@ -58,11 +84,13 @@ bool ParseOptions(int argc, char** argv, Options* options) {
   TakeString(address, &options->address);
   if (data != nullptr) TakeString(data, &options->data_directory.emplace());
   options->is_verbose = is_verbose != FALSE;
+  const bool are_faults_good = TakeFaults(faults, &options->faults);
   if (error != nullptr) {
     g_printerr("kesu-server: %s\n", error->message);
     g_error_free(error);
     return false;
   }
+  if (!are_faults_good) return false;
   if (argc > 1) {
     g_printerr("kesu-server: unexpected argument \"%s\"\n", argv[1]);
     return false;
@@ -126,6 +154,9 @@ int Main(int argc, char** argv) {
   handler.AddService(LocationService::kName, [&](const ServiceRequest& request) {
     return location_service.Answer(request);
   });
+
+  handler.AddService(kEchoServiceName, Echo);
+  handler.set_faults(&options.faults);
 
   HttpServer server(&handler, options.is_verbose);
   if (!server.Listen(options.address, static_cast<unsigned short>(options.port), &error)) {

@@ -1,12 +1,12 @@
 #ifndef KESU_SERVER_POST_READER_H_
 #define KESU_SERVER_POST_READER_H_
 
-#include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <string>
 #include <string_view>
 #include <vector>
+
+#include "tools/kesu-server/byte_cursor.h"
 
 namespace kesu_server {
 
@@ -16,6 +16,9 @@ struct ServiceRequest {
   std::string_view service;
   std::int16_t version = 0;
   std::string_view payload;
+  /// The block is of the multipart type; its payload is everything behind the version, without a
+  /// length of its own.
+  bool is_multipart = false;
 };
 
 /// A POST taken apart. The views point into the body that was read.
@@ -26,16 +29,10 @@ struct Post {
   std::vector<ServiceRequest> requests;
 };
 
-struct PostError {
-  /// Where the field starts that is wrong, or that the body ends in.
-  std::size_t offset = 0;
-  std::string description;
-};
-
 /// Takes the body of a POST apart: protocol version 1, one header block, and request blocks up to
 /// the end. Every length must agree with what it encloses. This reader shares no code with the
 /// library's framing on purpose, so that the two check each other.
-std::optional<PostError> ReadPost(std::string_view body, Post* post);
+std::optional<ReadError> ReadPost(std::string_view body, Post* post);
 
 }  // namespace kesu_server
 

@@ -12,10 +12,19 @@ struct ReplyBlock {
   std::int16_t id = 0;
   std::int16_t status = 0;
   std::string payload;
+  /// The names of the encodings that the payload has gone through, separated by commas; at most
+  /// 65535 bytes.
+  std::string encodings = {};
 };
 
-/// The body of a reply: protocol version 1 and the blocks, their payloads without any encoding.
-std::string WriteReplyBody(const std::vector<ReplyBlock>& blocks);
+/// The answers to all request blocks of a POST.
+struct ReplyContent {
+  std::uint16_t version = 1;
+  std::vector<ReplyBlock> blocks;
+};
+
+/// The body of a reply.
+std::string WriteReplyBody(const ReplyContent& content);
 
 }  // namespace kesu_server
 

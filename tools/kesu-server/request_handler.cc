@@ -5,21 +5,13 @@
 
 #include <glib.h>
 
+#include "tools/kesu-server/fault_effects.h"
 #include "tools/kesu-server/reply_writer.h"
 
 namespace kesu_server {
 namespace {
 
 constexpr char kMuxContentType[] = "application/binary";
-constexpr std::int16_t kUnknownServiceStatus = 404;
-
-Reply MakeReply(unsigned status, const char* content_type, std::string body) {
-  Reply reply;
-  reply.status = status;
-  reply.headers = {{"Content-Type", content_type}, {"Content-Length", std::to_string(body.size())}};
-  reply.body = std::move(body);
-  return reply;
-}
 
 Reply TextReply(unsigned status, const std::string& line) {
   return MakeReply(status, "text/plain; charset=utf-8", line + "\n");
@@ -61,18 +53,22 @@ Reply RequestHandler::HandlePost(const HttpRequest& request) const {
     return TextReply(413, "the body is longer than " + std::to_string(kMaxBodyBytes) + " bytes");
   }
   Post post;
-  if (const std::optional<PostError> error = ReadPost(request.body, &post)) {
+  if (const std::optional<ReadError> error = ReadPost(request.body, &post)) {
     const std::string line = "malformed POST: " + error->description + ", at byte offset " +
                              std::to_string(error->offset);
     report_(line);
     return TextReply(400, line);
   }
-  std::vector<ReplyBlock> blocks;
+  ReplyContent content;
   for (const ServiceRequest& service_request : post.requests) {
     ServiceReply answer = Answer(service_request);
-    blocks.push_back({service_request.id, answer.status, std::move(answer.payload)});
+    content.blocks.push_back({service_request.id, answer.status, std::move(answer.payload)});
   }
-  return MakeReply(200, kMuxContentType, WriteReplyBody(blocks));
+  const Fault* const fault = faults_ == nullptr ? nullptr : faults_->Next();
+  if (fault != nullptr) SpoilContent(*fault, &content);
+  Reply reply = MakeReply(200, kMuxContentType, WriteReplyBody(content));
+  if (fault != nullptr) SpoilReply(*fault, &reply);
+  return reply;
 }
 
 ServiceReply RequestHandler::Answer(const ServiceRequest& request) const {

@@ -8,9 +8,10 @@
 #include <string>
 #include <string_view>
 #include <utility>
-#include <vector>
 
+#include "tools/kesu-server/fault.h"
 #include "tools/kesu-server/post_reader.h"
+#include "tools/kesu-server/reply.h"
 
 namespace kesu_server {
 
@@ -18,8 +19,6 @@ namespace kesu_server {
 inline constexpr std::string_view kServicePath = "/m/appreq/cllDovi";
 /// The longest body that a POST may have.
 inline constexpr std::size_t kMaxBodyBytes = std::size_t{1} << 20;
-
-using HttpHeaders = std::vector<std::pair<std::string, std::string>>;
 
 struct HttpRequest {
   std::string method;
@@ -30,12 +29,10 @@ struct HttpRequest {
   bool is_too_large = false;
 };
 
-/// Everything that is sent back, Content-Length included.
-struct Reply {
-  unsigned status = 0;
-  HttpHeaders headers;
-  std::string body;
-};
+/// The statuses of reply blocks.
+inline constexpr std::int16_t kOkStatus = 200;
+inline constexpr std::int16_t kBadRequestStatus = 400;
+inline constexpr std::int16_t kUnknownServiceStatus = 404;
 
 /// What a service says to one request: the status of its reply block, 200 when all is well, and
 /// the payload.
@@ -58,6 +55,10 @@ class RequestHandler {
     services_[name] = std::move(service);
   }
 
+  /// From now on each POST that is answered with 200 uses up one use of `faults`, which is
+  /// borrowed.
+  void set_faults(FaultPlan* faults) { faults_ = faults; }
+
   Reply Handle(const HttpRequest& request) const;
 
  private:
@@ -65,6 +66,7 @@ class RequestHandler {
   ServiceReply Answer(const ServiceRequest& request) const;
 
   Report report_;
+  FaultPlan* faults_ = nullptr;
   std::map<std::string, Service, std::less<>> services_;
 };
 

@@ -73,7 +73,7 @@ bool StationIndex::Load(const DataFile& cells, const DataFile& access_points, st
   };
   const auto add_access_point = [&](TableRow& row) {
     const std::string key = AccessPointKey(row.Text(0));
-    if (key.empty()) row.Fail("\"" + row.Text(0) + "\" is no MAC address");
+    if (key.empty()) row.Fail(Quoted(row.Text(0)) + " is no MAC address");
     InsertStation(row, key, kAccessPointKeyColumns, kAccessPointSensitivityDbm, &insert);
   };
   if (!ReadTable(cells, kCellKeyColumns + kModelColumns, add_cell, error) ||

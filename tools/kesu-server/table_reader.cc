@@ -25,6 +25,10 @@ bool Parse(std::string_view text, Value* value) {
 
 }  // namespace
 
+std::string Quoted(std::string_view text) {
+  return std::string(1, '"').append(text).append(1, '"');
+}
+
 TableRow::TableRow(std::string_view line) {
   if (line.ends_with('\r')) line.remove_suffix(1);
   const auto separators = std::count(line.begin(), line.end(), '\t');
@@ -35,15 +39,16 @@ double TableRow::Number(std::size_t column, double lowest, double highest) {
   double value = 0;
   // Written so that "nan", which is a number to the parser, is refused too.
   if (Parse(columns_[column], &value) && value >= lowest && value <= highest) return value;
-  Fail("\"" + Text(column) + "\" in column " + std::to_string(column + 1) + " is no number from " +
-       std::to_string(lowest) + " to " + std::to_string(highest));
+  Fail(Quoted(columns_[column]) + " in column " + std::to_string(column + 1) +
+       " is no number from " + std::to_string(lowest) + " to " + std::to_string(highest));
   return 0;
 }
 
 int TableRow::Integer(std::size_t column) {
   int value = 0;
   if (Parse(columns_[column], &value)) return value;
-  Fail("\"" + Text(column) + "\" in column " + std::to_string(column + 1) + " is no whole number");
+  Fail(Quoted(columns_[column]) + " in column " + std::to_string(column + 1) +
+       " is no whole number");
   return 0;
 }
 

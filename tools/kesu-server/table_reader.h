@@ -12,6 +12,9 @@
 
 namespace kesu_server {
 
+/// A text as it is shown in a message: in quotation marks.
+std::string Quoted(std::string_view text);
+
 /// One row of a table. What cannot be read leaves a sticky error and a zero.
 class TableRow {
  public:

@@ -52,6 +52,17 @@ TEST_CASE("a POST of two requests") {
   }
 }
 
+TEST_CASE("a multipart request has everything behind its version for a payload") {
+  const std::string body =
+      TextOf(Bytes(std::string(kHeader) + "00 00 00 09 01 01  00 07  00 01 78  00 02  41 42"));
+  Post post;
+  REQUIRE_FALSE(ReadPost(body, &post));
+  REQUIRE(post.requests.size() == 1);
+  CHECK(post.requests[0].is_multipart);
+  CHECK(post.requests[0].version == 2);
+  CHECK(post.requests[0].payload == "AB");
+}
+
 TEST_CASE("malformed POSTs") {
   struct Case {
     const char* description;
@@ -75,6 +86,8 @@ TEST_CASE("malformed POSTs") {
       {"a length far past the end", true, "7F FF FF FF 01 00 00 07", kHeaderEnd},
       {"the most negative length", true, "80 00 00 00 01 00 00 07", kHeaderEnd},
       {"a reply block", true, "00 00 00 00 81 00", kHeaderEnd + 4},
+      {"a multipart block that ends in its version", true, "00 00 00 06 01 01 00 07 00 01 78 00",
+       kHeaderEnd + 11},
       {"an empty request block", true, "00 00 00 00 01 00", kHeaderEnd + 6},
       {"a service name beyond the block, though not the body", true,
        "00 00 00 0B 01 00 00 07 FF FF 78 00 02 00 00 00 00", kHeaderEnd + 8},

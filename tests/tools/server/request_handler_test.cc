@@ -90,6 +90,28 @@ TEST_CASE("a payload that is no message fails its own request only") {
         "00 01 00 00 00 0A 81 00 00 07 01 90 00 00 00 00 00 00");
 }
 
+TEST_CASE("a multipart request is none of the location service") {
+  Server server;
+  const auto post = TextOf(Bytes(std::string(kHeaderBlock) +
+                                 "00 00 00 0E 01 01  00 07  00 08 67 3A 6C 6F 63 2F 71 6C  00 01"));
+  CHECK(kesu_test::ToHex(kesu_test::ViewOf(server.Send("POST", "application/binary", post).body)) ==
+        "00 01 00 00 00 0A 81 00 00 07 01 90 00 00 00 00 00 00");
+}
+
+TEST_CASE("faults are for POSTs that are answered") {
+  Server server;
+  std::string error;
+  kesu_server::FaultPlan faults;
+  faults.Add(*kesu_server::ParseFault("status=503:1", &error));
+  server.handler.set_faults(&faults);
+  CHECK(server.Send("GET", "", "").status == 200);
+  CHECK(server.Send("POST", "text/plain", "").status == 415);
+  CHECK(server.Send("POST", "application/binary", "").status == 400);
+  const std::string post = TextOf(Bytes(kHeaderBlock));
+  CHECK(server.Send("POST", "application/binary", post).status == 503);
+  CHECK(server.Send("POST", "application/binary", post).status == 200);
+}
+
 TEST_CASE("what is refused, and how") {
   struct Case {
     const char* description;
