@@ -2,6 +2,8 @@
 
 #include <curl/curl.h>
 
+using kesu_test::curl_overrides;
+
 // The linker sends each call of NAME to __wrap_NAME; the function itself is __real_NAME.
 extern "C" {
 
@@ -21,19 +23,18 @@ CURLMcode __wrap_curl_multi_add_handle(CURLM* multi, CURL* easy) {
   return __real_curl_multi_add_handle(multi, easy);
 }
 
-CURLMcode __real_curl_multi_fdset(CURLM* multi, fd_set* read, fd_set* write, fd_set* except,
-                                  int* highest);
+CURLMcode __real_curl_multi_fdset(CURLM*, fd_set* read, fd_set* write, fd_set* except, int* top);
 CURLMcode __wrap_curl_multi_fdset(CURLM* multi, fd_set* read, fd_set* write, fd_set* except,
-                                  int* highest) {
-  const CURLMcode result = __real_curl_multi_fdset(multi, read, write, except, highest);
-  if (curl_overrides.highest_descriptor) *highest = *curl_overrides.highest_descriptor;
+                                  int* top) {
+  const CURLMcode result = __real_curl_multi_fdset(multi, read, write, except, top);
+  *top = curl_overrides.highest_descriptor.value_or(*top);
   return result;
 }
 
 CURLMcode __real_curl_multi_timeout(CURLM* multi, long* timeout);
 CURLMcode __wrap_curl_multi_timeout(CURLM* multi, long* timeout) {
   const CURLMcode result = __real_curl_multi_timeout(multi, timeout);
-  if (curl_overrides.timeout_ms) *timeout = *curl_overrides.timeout_ms;
+  *timeout = curl_overrides.timeout_ms.value_or(*timeout);
   return result;
 }
 

@@ -3,6 +3,8 @@
 
 #include <optional>
 
+namespace kesu_test {
+
 /// What some functions of curl answer in place of the truth, for what cannot be provoked
 /// otherwise. In force until reset.
 struct CurlOverrides {
@@ -15,9 +17,6 @@ struct CurlOverrides {
 
 inline CurlOverrides curl_overrides;
 
-/// Ends all overrides at the end of a scope.
-struct ScopedCurlOverrides {
-  ~ScopedCurlOverrides() { curl_overrides = {}; }
-};
+}  // namespace kesu_test
 
 #endif  // TESTS_DOVI_CURL_OVERRIDES_H_

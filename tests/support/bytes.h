@@ -1,8 +1,8 @@
 #ifndef SUPPORT_BYTES_H_
 #define SUPPORT_BYTES_H_
 
-#include <algorithm>
-#include <charconv>
+#include <ios>
+#include <sstream>
 #include <string>
 #include <string_view>
 
@@ -31,19 +31,16 @@ inline std::string TextOf(const common_base::GString& string) {
   return TextOf(utf8);
 }
 
-/// The bytes of "00 01 AB": pairs of hexadecimal digits, with any white space between the pairs.
+/// The bytes of "00 01 AB": hexadecimal numbers with white space between them.
 inline common_base::ByteVector Bytes(std::string_view hex) {
   common_base::ByteVector bytes;
-  while (true) {
-    hex.remove_prefix(std::min(hex.find_first_not_of(" \n"), hex.size()));
-    if (hex.empty()) return bytes;
-    unsigned char byte = 0;
-    const std::string_view pair = hex.substr(0, 2);
-    const auto [end, error] = std::from_chars(pair.data(), pair.data() + pair.size(), byte, 16);
-    REQUIRE_MESSAGE((pair.size() == 2 && end == pair.data() + 2), "not hexadecimal: ", pair);
-    bytes.Append(byte);
-    hex.remove_prefix(2);
+  std::istringstream numbers{std::string(hex)};
+  for (unsigned byte = 0; numbers >> std::hex >> byte;) {
+    REQUIRE_MESSAGE(byte <= 0xFF, "more than a byte in: ", hex);
+    bytes.Append(static_cast<unsigned char>(byte));
   }
+  REQUIRE_MESSAGE(numbers.eof(), "not hexadecimal: ", hex);
+  return bytes;
 }
 
 /// "00 01 AB", the form that Bytes() takes.

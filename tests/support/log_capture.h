@@ -16,7 +16,10 @@ class LogCapture {
  public:
   explicit LogCapture(common_base::LogLevel level) : old_level_(common_base::notify_level) {
     common_base::SetLogLevel(level);
-    common_base::SetLogCallback(&LogCapture::OnLine, this);
+    const auto collect = [](const common_base::GString& line, void* capture) {
+      static_cast<LogCapture*>(capture)->lines_.push_back(TextOf(line));
+    };
+    common_base::SetLogCallback(collect, this);
   }
   LogCapture(const LogCapture&) = delete;
   LogCapture& operator=(const LogCapture&) = delete;
@@ -26,13 +29,8 @@ class LogCapture {
   }
 
   const std::vector<std::string>& lines() const { return lines_; }
-  void Clear() { lines_.clear(); }
 
  private:
-  static void OnLine(const common_base::GString& line, void* closure) {
-    static_cast<LogCapture*>(closure)->lines_.push_back(TextOf(line));
-  }
-
   common_base::LogLevel old_level_;
   std::vector<std::string> lines_;
 };

@@ -13,10 +13,6 @@ class ManualClock final : public common_base::ClockInterface {
       : start_ticks_(ticks), ticks_(ticks), start_milliseconds_(utc_milliseconds) {}
 
   void Advance(long long ticks) { ticks_ += ticks; }
-  void AdvanceMilliseconds(long long milliseconds) {
-    Advance(milliseconds * common_base::kTicksPerMillisecond);
-  }
-  void set_local_time_offset(int minutes) { local_time_offset_ = minutes; }
 
   common_base::GTime GetUtcGTime() const override {
     return common_base::GTime::GTimeFromMilliseconds(GetUtcTime());
@@ -24,14 +20,13 @@ class ManualClock final : public common_base::ClockInterface {
   long long GetUtcTime() const override {
     return start_milliseconds_ + (ticks_ - start_ticks_) / common_base::kTicksPerMillisecond;
   }
-  int GetCurrentLocalTimeOffsetFromUtc() const override { return local_time_offset_; }
+  int GetCurrentLocalTimeOffsetFromUtc() const override { return 0; }
   long long TickCount() const override { return ticks_; }
 
  private:
   long long start_ticks_;
   long long ticks_;
   long long start_milliseconds_;
-  int local_time_offset_ = 0;
 };
 
 }  // namespace kesu_test

@@ -12,20 +12,15 @@ namespace kesu_test {
 /// reports the end. The function may destroy this requester.
 class RecordingRequester final : public common_base::RequesterInterface {
  public:
-  using Action = std::function<void(common_base::RequestInterface*)>;
+  using Request = common_base::RequestInterface;
+  using Action = std::function<void(Request*)>;
 
   RecordingRequester() = default;
   explicit RecordingRequester(Action at_end) : at_end_(std::move(at_end)) {}
 
-  void OnRequestComplete(common_base::RequestInterface* request) override {
-    ++completed;
-    End(request);
-  }
-  void OnRequestFailed(common_base::RequestInterface* request) override {
-    ++failed;
-    End(request);
-  }
-  void OnRequestMadeProgress(common_base::RequestInterface* request) override {
+  void OnRequestComplete(Request* request) override { End(request, &completed); }
+  void OnRequestFailed(Request* request) override { End(request, &failed); }
+  void OnRequestMadeProgress(Request* request) override {
     ++progressed;
     last_request = request;
   }
@@ -34,10 +29,11 @@ class RecordingRequester final : public common_base::RequesterInterface {
   int failed = 0;
   int progressed = 0;
   /// The request of the latest call, for comparison only.
-  common_base::RequestInterface* last_request = nullptr;
+  Request* last_request = nullptr;
 
  private:
-  void End(common_base::RequestInterface* request) {
+  void End(Request* request, int* count) {
+    ++*count;
     last_request = request;
     if (const Action action = at_end_) action(request);
   }

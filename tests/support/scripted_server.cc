@@ -2,35 +2,20 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <regex>
 #include <utility>
 
 #include <arpa/inet.h>
 #include <glib-unix.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <strings.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 namespace kesu_test {
 namespace {
 
-using Handler = gboolean (*)(int fd, GIOCondition condition, void* data);
-
-GSource* Watch(int fd, GIOCondition condition, int priority, Handler handler, void* data) {
-  GSource* source = g_unix_fd_source_new(fd, condition);
-  g_source_set_priority(source, priority);
-  g_source_set_callback(
-      source, reinterpret_cast<GSourceFunc>(reinterpret_cast<void (*)()>(handler)), data, nullptr);
-  g_source_attach(source, nullptr);
-  return source;
-}
-
-void Unwatch(GSource** source) {
-  if (*source == nullptr) return;
-  g_source_destroy(*source);
-  g_source_unref(std::exchange(*source, nullptr));
-}
+using Then = ScriptedReply::Then;
 
 /// A socket bound to a free port of 127.0.0.1, which is stored in `port`.
 int BoundSocket(int* port) {
@@ -49,22 +34,20 @@ std::string HostAt(int port) {
   return "http://127.0.0.1:" + std::to_string(port);
 }
 
-std::size_t AnnouncedBodyLength(const std::string& head) {
-  static constexpr char kName[] = "\r\nContent-Length:";
-  for (std::size_t i = 0; i < head.size(); ++i) {
-    if (strncasecmp(head.c_str() + i, kName, sizeof(kName) - 1) == 0) {
-      return std::strtoul(head.c_str() + i + sizeof(kName) - 1, nullptr, 10);
-    }
-  }
-  return 0;
-}
-
 /// The length of the complete request at the start of `bytes`, or 0.
 std::size_t RequestLength(const std::string& bytes) {
   const std::size_t blank_line = bytes.find("\r\n\r\n");
   if (blank_line == std::string::npos) return 0;
-  const std::size_t length = blank_line + 4 + AnnouncedBodyLength(bytes.substr(0, blank_line + 2));
+  const std::string head = bytes.substr(0, blank_line);
+  const std::regex announcement("\r\nContent-Length: *([0-9]+)", std::regex::icase);
+  std::smatch match;
+  const std::size_t body = std::regex_search(head, match, announcement) ? std::stoul(match[1]) : 0;
+  const std::size_t length = blank_line + 4 + body;
   return length <= bytes.size() ? length : 0;
+}
+
+void StopWatching(guint* source) {
+  if (*source != 0) g_source_remove(std::exchange(*source, 0));
 }
 
 }  // namespace
@@ -74,104 +57,89 @@ class ScriptedServer::Connection {
   Connection(ScriptedServer* server, int fd) : server_(server), fd_(fd) {
     const int no_delay = 1;
     setsockopt(fd_, IPPROTO_TCP, TCP_NODELAY, &no_delay, sizeof(no_delay));
-    read_source_ = Watch(
-        fd_, G_IO_IN, G_PRIORITY_DEFAULT,
-        [](int, GIOCondition, void* self) { return static_cast<Connection*>(self)->Read(); }, this);
+    const auto read = [](int, GIOCondition, void* self) -> gboolean {
+      static_cast<Connection*>(self)->Read();
+      return G_SOURCE_CONTINUE;
+    };
+    reader_ = g_unix_fd_add(fd_, G_IO_IN, read, this);
   }
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
   ~Connection() { Close(); }
 
-  /// Notes the request that waits, if there is one, and answers it, if there is a reply for it.
+  /// Answers the request that waits, if there is one and a reply for it.
   void AnswerNext() {
-    if (fd_ < 0 || is_replying_) return;
-    const std::size_t length = RequestLength(received_);
-    if (length == 0) return;
-    if (!is_noted_) server_->requests_.push_back(received_.substr(0, length));
-    is_noted_ = true;
-    if (server_->holding_ || server_->script_.empty()) return;
+    if (!has_request_ || writer_ != 0 || server_->holding_ || server_->script_.empty()) return;
+    has_request_ = false;
     reply_ = std::move(server_->script_.front());
     server_->script_.pop_front();
-    received_.erase(0, length);
-    is_noted_ = false;
-    is_replying_ = true;
     sent_ = 0;
-    if (WritePiece()) {
-      write_source_ = Watch(
-          fd_, G_IO_OUT, G_PRIORITY_LOW,
-          [](int, GIOCondition, void* self) { return static_cast<Connection*>(self)->Write(); },
-          this);
-    }
+    const auto write = [](int, GIOCondition, void* self) -> gboolean {
+      static_cast<Connection*>(self)->WritePiece();
+      return G_SOURCE_CONTINUE;
+    };
+    writer_ = g_unix_fd_add_full(G_PRIORITY_LOW, fd_, G_IO_OUT, write, this, nullptr);
+    WritePiece();
   }
 
  private:
-  gboolean Read() {
+  void Read() {
     char buffer[65536];
-    const ssize_t length = recv(fd_, buffer, sizeof(buffer), 0);
-    if (length <= 0) {
-      Close();
-      return G_SOURCE_REMOVE;
-    }
-    received_.append(buffer, static_cast<std::size_t>(length));
+    const ssize_t count = recv(fd_, buffer, sizeof(buffer), 0);
+    if (count <= 0) return Close();
+    received_.append(buffer, static_cast<std::size_t>(count));
+    const std::size_t length = RequestLength(received_);
+    if (length == 0) return;
+    server_->requests_.push_back(received_.substr(0, length));
+    received_.erase(0, length);
+    has_request_ = true;
     AnswerNext();
-    return G_SOURCE_CONTINUE;
   }
 
-  gboolean Write() {
-    if (WritePiece()) return G_SOURCE_CONTINUE;
-    Unwatch(&write_source_);
-    AnswerNext();
-    return G_SOURCE_REMOVE;
-  }
-
-  /// False when the reply is over.
-  bool WritePiece() {
+  void WritePiece() {
     const std::size_t left = reply_.bytes.size() - sent_;
     const std::size_t piece = reply_.piece_size == 0 ? left : std::min(left, reply_.piece_size);
     const ssize_t written = send(fd_, reply_.bytes.data() + sent_, piece, MSG_NOSIGNAL);
     if (written > 0) sent_ += static_cast<std::size_t>(written);
-    if (sent_ < reply_.bytes.size()) return true;
-    is_replying_ = false;
-    if (reply_.then != ScriptedReply::Then::kKeepOpen) Close();
-    return false;
+    if (sent_ < reply_.bytes.size()) return;
+    StopWatching(&writer_);
+    if (reply_.then != Then::kKeepOpen) Close();
+    AnswerNext();
   }
 
   void Close() {
     if (fd_ < 0) return;
-    Unwatch(&read_source_);
-    Unwatch(&write_source_);
-    if (reply_.then == ScriptedReply::Then::kReset) {
-      const linger reset{1, 0};
-      setsockopt(fd_, SOL_SOCKET, SO_LINGER, &reset, sizeof(reset));
-    }
+    StopWatching(&reader_);
+    StopWatching(&writer_);
+    has_request_ = false;
+    const linger reset{1, 0};
+    if (reply_.then == Then::kReset) setsockopt(fd_, SOL_SOCKET, SO_LINGER, &reset, sizeof(reset));
     close(std::exchange(fd_, -1));
   }
 
   ScriptedServer* server_;
   int fd_;
-  GSource* read_source_ = nullptr;
-  GSource* write_source_ = nullptr;
+  guint reader_ = 0;
+  guint writer_ = 0;
   std::string received_;
-  /// Whether the request at the start of the bytes is in the server's list.
-  bool is_noted_ = false;
-  bool is_replying_ = false;
+  bool has_request_ = false;
   ScriptedReply reply_;
   std::size_t sent_ = 0;
 };
 
 ScriptedServer::ScriptedServer() : listener_(BoundSocket(&port_)) {
   if (listen(listener_, SOMAXCONN) != 0) std::abort();
-  accept_source_ = Watch(
-      listener_, G_IO_IN, G_PRIORITY_DEFAULT,
-      [](int, GIOCondition, void* self) -> gboolean {
-        static_cast<ScriptedServer*>(self)->Accept();
-        return G_SOURCE_CONTINUE;
-      },
-      this);
+  const auto accept_one = [](int listener, GIOCondition, void* self) -> gboolean {
+    auto* server = static_cast<ScriptedServer*>(self);
+    const int fd = accept4(listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+    if (fd >= 0) server->connections_.push_back(std::make_unique<Connection>(server, fd));
+    return G_SOURCE_CONTINUE;
+  };
+  accept_source_ = g_unix_fd_add(listener_, G_IO_IN, accept_one, this);
 }
 
 ScriptedServer::~ScriptedServer() {
-  Unwatch(&accept_source_);
+  StopWatching(&accept_source_);
   close(listener_);
 }
 
@@ -184,18 +152,9 @@ void ScriptedServer::Reply(ScriptedReply reply) {
   for (auto& connection : connections_) connection->AnswerNext();
 }
 
-void ScriptedServer::HoldReplies() {
-  holding_ = true;
-}
-
 void ScriptedServer::ReleaseReplies() {
   holding_ = false;
   for (auto& connection : connections_) connection->AnswerNext();
-}
-
-void ScriptedServer::Accept() {
-  const int fd = accept4(listener_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
-  if (fd >= 0) connections_.push_back(std::make_unique<Connection>(this, fd));
 }
 
 std::string RefusingHost() {
@@ -206,13 +165,10 @@ std::string RefusingHost() {
 
 bool IterateUntil(const std::function<bool()>& done, unsigned limit_ms) {
   bool is_over = false;
-  const auto end = [](void* over) -> gboolean {
-    *static_cast<bool*>(over) = true;
-    return G_SOURCE_REMOVE;
-  };
+  const auto end = [](void* over) -> gboolean { return *static_cast<bool*>(over) = true; };
   const guint timer = g_timeout_add(limit_ms, end, &is_over);
   while (!done() && !is_over) g_main_context_iteration(nullptr, TRUE);
-  if (!is_over) g_source_remove(timer);
+  g_source_remove(timer);
   return done();
 }
 

@@ -28,11 +28,6 @@ struct ScriptedReply {
 /// just enough of HTTP to see where a request ends: after its blank line and the bytes that its
 /// Content-Length announces. Each request is answered by the next reply of the script; without one
 /// it is left waiting.
-///
-///   ScriptedServer server;
-///   server.Reply({"HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok"});
-///   ... send something to server.host() ...
-///   CHECK(server.requests()[0] == "GET / HTTP/1.1\r\n...");
 class ScriptedServer {
  public:
   ScriptedServer();
@@ -50,7 +45,7 @@ class ScriptedServer {
 
   /// While replies are held, requests arrive but nothing is sent. Releasing sends the first piece
   /// of every waiting reply before it returns.
-  void HoldReplies();
+  void HoldReplies() { holding_ = true; }
   void ReleaseReplies();
 
   /// The raw bytes of each complete request, in order of arrival.
@@ -60,11 +55,9 @@ class ScriptedServer {
  private:
   class Connection;
 
-  void Accept();
-
   int listener_;
   int port_;
-  GSource* accept_source_;
+  guint accept_source_;
   bool holding_ = false;
   std::deque<ScriptedReply> script_;
   std::vector<std::string> requests_;

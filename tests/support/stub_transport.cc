@@ -4,48 +4,16 @@
 
 #include <doctest/doctest.h>
 
+#include "kesu/mux/header_field_iterator.h"
+
 #include "support/bytes.h"
 
 namespace kesu_test {
-namespace {
 
 using common_base::ByteVector;
 using common_base::ByteView;
 using common_base::GString;
 using common_base::RequesterInterface;
-
-class HeaderIterator final : public HeaderFieldIteratorInterface {
- public:
-  explicit HeaderIterator(const HeaderList& headers) : headers_(headers) { Load(); }
-
-  void Next() override {
-    ++index_;
-    Load();
-  }
-  void Reset() override {
-    index_ = 0;
-    Load();
-  }
-  bool AtEnd() const override { return index_ >= headers_.size(); }
-  const ByteVector& FieldName() const override { return name_; }
-  const ByteVector& FieldValue() const override { return value_; }
-
- private:
-  void Load() {
-    name_.Clear();
-    value_.Clear();
-    if (AtEnd()) return;
-    name_.AppendAll(ViewOf(headers_[index_].first));
-    value_.AppendAll(ViewOf(headers_[index_].second));
-  }
-
-  const HeaderList& headers_;
-  std::size_t index_ = 0;
-  ByteVector name_;
-  ByteVector value_;
-};
-
-}  // namespace
 
 class StubTransport::Request final : public HttpRequestInterface {
  public:
@@ -75,25 +43,21 @@ class StubTransport::Request final : public HttpRequestInterface {
   int HttpResponseStatusCode() const override { return status_; }
   GString RedirectedToUrl() const override { return GString(exchange_->url.c_str()); }
   HeaderFieldIteratorInterface* HttpResponseHeaders() const override {
-    return new HeaderIterator(response_headers_);
+    return new HeaderFieldIterator(ViewOf(response_headers_));
   }
 
-  /// The requester may delete this request: nothing of it may be touched afterwards.
-  void End(int status, std::string_view body, HeaderList headers, bool is_complete) {
+  /// Leaves it to the caller to tell the requester.
+  void End(int status, std::string_view body, const HeaderList& headers) {
     REQUIRE(exchange_->is_started);
     REQUIRE_FALSE(exchange_->has_ended);
     exchange_->has_ended = true;
     if (body_ != nullptr) REQUIRE(TextOf(*body_) == exchange_->body);
     status_ = status;
-    response_headers_ = std::move(headers);
+    for (const auto& [name, value] : headers) response_headers_ += name + ": " + value + "\r\n";
     response_body_->AppendAll(ViewOf(body));
     status_info_->effective_url = RedirectedToUrl();
-    if (is_complete) {
-      requester_->OnRequestComplete(this);
-    } else {
-      requester_->OnRequestFailed(this);
-    }
   }
+  RequesterInterface* requester() const { return requester_; }
 
  private:
   Exchange* exchange_;
@@ -103,21 +67,25 @@ class StubTransport::Request final : public HttpRequestInterface {
   StatusInfo* status_info_;
   RequesterInterface* requester_ = nullptr;
   int status_ = 0;
-  HeaderList response_headers_;
+  std::string response_headers_;
 };
 
 StubTransport::~StubTransport() {
   CHECK(open_count() == 0);
 }
 
-void StubTransport::Reply(std::size_t index, std::string_view body, HeaderList headers) {
-  REQUIRE(exchange(index).request != nullptr);
-  exchange(index).request->End(200, body, std::move(headers), true);
+void StubTransport::Reply(std::size_t index, std::string_view body, const HeaderList& headers) {
+  Request* request = exchange(index).request;
+  REQUIRE(request != nullptr);
+  request->End(200, body, headers);
+  request->requester()->OnRequestComplete(request);
 }
 
 void StubTransport::Fail(std::size_t index, int status) {
-  REQUIRE(exchange(index).request != nullptr);
-  exchange(index).request->End(status, "", {}, false);
+  Request* request = exchange(index).request;
+  REQUIRE(request != nullptr);
+  request->End(status, "", {});
+  request->requester()->OnRequestFailed(request);
 }
 
 int StubTransport::open_count() const {
@@ -128,22 +96,18 @@ int StubTransport::open_count() const {
 HttpRequestInterface* StubTransport::NewHttpGetRequest(const GString& url,
                                                        ByteVector* response_body,
                                                        StatusInfo* status_info) {
-  return NewRequest("GET", url, nullptr, response_body, status_info);
+  HttpRequestInterface* request = NewHttpPostRequest(url, nullptr, response_body, status_info);
+  if (request != nullptr) exchanges_.back()->method = "GET";
+  return request;
 }
 
 HttpRequestInterface* StubTransport::NewHttpPostRequest(const GString& url, const ByteView* body,
                                                         ByteVector* response_body,
                                                         StatusInfo* status_info) {
-  return NewRequest("POST", url, body, response_body, status_info);
-}
-
-HttpRequestInterface* StubTransport::NewRequest(const char* method, const GString& url,
-                                                const ByteView* body, ByteVector* response_body,
-                                                StatusInfo* status_info) {
   if (makes_null_) return nullptr;
   exchanges_.push_back(std::make_unique<Exchange>());
   Exchange& exchange = *exchanges_.back();
-  exchange.method = method;
+  exchange.method = "POST";
   exchange.url = TextOf(url);
   exchange.request = new Request(&exchange, start_result_, body, response_body, status_info);
   return exchange.request;

@@ -14,14 +14,7 @@ namespace kesu_test {
 
 using HeaderList = std::vector<std::pair<std::string, std::string>>;
 
-/// A transport without a network: its requests end when the test says so.
-///
-///   StubTransport transport;
-///   ... something makes and starts a request ...
-///   CHECK(transport.exchange(0).body == "what was posted");
-///   transport.Reply(0, "the answer");
-///
-/// It must outlive its requests.
+/// A transport without a network: its requests end when the test says so. It must outlive them.
 class StubTransport final : public HttpRequestFactory {
  public:
   class Request;
@@ -51,7 +44,7 @@ class StubTransport final : public HttpRequestFactory {
 
   /// Ends a request with status 200: as complete.
   void Reply(std::size_t index, std::string_view body,
-             HeaderList headers = {{"Content-Type", "application/binary"}});
+             const HeaderList& headers = {{"Content-Type", "application/binary"}});
   /// Ends a request as failed.
   void Fail(std::size_t index, int status);
 
@@ -61,19 +54,14 @@ class StubTransport final : public HttpRequestFactory {
   int open_count() const;
 
   HttpRequestInterface* NewHttpGetRequest(const common_base::GString& url,
-                                          common_base::GVector<unsigned char>* response_body,
+                                          common_base::ByteVector* response_body,
                                           StatusInfo* status_info) override;
   HttpRequestInterface* NewHttpPostRequest(const common_base::GString& url,
-                                           const common_base::GVectorRef<const unsigned char>* body,
-                                           common_base::GVector<unsigned char>* response_body,
+                                           const common_base::ByteView* body,
+                                           common_base::ByteVector* response_body,
                                            StatusInfo* status_info) override;
 
  private:
-  HttpRequestInterface* NewRequest(const char* method, const common_base::GString& url,
-                                   const common_base::GVectorRef<const unsigned char>* body,
-                                   common_base::GVector<unsigned char>* response_body,
-                                   StatusInfo* status_info);
-
   bool makes_null_ = false;
   int start_result_ = 0;
   std::vector<std::unique_ptr<Exchange>> exchanges_;

@@ -1,8 +1,13 @@
-#include <functional>
+// The readers and writers below the blocks: varints, length marks, header fields, URLs.
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <doctest/doctest.h>
 
+#include "kesu/mux/gstring_header_field_iterator.h"
+#include "kesu/mux/header_field_iterator.h"
+#include "kesu/mux/http_utils.h"
 #include "kesu/mux/kesu_request_builder.h"
 #include "kesu/mux/kesu_response_parser.h"
 
@@ -11,187 +16,77 @@
 
 using common_base::ByteVector;
 using common_base::ByteView;
+using common_base::GString;
+using common_base::GVector;
 using kesu_test::Bytes;
 using kesu_test::TextOf;
 using kesu_test::ToHex;
+using Fields = std::vector<std::pair<std::string, std::string>>;
 
-namespace {
-
-struct VarintRow {
-  unsigned long long value;
-  const char* bytes;
-};
-
-constexpr VarintRow kVarints32[] = {
-    {0, "00"},
-    {1, "01"},
-    {127, "7F"},
-    {128, "80 01"},
-    {300, "AC 02"},
-    {16383, "FF 7F"},
-    {16384, "80 80 01"},
-    {0x1FFFFF, "FF FF 7F"},
-    {0x200000, "80 80 80 01"},
-    {0xFFFFFFF, "FF FF FF 7F"},
-    {0x10000000, "80 80 80 80 01"},
-    {0x7FFFFFFF, "FF FF FF FF 07"},
-    {0x80000000, "80 80 80 80 08"},
-    {0xFFFFFFFF, "FF FF FF FF 0F"},
-};
-
-constexpr VarintRow kVarints64[] = {
-    {0x100000000, "80 80 80 80 10"},
-    {0x7FFFFFFFFFFFFFFF, "FF FF FF FF FF FF FF FF 7F"},
-    {0x8000000000000000, "80 80 80 80 80 80 80 80 80 01"},
-    {0xFFFFFFFFFFFFFFFF, "FF FF FF FF FF FF FF FF FF 01"},
-};
-
-void WriteBytes(KesuRequestBuilder* builder, int count, unsigned char byte) {
-  for (int i = 0; i < count; ++i) builder->WriteUint8(byte);
+static std::string Varint(unsigned long long value) {
+  ByteVector out;
+  KesuRequestBuilder(&out).WriteVarint64(value);
+  if (value <= 0xFFFFFFFF) {
+    ByteVector out32;
+    UInt32ToVarint(static_cast<unsigned>(value), &out32);
+    CHECK(ToHex(out32) == ToHex(out));
+    KesuRequestBuilder(&out32).WriteVarint32(static_cast<unsigned>(value));
+    CHECK(ToHex(out32) == ToHex(out) + " " + ToHex(out));
+  }
+  return ToHex(out);
 }
-
-std::string Repeated(int count, const char* hex) {
-  std::string text;
-  for (int i = 0; i < count; ++i) text += std::string(" ") + hex;
-  return text;
-}
-
-}  // namespace
 
 TEST_CASE("varints are written in as few bytes as possible") {
-  for (const VarintRow& row : kVarints32) {
-    CAPTURE(row.value);
-    ByteVector out = Bytes("EE");
-    KesuRequestBuilder builder(&out);
-    builder.WriteVarint32(static_cast<unsigned>(row.value));
-    builder.WriteVarint64(row.value);
-    CHECK(ToHex(out) == std::string("EE ") + row.bytes + " " + row.bytes);
-    UInt32ToVarint(static_cast<unsigned>(row.value), &out);
-    CHECK(ToHex(out) == row.bytes);
-  }
-  for (const VarintRow& row : kVarints64) {
-    ByteVector out;
-    KesuRequestBuilder(&out).WriteVarint64(row.value);
-    CHECK(ToHex(out) == row.bytes);
-  }
+  CHECK(Varint(0) == "00");
+  CHECK(Varint(127) == "7F");
+  CHECK(Varint(128) == "80 01");
+  CHECK(Varint(300) == "AC 02");
+  CHECK(Varint(0xFFFFFFFF) == "FF FF FF FF 0F");
+  CHECK(Varint(0xFFFFFFFFFFFFFFFF) == "FF FF FF FF FF FF FF FF FF 01");
 }
 
 TEST_CASE("length marks of every width") {
-  using Build = std::function<void(KesuRequestBuilder*)>;
+  /// '1', '2', '4' and 'v' open a mark, 'a' writes so many bytes AA, '.' closes with that offset.
+  using Steps = std::vector<std::pair<char, int>>;
   struct Row {
-    std::string what;
-    Build build;
-    std::string bytes;
+    Steps steps;
+    std::string head;
+    int bytes_behind_head;
   };
   const Row rows[] = {
-      {"8 bits",
-       [](auto* b) {
-         b->Write8bitLengthMark();
-         WriteBytes(b, 3, 0xAA);
-         b->WriteBackLengthMark();
-       },
-       "03 AA AA AA"},
-      {"8 bits, cut to the low byte",
-       [](auto* b) {
-         b->Write8bitLengthMark();
-         WriteBytes(b, 258, 0xAA);
-         b->WriteBackLengthMark();
-       },
-       "02" + Repeated(258, "AA")},
-      {"16 bits",
-       [](auto* b) {
-         b->Write16bitLengthMark();
-         WriteBytes(b, 258, 0xAA);
-         b->WriteBackLengthMark();
-       },
-       "01 02" + Repeated(258, "AA")},
-      {"16 bits, cut to the low half",
-       [](auto* b) {
-         b->Write16bitLengthMark();
-         WriteBytes(b, 65537, 0xAA);
-         b->WriteBackLengthMark();
-       },
-       "00 01" + Repeated(65537, "AA")},
-      {"32 bits",
-       [](auto* b) {
-         b->Write32bitLengthMark();
-         WriteBytes(b, 65537, 0xAA);
-         b->WriteBackLengthMark();
-       },
-       "00 01 00 01" + Repeated(65537, "AA")},
-      {"varint of nothing",
-       [](auto* b) {
-         b->WriteVarintLengthMark();
-         b->WriteBackLengthMark();
-       },
-       "00"},
-      {"varint of one byte",
-       [](auto* b) {
-         b->WriteVarintLengthMark();
-         WriteBytes(b, 127, 0xAA);
-         b->WriteBackLengthMark();
-       },
-       "7F" + Repeated(127, "AA")},
-      {"varint of two bytes moves the content",
-       [](auto* b) {
-         b->WriteVarintLengthMark();
-         b->WriteUint8(0xBB);
-         WriteBytes(b, 127, 0xAA);
-         b->WriteBackLengthMark();
-       },
-       "80 01 BB" + Repeated(127, "AA")},
-      {"an inner varint that grows counts in the outer marks",
-       [](auto* b) {
-         b->WriteUint8(0xEE);
-         b->Write16bitLengthMark();
-         b->WriteVarintLengthMark();
-         b->WriteUint8(0xCC);
-         b->WriteVarintLengthMark();
-         WriteBytes(b, 128, 0xAA);
-         b->WriteBackLengthMark();
-         b->WriteBackLengthMark();
-         b->WriteUint8(0xDD);
-         b->WriteBackLengthMark();
-       },
-       // 2 + 128 inside, 1 + 130 = 131 in the middle, 2 + 131 + 1 = 134 outside.
-       "EE 00 86 83 01 CC 80 01" + Repeated(128, "AA") + " DD"},
-      {"an offset is taken off",
-       [](auto* b) {
-         b->Write32bitLengthMark();
-         WriteBytes(b, 6, 0xAA);
-         b->WriteBackLengthMarkWithOffset(2);
-       },
-       "00 00 00 04" + Repeated(6, "AA")},
-      {"an offset beyond the content wraps",
-       [](auto* b) {
-         b->Write16bitLengthMark();
-         b->WriteVarintLengthMark();
-         b->WriteBackLengthMarkWithOffset(1);
-         b->WriteBackLengthMarkWithOffset(6);
-       },
-       "FF FF FF FF FF FF 0F"},
-      {"text",
-       [](auto* b) {
-         b->WriteUtf8StringWithNoLength("\xC3\xA9");
-         b->WriteTaggedUtf8StringWithVarintLength(0x12, "a\xC3\xA9");
-         b->WriteTaggedUtf8StringWithVarintLength(0x1A, "");
-       },
-       "C3 A9 12 03 61 C3 A9 1A 00"},
+      {{{'1', 0}, {'a', 258}, {'.', 0}}, "02", 258},
+      {{{'2', 0}, {'a', 65537}, {'.', 0}}, "00 01", 65537},
+      {{{'4', 0}, {'a', 65537}, {'.', 0}}, "00 01 00 01", 65537},
+      {{{'v', 0}, {'a', 127}, {'.', 0}}, "7F", 127},
+      {{{'v', 0}, {'a', 128}, {'.', 0}}, "80 01", 128},
+      // 2 + 128 inside, 1 + 130 = 131 in the middle, 2 + 131 = 133 outside.
+      {{{'2', 0}, {'v', 0}, {'a', 1}, {'v', 0}, {'a', 128}, {'.', 0}, {'.', 0}, {'.', 0}},
+       "00 85 83 01 AA 80 01",
+       128},
+      {{{'4', 0}, {'a', 6}, {'.', 2}}, "00 00 00 04", 6},
+      {{{'2', 0}, {'v', 0}, {'.', 1}, {'.', 6}}, "FF FF FF FF FF FF 0F", 0},
   };
   for (const Row& row : rows) {
-    CAPTURE(row.what);
+    CAPTURE(row.head);
     ByteVector out;
     KesuRequestBuilder builder(&out);
-    row.build(&builder);
-    CHECK(ToHex(out) == row.bytes);
+    for (const auto& [step, count] : row.steps) {
+      if (step == '1') builder.Write8bitLengthMark();
+      if (step == '2') builder.Write16bitLengthMark();
+      if (step == '4') builder.Write32bitLengthMark();
+      if (step == 'v') builder.WriteVarintLengthMark();
+      if (step == '.') builder.WriteBackLengthMarkWithOffset(count);
+      for (int i = 0; step == 'a' && i < count; ++i) builder.WriteUint8(0xAA);
+    }
+    std::string expected = row.head;
+    for (int i = 0; i < row.bytes_behind_head; ++i) expected += " AA";
+    CHECK(ToHex(out) == expected);
   }
-}
-
-TEST_CASE("writing back a mark that nobody opened is reported and does nothing") {
+  ByteVector out;
+  KesuRequestBuilder(&out).WriteTaggedUtf8StringWithVarintLength(0x12, "a\xC3\xA9");
   const kesu_test::LogCapture log(common_base::kLogErrors);
-  ByteVector out = Bytes("AA");
   KesuRequestBuilder(&out).WriteBackLengthMark();
-  CHECK(ToHex(out) == "AA");
+  CHECK(ToHex(out) == "12 03 61 C3 A9");
   CHECK(log.lines().size() == 1);
 }
 
@@ -200,28 +95,23 @@ TEST_CASE("varints are read back") {
     std::string bytes;
     unsigned value32;
     int taken32;
-    bool error32;
     unsigned long long value64;
     int taken64;
-    bool error64;
+    bool error32 = false;
+    bool error64 = false;
   };
   // Bit 31 is extended into the upper half of a 64-bit result, and what lies above is dropped.
   const Row rows[] = {
-      {"00", 0, 1, false, 0, 1, false},
-      {"7F 80", 127, 1, false, 127, 1, false},
-      {"80 01", 128, 2, false, 128, 2, false},
-      {"80 00", 0, 2, false, 0, 2, false},
-      {"FF FF FF FF 07", 0x7FFFFFFF, 5, false, 0x7FFFFFFF, 5, false},
-      {"80 80 80 80 08", 0x80000000, 5, false, 0xFFFFFFFF80000000, 5, false},
-      {"FF FF FF FF 0F", 0xFFFFFFFF, 5, false, 0xFFFFFFFFFFFFFFFF, 5, false},
-      {"80 80 80 80 10", 0, 5, false, 0, 5, false},
-      {"81 80 80 80 90 01", 1, 5, false, 1, 6, false},
-      {"FF FF FF FF FF 00", 0xFFFFFFFF, 5, false, 0xFFFFFFFFFFFFFFFF, 6, false},
-      {"85 80 80 80 80 80 80 80 80 FF 01", 5, 5, false, 5, 10, false},
-      {"", 0, 0, true, 0, 0, true},
-      {"80", 0, 1, true, 0, 1, true},
-      {"81 82", 0x101, 2, true, 0x101, 2, true},
-      {"FF FF FF FF FF", 0xFFFFFFFF, 5, false, 0xFFFFFFFFFFFFFFFF, 5, true},
+      {"80 01", 128, 2, 128, 2},
+      {"80 00", 0, 2, 0, 2},
+      {"FF FF FF FF 07", 0x7FFFFFFF, 5, 0x7FFFFFFF, 5},
+      {"80 80 80 80 08", 0x80000000, 5, 0xFFFFFFFF80000000, 5},
+      {"80 80 80 80 10", 0, 5, 0, 5},
+      {"81 80 80 80 90 01", 1, 5, 1, 6},
+      {"85 80 80 80 80 80 80 80 80 FF 01", 5, 5, 5, 10},
+      {"", 0, 0, 0, 0, true, true},
+      {"81 82", 0x101, 2, 0x101, 2, true, true},
+      {"FF FF FF FF FF", 0xFFFFFFFF, 5, 0xFFFFFFFFFFFFFFFF, 5, false, true},
   };
   for (const Row& row : rows) {
     CAPTURE(row.bytes);
@@ -236,24 +126,80 @@ TEST_CASE("varints are read back") {
     CHECK(parser64.position() == row.taken64);
     CHECK(parser64.hit_error() == row.error64);
   }
-}
-
-TEST_CASE("strings with a varint length are read, and those that overrun are errors") {
-  struct Row {
-    std::string bytes;
-    const char* text;
-    bool error;
-  };
-  const Row rows[] = {
-      {"00", "", false}, {"03 61 C3 A9 62", "a\xC3\xA9", false}, {"02 61", "", true},
-      {"80", "", true},  {"FF FF FF FF 07 61", "", true},        {"FF FF FF FF 0F 61", "", true},
-  };
-  for (const Row& row : rows) {
-    CAPTURE(row.bytes);
-    const ByteVector bytes = Bytes(row.bytes);
+  const std::pair<const char*, std::string> strings[] = {
+      {"03 61 C3 A9 62", "a\xC3\xA9"}, {"02 61", ""}, {"FF FF FF FF 0F 61", ""}};
+  for (const auto& [hex, text] : strings) {
+    const ByteVector bytes = Bytes(hex);
     const ByteView view(bytes);
     KesuResponseParser parser(&view);
-    CHECK(TextOf(parser.ReadVarintLengthString()) == row.text);
-    CHECK(parser.hit_error() == row.error);
+    CHECK(TextOf(parser.ReadVarintLengthString()) == text);
+    CHECK(parser.hit_error() == text.empty());
   }
+}
+
+static Fields FieldsOf(HeaderFieldIteratorInterface* iterator) {
+  Fields fields;
+  for (; !iterator->AtEnd(); iterator->Next()) {
+    fields.emplace_back(TextOf(iterator->FieldName()), TextOf(iterator->FieldValue()));
+  }
+  return fields;
+}
+
+TEST_CASE("raw header text is split into fields") {
+  const std::pair<std::string, Fields> rows[] = {
+      {"", {}},
+      {"Host: a\r\nX:\r\n\r\n", {{"Host", "a"}, {"X", ""}, {"", ""}}},
+      {"Key: \t value  \r\nno line end:b: c", {{"Key", "value  "}, {"no line end", "b: c"}}},
+      {"NoColon\r\nA: b\r\n", {{"NoColon\r\n", ""}, {"A", "b"}}},
+      {"NoColon", {{"NoColon", ""}}},
+      {"A:", {{"A", ""}}},
+      {": v\r\n A : b\r\n", {{"", "v"}, {" A ", "b"}}},
+      {"A: b\nC: d\re\r\n", {{"A", "b\nC: d\re"}}},
+      {"A: \r \n\r\nB: c\r", {{"A", ""}, {"B", "c\r"}}},
+  };
+  for (const auto& [text, fields] : rows) {
+    HeaderFieldIterator iterator(kesu_test::ViewOf(text));
+    CHECK(FieldsOf(&iterator) == fields);
+    iterator.Next();
+    CHECK(iterator.AtEnd());
+    iterator.Reset();
+    CHECK(FieldsOf(&iterator) == fields);
+    for (std::size_t length = 0; length < text.size(); ++length) {
+      // On the heap and of exactly this size, so that a sanitizer sees a read beyond it.
+      const ByteView cut(common_base::kAllocateAndCopy,
+                         reinterpret_cast<const unsigned char*>(text.data()),
+                         static_cast<int>(length));
+      HeaderFieldIterator cut_iterator(cut);
+      CHECK(FieldsOf(&cut_iterator).size() <= fields.size());
+    }
+  }
+}
+
+TEST_CASE("lists of names and values are walked like header text") {
+  GVector<GString> names;
+  GVector<GString> values;
+  GStringHeaderFieldIterator nothing(names, values);
+  nothing.Next();
+  CHECK(nothing.AtEnd());
+  for (const char* name : {"A", "\xC3\xA9", ""}) names.Append(name);
+  for (const char* value : {"1", "", "3"}) values.Append(value);
+  GStringHeaderFieldIterator iterator(names, values);
+  CHECK(FieldsOf(&iterator) == Fields{{"A", "1"}, {"\xC3\xA9", ""}, {"", "3"}});
+  iterator.Reset();
+  // The field last read stays until the next one is.
+  CHECK(FieldsOf(&iterator) == Fields{{"", "3"}, {"\xC3\xA9", ""}, {"", "3"}});
+}
+
+TEST_CASE("domains and redirects") {
+  CHECK(TextOf(HttpUtils::GetDomainForUrl("")) == "");
+  CHECK(TextOf(HttpUtils::GetDomainForUrl("http:/")) == "http:");
+  CHECK(TextOf(HttpUtils::GetDomainForUrl("HTTP://node7:80/a?b")) == "node7:80");
+  CHECK(TextOf(HttpUtils::GetDomainForUrl("http://host?q/r#s")) == "host");
+  CHECK(TextOf(HttpUtils::GetDomainForUrl("host#f?q")) == "host");
+  CHECK(TextOf(HttpUtils::GetDomainForUrl("https://host/")) == "https:");
+  std::vector<int> redirects;
+  for (int status = -1; status < 600; ++status) {
+    if (HttpUtils::IsRedirect(status)) redirects.push_back(status);
+  }
+  CHECK(redirects == std::vector<int>{301, 302, 303, 307});
 }

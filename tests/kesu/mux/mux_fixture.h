@@ -58,48 +58,59 @@ struct MuxFixture {
   StubTransport transport;
 };
 
-/// Writes down what it is told, and runs a function from inside.
-struct RecordingListener final : common_kesu::Request::ListenerInterface {
-  struct Outcome {
-    const common_kesu::Request* request;
-    int id;
-    int status;
-    bool is_error;
-    std::string payload;
-  };
-
-  bool RequestComplete(const common_kesu::Request* request, const common_kesu::Response* response,
-                       bool*) override {
-    Outcome outcome{request, response->id(), response->status_code(), response->is_error(), ""};
-    if (common_base::DataInputStream* stream = response->GetInputStream()) {
-      outcome.payload = TextOf(stream->ReadFully());
-      delete stream;
-    }
-    CHECK(response->ComputePayloadLength() == static_cast<int>(outcome.payload.size()));
-    outcomes.push_back(outcome);
-    if (action) action(request);
-    return true;
-  }
-
-  std::vector<Outcome> outcomes;
-  std::function<void(const common_kesu::Request*)> action;
-};
-
 /// A request for version 1 of the service "u" that owns its payload. Its block takes 17 bytes and
 /// the payload.
 class TestRequest final : public common_kesu::PlainRequest {
  public:
-  explicit TestRequest(ListenerInterface* listener, std::string payload = "")
-      : PlainRequest("u", common_kesu::ServiceVersion::kVersion1),
-        payload_(std::move(payload)),
-        view_(ViewOf(payload_)) {
+  explicit TestRequest(ListenerInterface* listener, std::string text = "")
+      : PlainRequest("u", common_kesu::ServiceVersion::kVersion1), text_(std::move(text)) {
     set_payload(&view_);
     ReplaceListener(listener);
   }
 
  private:
-  std::string payload_;
-  common_base::ByteView view_;
+  std::string text_;
+  common_base::ByteView view_ = ViewOf(text_);
+};
+
+/// Writes down what it is told, and runs a function from inside.
+struct RecordingListener final : common_kesu::Request::ListenerInterface {
+  struct Outcome {
+    /// The payload that the request was sent with.
+    std::string name;
+    int status;
+    bool is_error;
+    std::string payload;
+    int http_status;
+    std::string url;
+  };
+
+  bool RequestComplete(const common_kesu::Request* request, const common_kesu::Response* response,
+                       bool*) override {
+    const auto* plain = static_cast<const common_kesu::PlainRequest*>(request);
+    const HttpRequestInterface* http = response->http_request();
+    outcomes.push_back({plain->payload() ? TextOf(*plain->payload()) : "", response->status_code(),
+                        response->is_error(), "",
+                        http == nullptr ? 0 : http->HttpResponseStatusCode(),
+                        TextOf(response->http_status_info()->effective_url)});
+    const std::unique_ptr<common_base::DataInputStream> stream(response->GetInputStream());
+    if (stream) outcomes.back().payload = TextOf(stream->ReadFully());
+    if (action) action(request);
+    return true;
+  }
+
+  /// "a:200:text b:-3! " of what was told, errors with a "!".
+  std::string Told() const {
+    std::string text;
+    for (const Outcome& outcome : outcomes) {
+      text += outcome.name + ":" + std::to_string(outcome.status) +
+              (outcome.is_error ? "!" : ":" + outcome.payload) + ' ';
+    }
+    return text;
+  }
+
+  std::vector<Outcome> outcomes;
+  std::function<void(const common_kesu::Request*)> action;
 };
 
 inline unsigned BigEndian(std::string_view bytes) {
@@ -114,13 +125,14 @@ inline std::string BigEndian(unsigned value, int width) {
   return bytes;
 }
 
-/// The request blocks of a POST, taken apart.
+/// A request block of a POST.
 struct PostedRequest {
   int id;
   std::string service;
   std::string payload;
 };
 
+/// The request blocks of a POST, taken apart.
 inline std::vector<PostedRequest> PostedRequests(std::string_view body) {
   std::vector<PostedRequest> requests;
   const auto take = [&body](unsigned length) {

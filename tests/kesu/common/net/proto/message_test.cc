@@ -50,31 +50,24 @@ KESU_DEFINE_MESSAGE(Sample)
 }  // namespace
 
 TEST_CASE("what is read is written back") {
-  struct Row {
-    const char* what;
-    const char* input;
+  struct {
+    const char *what, *input;
     bool result;
     const char* output;
-  };
-  const Row rows[] = {
-      {"nothing", "", true, ""},
+  } const kCases[] = {
       {"int32 is sign-extended", "08 FF FF FF FF FF FF FF FF FF 01", true,
        "08 FF FF FF FF FF FF FF FF FF 01"},
       {"int32 keeps the low 32 bits", "08 85 80 80 80 10", true, "08 05"},
-      {"int64", "10 80 80 80 80 80 80 80 80 80 01", true, "10 80 80 80 80 80 80 80 80 80 01"},
       {"uint32 is zero-extended", "18 FF FF FF FF FF FF FF FF FF 01", true, "18 FF FF FF FF 0F"},
-      {"any varint but 0 is true", "20 80 80 80 80 10", true, "20 01"},
       {"fixed", "2D FE FF FF FF 31 01 02 03 04 05 06 07 88", true,
        "2D FE FF FF FF 31 01 02 03 04 05 06 07 88"},
       {"malformed UTF-8 is replaced", "3A 02 41 FF", true, "3A 04 41 EF BF BD"},
-      {"zero and empty values are present", "08 00 20 00 3A 00 42 00", true,
+      {"zero and empty values are present; the last counts", "08 01 08 00 20 00 3A 00 42 00", true,
        "08 00 20 00 3A 00 42 00"},
-      {"the last of several single values counts", "08 01 08 02", true, "08 02"},
       {"several single messages are merged", "42 02 08 05 42 00", true, "42 02 08 05"},
       {"repeated values keep their order", "48 02 52 01 42 48 01 52 01 41", true,
        "48 02 48 01 52 01 42 52 01 41"},
       {"fields are written in ascending order", "C2 3E 01 41 08 01", true, "08 01 C2 3E 01 41"},
-      {"repeated messages are not merged", "5A 00 5A 02 08 01", true, "5A 00 5A 02 08 01"},
       {"groups", "63 08 01 64 6B 6C 6B 08 02 6C", true, "63 08 01 64 6B 6C 6B 08 02 6C"},
       {"a group ends at any end-group key", "63 08 01 0C 08 02", true, "08 02 63 08 01 64"},
       {"a group ends with the stream", "63 08 01", true, "63 08 01 64"},
@@ -85,7 +78,6 @@ TEST_CASE("what is read is written back") {
       {"unknown fields are skipped",
        "08 01 70 05 71 01 02 03 04 05 06 07 08 72 01 08 73 08 05 7C 74 75 01 02 03 04 10 02", true,
        "08 01 10 02"},
-      {"unknown numbers below, between and above", "00 01 A0 06 01 C8 3E 01 08 01", true, "08 01"},
       {"unknown field of wire type 6", "08 01 76 08 02", false, "08 01"},
       {"unknown field of wire type 7", "08 01 77 08 02", false, "08 01"},
       {"the wire type of a known field is not looked at: number", "0E 05 09 06 13 07", true,
@@ -95,7 +87,6 @@ TEST_CASE("what is read is written back") {
        "2D 01 02 03 04 63 08 01 64"},
       {"field 65537 is cut to 1", "88 80 20 05", true, "08 05"},
       {"cut in a number", "08 01 10 80", false, "08 01 10 00"},
-      {"cut in a key", "08 01 80", false, "08 01"},
       {"cut in a text", "3A 02 41", false, "3A 00"},
       {"cut in a message", "42 03 08 05", false, "42 00"},
       {"negative length", "42 FF FF FF FF FF FF FF FF FF 01 08", false, "42 00"},
@@ -103,85 +94,75 @@ TEST_CASE("what is read is written back") {
       {"failure in a group keeps what came before", "63 08 01 16 64", false, "63 08 01 64"},
       {"over-long varint is 0", "08 FF FF FF FF FF FF FF FF FF FF", true, "08 00"},
   };
-  for (const Row& row : rows) {
-    CAPTURE(row.what);
+  for (const auto& c : kCases) {
+    CAPTURE(c.what);
     Sample message;
-    CHECK(ReadMessage(Bytes(row.input), &message) == row.result);
-    CHECK(HexOf(message) == row.output);
+    CHECK(ReadMessage(Bytes(c.input), &message) == c.result);
+    CHECK(HexOf(message) == c.output);
   }
 }
 
-TEST_CASE("accessors of each kind of field") {
+TEST_CASE("accessors set, get and clear") {
   Sample message;
   message.set_u32(0xFFFFFFFF);
-  message.set_f32(-2);
   message.set_text("a");
   message.mutable_inner()->set_value(3);
   message.add_names("b");
-  message.add_names("c");
   message.add_inners()->set_value(4);
   message.add_groups();
   message.mutable_groups(0)->set_value(5);
   CHECK(HexOf(message) ==
-        "18 FF FF FF FF 0F 2D FE FF FF FF 3A 01 61 42 02 08 03 52 01 62 52 01 63 5A 02 08 04 "
-        "6B 08 05 6C");
+        "18 FF FF FF FF 0F 3A 01 61 42 02 08 03 52 01 62 5A 02 08 04 6B 08 05 6C");
   CHECK(message.u32() == 0xFFFFFFFF);
-  CHECK(message.f32() == -2);
-  CHECK(message.names(1) == "c");
-  CHECK(message.names_size() == 2);
+  CHECK(message.names(0) == "b");
   CHECK(message.inners(0).value() == 4);
 
-  Inner* inner = message.mutable_inner();
   message.clear_u32();
   message.clear_text();
   message.clear_inner();
   message.clear_names();
   message.clear_inners();
-  CHECK(HexOf(message) == "2D FE FF FF FF 6B 08 05 6C");
+  CHECK(HexOf(message) == "6B 08 05 6C");
   CHECK(message.u32() == 0);
   CHECK(message.text() == "");
-  CHECK_FALSE(message.has_inner());
-  CHECK(message.mutable_inner() == inner);
-  CHECK_FALSE(inner->has_value());
+  CHECK_FALSE(message.mutable_inner()->has_value());
 }
 
-TEST_CASE("embedded messages") {
+TEST_CASE("embedded messages are those that a value would go into") {
   Sample message;
-  const Message* single = message.GetEmbeddedMessage(8);
-  CHECK(single == &message.inner());
-  CHECK(single == message.GetEmbeddedMessage(8));
   const Message* group = message.GetEmbeddedMessage(12);
+  const Message* element = message.GetEmbeddedMessage(13);
   CHECK(group == &message.group());
-  const Message* element = message.GetEmbeddedMessage(11);
-  const Message* next_element = message.GetEmbeddedMessage(11);
-  REQUIRE(message.inners_size() == 2);
-  CHECK(element == &message.inners(0));
-  CHECK(next_element == &message.inners(1));
-  message.GetEmbeddedMessage(13);
-  CHECK(message.groups_size() == 1);
+  CHECK(element == &message.groups(0));
+  CHECK(message.GetEmbeddedMessage(8) == message.GetEmbeddedMessage(8));
+  CHECK(message.GetEmbeddedMessage(11) != message.GetEmbeddedMessage(11));
   const unsigned short others[] = {0, 1, 7, 9, 10, 14, 999, 1000, 1001, 65535};
-  for (const unsigned short number : others) {
-    CAPTURE(number);
-    CHECK(message.GetEmbeddedMessage(number) == nullptr);
-  }
+  for (const auto other : others) CHECK(message.GetEmbeddedMessage(other) == nullptr);
   CHECK(HexOf(message) == "42 00 5A 00 5A 00 63 64 6B 6C");
 }
 
 namespace {
 
-/// Remembers the registry that it is read with.
+/// Remembers what it is given to read a field.
 class Probe final : public Message {
  public:
   static const MessageDescriptor kDescriptor;
 
   void Clear() override {}
-  bool Read(DataInputStream*, const ExtensionRegistry* registry) override {
-    seen = registry;
-    return true;
-  }
   void Write(DataOutputStream*) const override {}
   Message* GetEmbeddedMessage(unsigned short) override { return nullptr; }
+  bool ReadSingleField(unsigned short number, unsigned char, DataInputStream*) override {
+    field = number;
+    return number != 2;
+  }
+  bool ReadSingleFieldOrExtension(unsigned short number, unsigned char wire_type,
+                                  DataInputStream* stream,
+                                  const ExtensionRegistry* registry) override {
+    seen = registry;
+    return Message::ReadSingleFieldOrExtension(number, wire_type, stream, registry);
+  }
 
+  unsigned short field = 0;
   const ExtensionRegistry* seen = nullptr;
 };
 const MessageDescriptor Probe::kDescriptor{"Probe", nullptr, 0,
@@ -195,46 +176,23 @@ class ProbeHolder final : public common_net_proto::TableMessage {
 };
 KESU_DEFINE_MESSAGE(ProbeHolder)
 
-/// Overrides only the shorter of the two operations that read one field.
-class ShortReader final : public Message {
- public:
-  void Clear() override {}
-  void Write(DataOutputStream*) const override {}
-  Message* GetEmbeddedMessage(unsigned short) override { return nullptr; }
-  bool ReadSingleField(unsigned short number, unsigned char, DataInputStream*) override {
-    field = number;
-    return false;
-  }
-
-  unsigned short field = 0;
-};
-
 }  // namespace
 
-TEST_CASE("the registry is passed down to nested messages and groups") {
+TEST_CASE("the registry is passed down, and the two ways to read one field lead to each other") {
   const ExtensionRegistry registry;
-  const ByteVector bytes = Bytes("0A 00 13");
+  const ByteVector bytes = Bytes("0A 01 18 13 10");
   const ByteView view = bytes;
   DataInputStream stream(&view);
   ProbeHolder holder;
   Message& message = holder;
-  CHECK(message.Read(&stream, &registry));
+  CHECK_FALSE(message.Read(&stream, &registry));
   CHECK(holder.message().seen == &registry);
+  CHECK(holder.message().field == 3);
   CHECK(holder.group().seen == &registry);
-}
+  CHECK(holder.group().field == 2);
 
-TEST_CASE("reading one field") {
-  Sample sample;
-  const ByteVector bytes = Bytes("05");
-  const ByteView view = bytes;
-  DataInputStream stream(&view);
-  CHECK(sample.ReadSingleField(1, 0, &stream));
-  CHECK(sample.i32() == 5);
-  CHECK_FALSE(sample.ReadSingleField(1, 0, &stream));
-
-  ShortReader reader;
-  CHECK_FALSE(ReadMessage(Bytes("10 05"), &reader));
-  CHECK(reader.field == 2);
-  CHECK(reader.MessageTypeId() == 0);
-  CHECK(reader.descriptor().row_count == 0);
+  DataInputStream again(&view);
+  CHECK_FALSE(message.ReadSingleField(2, 3, &again));
+  CHECK(holder.group().seen == nullptr);
+  CHECK(message.MessageTypeId() == 0);
 }

@@ -1,0 +1,166 @@
+// What is printed, and the contracts whose breach ends the process with a line of its own.
+
+#include <csignal>
+#include <cstdio>
+#include <regex>
+#include <string>
+
+#include <doctest/doctest.h>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "dovi/curl_overrides.h"
+#include "dovi/fixture.h"
+#include "dovi/glibcurl.h"
+
+using kesu_test::curl_overrides;
+
+namespace {
+
+/// What `deed` prints in a child process, with "(aborted)" behind it if that is how it ended.
+template <class Deed>
+std::string OutputOf(Deed deed) {
+  int pipe_ends[2];
+  REQUIRE(pipe(pipe_ends) == 0);
+  std::fflush(nullptr);
+  const pid_t child = fork();
+  REQUIRE(child >= 0);
+  if (child == 0) {
+    const rlimit no_core{0, 0};
+    setrlimit(RLIMIT_CORE, &no_core);
+    std::signal(SIGABRT, SIG_DFL);
+    dup2(pipe_ends[1], STDERR_FILENO);
+    dup2(pipe_ends[1], STDOUT_FILENO);
+    std::setvbuf(stdout, nullptr, _IONBF, 0);
+    deed();
+    _exit(0);
+  }
+  close(pipe_ends[1]);
+  std::string text;
+  char buffer[512];
+  for (ssize_t length; (length = read(pipe_ends[0], buffer, sizeof(buffer))) > 0;) {
+    text.append(buffer, static_cast<std::size_t>(length));
+  }
+  close(pipe_ends[0]);
+  int status = 0;
+  REQUIRE(waitpid(child, &status, 0) == child);
+  return text + (WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT ? "(aborted)" : "");
+}
+
+/// With a # for each number and address that differs from run to run.
+std::string TraceOf(const std::string& reply) {
+  const std::string text = OutputOf([&] {
+    kesu_test::ScriptedServer server;
+    const kesu_test::ScopedSettings settings(server.host());
+    DoviHttpRequestFactory factory;
+    server.Reply({reply});
+    kesu_test::Exchange exchange(&factory, "hello");
+    exchange.Run();
+    exchange.ResponseHeaders();
+  });
+  return std::regex_replace(text, std::regex("(127.0.0.1:| req=+|handle)[-0-9a-fx]+"), "$1#");
+}
+
+char source_mark;
+
+GSource* InitialisedSource() {
+  glibcurl_init();
+  glibcurl_set_callback([](void*) {}, &source_mark);
+  return g_main_context_find_source_by_user_data(nullptr, &source_mark);
+}
+
+void InitWithoutMultiHandle() {
+  curl_overrides.multi_init_fails = true;
+  glibcurl_init();
+}
+
+void PrepareWithHighestDescriptor(int descriptor) {
+  glibcurl_init();
+  curl_overrides.highest_descriptor = descriptor;
+  g_main_context_iteration(nullptr, FALSE);
+}
+
+}  // namespace
+
+TEST_CASE("the trace of a POST") {
+  CHECK(TraceOf("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok") ==
+        "=========glibcurl_init================\n"
+        " in glibcurl_inithhh g_source_new is not NULl  \n"
+        "=========NewHttpPostRequest================\n"
+        "constructing DoviHttpRequest()\n"
+        "url is %shttp://127.0.0.1:#/m/appreq/cllDovi\n"
+        "=========NewHttpPostRequest req================#\n"
+        "======================sendPostRequest\n"
+        "sendPostRequest handle#\n"
+        "======================post data size 5\n"
+        "In parse resp num of bytes : 2 \n"
+        "Allocate m_responsebuffer : 3 \n"
+        "connection closed, CURLMsg:No error\n"
+        "lasturllhttp://127.0.0.1:#/m/appreq/cllDovi\n"
+        "my_GlibcurlCallback============= m_response_header size 39  \n"
+        "last error is: \n"
+        "my_GlibcurlCallback============= 2 m_response_header size 39 \n"
+        "================= OnRequestComplete \n"
+        "HttpResponseHeaders============= m_response_header size 39 Cancel \n"
+        "~DoviHttpRequest \n"
+        "enf curl_slist_free_all()\n"
+        "glibcurl_remove()\n"
+        "end curl_easy_cleanup()\n"
+        "=========Clean up the curl================\n");
+  CHECK(TraceOf("HTTP/1.1 500 No\r\nTransfer-Encoding: chunked\r\n\r\n1\r\nx\r\n0\r\n\r\n")
+            .find("last error is: \n"
+                  "Nnnnnnooooooooooooooo respbody: \n"
+                  "my_GlibcurlCallback============= 2 m_response_header size 48 \n"
+                  "================= OnRequestFailed \n") != std::string::npos);
+}
+
+TEST_CASE("the assertions of the curl source") {
+  const std::string same_source = "source == &curlSrc->source";
+  const std::string multi_handle = "curlSrc->multiHandle != 0";
+  const std::string in_range = "curlSrc->fdMax >= -1 && curlSrc->fdMax <= 1023";
+  static GSource* const other = g_idle_source_new();
+  const struct {
+    int line;
+    const char* function;
+    std::string condition;
+    void (*deed)();
+  } cases[] = {
+      {410, "glibcurl_add", multi_handle, [] { glibcurl_add(nullptr); }},
+      {410, "glibcurl_add", multi_handle, [] { InitWithoutMultiHandle(), glibcurl_add(nullptr); }},
+      {420, "glibcurl_remove", "curlSrc != 0", [] { glibcurl_remove(nullptr); }},
+      {421, "glibcurl_remove", multi_handle,
+       [] { InitWithoutMultiHandle(), glibcurl_remove(nullptr); }},
+      {422, "glibcurl_remove", "s_numEasyHandles > 0",
+       [] { glibcurl_init(), glibcurl_remove(nullptr); }},
+      {477, "registerUnregisterFds", in_range, [] { PrepareWithHighestDescriptor(1024); }},
+      {477, "registerUnregisterFds", in_range, [] { PrepareWithHighestDescriptor(-2); }},
+      {523, "prepare", same_source,
+       [] { InitialisedSource()->source_funcs->prepare(other, nullptr); }},
+      {564, "check", same_source, [] { InitialisedSource()->source_funcs->check(other); }},
+      {615, "dispatch", same_source,
+       [] { InitialisedSource()->source_funcs->dispatch(other, nullptr, nullptr); }},
+      {616, "dispatch", multi_handle,
+       [] {
+         curl_overrides.multi_init_fails = true;
+         GSource* source = InitialisedSource();
+         source->source_funcs->dispatch(source, nullptr, nullptr);
+       }},
+      {635, "finalize", same_source, [] { InitialisedSource()->source_funcs->finalize(other); }},
+      // Somebody else still holds the source when it is cleaned up.
+      {635, "finalize", same_source,
+       [] {
+         GSource* source = g_source_ref(InitialisedSource());
+         glibcurl_cleanup();
+         g_source_unref(source);
+       }},
+  };
+  for (const auto& c : cases) {
+    const std::string output = OutputOf(c.deed);
+    CAPTURE(output);
+    CHECK(output.ends_with("Src/dovi/glibcurl:" + std::to_string(c.line) + ": " + c.function +
+                           ": Assertion `" + c.condition + "' failed.\n(aborted)"));
+  }
+  g_source_unref(other);
+}

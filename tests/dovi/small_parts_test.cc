@@ -1,0 +1,118 @@
+// The deployment settings, the receive buffer and the timer of deferred requests.
+
+#include <memory>
+#include <string>
+
+#include <doctest/doctest.h>
+
+#include "dovi/deferred_request_source.h"
+#include "dovi/fixture.h"
+#include "dovi/receive_buffer.h"
+
+#include "support/manual_clock.h"
+#include "support/recording_requester.h"
+
+using common_base::SimpleRequestQueue;
+using kesu_test::ManualClock;
+using kesu_test::RecordingRequester;
+using namespace std::string_literals;
+
+namespace {
+
+std::string ServiceUrl() {
+  char buffer[kDoviUrlBufferSize];
+  WriteDoviServiceUrl(buffer);
+  return buffer;
+}
+
+/// The milliseconds that the main context would wait.
+int WaitOfMainContext() {
+  gint priority = 0;
+  gint timeout = -1;
+  GMainContext* context = g_main_context_default();
+  g_main_context_acquire(context);
+  g_main_context_prepare(context, &priority);
+  g_main_context_query(context, G_MAXINT, &timeout, nullptr, 0);
+  g_main_context_release(context);
+  return timeout;
+}
+
+}  // namespace
+
+TEST_CASE("deployment settings") {
+  const kesu_test::ScopedSettings restored("");
+  CHECK(ServiceUrl().starts_with("http"));
+  // The longest host that fits, and one more than that.
+  const std::string longest = "http://" + std::string(75, 'h');
+  const std::string too_long = longest + "h";
+  {
+    const std::string ca_file = "/a/ca.pem";
+    CHECK(SetDoviDeploymentSettings({longest.c_str(), ca_file.c_str()}));
+  }
+  CHECK_FALSE(SetDoviDeploymentSettings({too_long.c_str(), nullptr, "http://a:1"}));
+  CHECK_FALSE(SetDoviDeploymentSettings({"http://a", nullptr, "http://a:1", -1, 0}));
+  CHECK_FALSE(SetDoviDeploymentSettings({"http://a", nullptr, "http://a:1", 0, -1}));
+  // Texts are copied, also from the settings in force.
+  DoviDeploymentSettings settings = GetDoviDeploymentSettings();
+  settings.connect_timeout_ms = 5;
+  CHECK(SetDoviDeploymentSettings(settings));
+  CHECK(ServiceUrl() == longest + "/m/appreq/cllDovi");
+  CHECK(GetDoviDeploymentSettings().ca_file == "/a/ca.pem"s);
+  CHECK(GetDoviDeploymentSettings().proxy == ""s);
+  CHECK(GetDoviDeploymentSettings().connect_timeout_ms == 5);
+}
+
+TEST_CASE("a receive buffer") {
+  ReceiveBuffer buffer(1000);
+  CHECK(buffer.bytes() == nullptr);
+  SUBCASE("takes its limit in pieces of any size and not a byte more, and is then empty") {
+    std::string all;
+    for (std::size_t piece = 1; piece < 45; ++piece) {
+      all += std::string(piece, static_cast<char>('a' + piece));
+      REQUIRE(buffer.Append(all.data() + all.size() - piece, piece));
+      REQUIRE(buffer.length() == static_cast<int>(all.size()));
+      REQUIRE(std::string(reinterpret_cast<const char*>(buffer.bytes())) == all);
+    }
+    CHECK(buffer.Append(all.data(), 10));
+    CHECK(buffer.bytes()[1000] == 0);
+    CHECK_FALSE(buffer.Append(all.data(), 1));
+    CHECK(buffer.bytes() == nullptr);
+    CHECK(buffer.length() == 0);
+    CHECK_FALSE(buffer.Append(all.data(), static_cast<std::size_t>(-1)));
+  }
+  SUBCASE("text ends at a NUL, where the next text goes on") {
+    for (const std::string& text : {"\0x"s, "a\0bc"s, "d"s}) {
+      CHECK(buffer.AppendText(text.data(), text.size()));
+    }
+    CHECK(std::string(reinterpret_cast<const char*>(buffer.bytes())) == "ad");
+    CHECK(buffer.length() == 2);
+  }
+}
+
+TEST_CASE("the loop waits for the request that is due first") {
+  ManualClock clock(1000000);
+  SimpleRequestQueue queue(&clock);
+  auto timer = std::make_unique<DeferredRequestSource>(&queue, &clock);
+  RecordingRequester early;
+  // The timer may be destroyed in the callback of a request.
+  RecordingRequester late([&](auto*) { timer.reset(); });
+  RecordingRequester never;
+  const auto advance = [&](long long ticks) {
+    clock.Advance(ticks);
+    g_main_context_iteration(nullptr, FALSE);
+    return early.completed + late.completed + never.completed;
+  };
+  CHECK(WaitOfMainContext() == 10000);
+  queue.NewDeferredRequest(7500)->Start(&late);
+  CHECK(WaitOfMainContext() == 8);
+  queue.NewDeferredRequest(2000)->Start(&early);
+  CHECK(WaitOfMainContext() == 2);
+  CHECK(advance(1999) == 0);
+  CHECK(WaitOfMainContext() == 1);
+  CHECK(advance(1) == 1);
+  CHECK(early.completed == 1);
+  CHECK(WaitOfMainContext() == 6);
+  queue.NewDeferredRequest(5501)->Start(&never);
+  CHECK(advance(5500) == 2);
+  CHECK(advance(1000000) == 2);
+}
