@@ -18,7 +18,7 @@ class HttpTestRun : private common_base::RequesterInterface {
   HttpTestRun();
   HttpTestRun(const HttpTestRun&) = delete;
   HttpTestRun& operator=(const HttpTestRun&) = delete;
-  ~HttpTestRun();
+  ~HttpTestRun() override;
 
   /// Prints the outcome to `out`; both are borrowed. Yields kFound when the test has passed,
   /// kFailed or kTimedOut. Of a run that is out of time nothing is printed.

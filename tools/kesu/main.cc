@@ -126,7 +126,7 @@ std::string TestHttp(const Arguments& arguments, Result* result) {
     result->outcome = run.Run(factory.get(), arguments.timeout_ms, out);
   }
   std::fclose(out);
-  const std::string printed(text, length);
+  std::string printed(text, length);
   std::free(text);
   return printed;
 }

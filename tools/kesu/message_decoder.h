@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "kesu/common/net/proto/message_descriptor.h"
 
@@ -23,7 +24,7 @@ class MessageDecoder {
   /// Shows `node` as a message of the class `descriptor`, with the fields that `in` holds. False
   /// after a fault; a field that is cut short is shown as far as it goes.
   bool Decode(const common_net_proto::MessageDescriptor& descriptor, Node node, Cursor* in) {
-    return DecodeMessage(descriptor, node, false, in);
+    return DecodeMessage(descriptor, std::move(node), false, in);
   }
 
   /// The first fault.
