@@ -9,7 +9,6 @@
 using common_base::ByteVector;
 using common_base::ByteView;
 using common_base::DataInputStream;
-using common_base::DataOutputStream;
 using common_net_proto::ExtensionRegistry;
 using common_net_proto::Message;
 using common_net_proto::MessageDescriptor;
