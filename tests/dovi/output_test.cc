@@ -2,7 +2,6 @@
 
 #include <csignal>
 #include <cstdio>
-#include <regex>
 #include <string>
 
 #include <doctest/doctest.h>
@@ -60,7 +59,12 @@ std::string TraceOf(const std::string& reply) {
     exchange.Run();
     exchange.ResponseHeaders();
   });
-  return std::regex_replace(text, std::regex("(127.0.0.1:| req=+|handle)[-0-9a-fx]+"), "$1#");
+  GRegex* differing = g_regex_new("(127.0.0.1:| req=+|handle)[-0-9a-fx]+", {}, {}, nullptr);
+  char* masked = g_regex_replace(differing, text.c_str(), -1, 0, "\\1#", {}, nullptr);
+  std::string result = masked;
+  g_free(masked);
+  g_regex_unref(differing);
+  return result;
 }
 
 char source_mark;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <regex>
 #include <utility>
 
 #include <arpa/inet.h>
@@ -38,10 +37,12 @@ std::string HostAt(int port) {
 std::size_t RequestLength(const std::string& bytes) {
   const std::size_t blank_line = bytes.find("\r\n\r\n");
   if (blank_line == std::string::npos) return 0;
-  const std::string head = bytes.substr(0, blank_line);
-  const std::regex announcement("\r\nContent-Length: *([0-9]+)", std::regex::icase);
-  std::smatch match;
-  const std::size_t body = std::regex_search(head, match, announcement) ? std::stoul(match[1]) : 0;
+  constexpr char kName[] = "\r\ncontent-length:";
+  std::string head = bytes.substr(0, blank_line);
+  std::transform(head.begin(), head.end(), head.begin(), g_ascii_tolower);
+  const std::size_t name = head.find(kName);
+  const bool has_body = name != std::string::npos;
+  const std::size_t body = has_body ? std::stoul(head.substr(name + sizeof kName - 1)) : 0;
   const std::size_t length = blank_line + 4 + body;
   return length <= bytes.size() ? length : 0;
 }

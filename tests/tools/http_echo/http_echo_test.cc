@@ -15,7 +15,6 @@
 
 namespace {
 
-using common_base::GString;
 using common_base::ScopedPtr;
 using common_kesu::BodyPart;
 using common_kesu::BufferChunkProvider;
