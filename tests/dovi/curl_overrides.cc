@@ -1,6 +1,6 @@
-#include "dovi/curl_overrides.h"
-
 #include <curl/curl.h>
+
+#include "dovi/fixture.h"
 
 using kesu_test::curl_overrides;
 

@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -15,6 +16,18 @@
 #include "support/scripted_server.h"
 
 namespace kesu_test {
+
+/// What some functions of curl answer in place of the truth, for what cannot be provoked
+/// otherwise. In force until reset.
+struct CurlOverrides {
+  std::optional<long> timeout_ms;
+  std::optional<int> highest_descriptor;
+  bool multi_init_fails = false;
+  bool easy_init_fails = false;
+  bool add_handle_fails = false;
+};
+
+inline CurlOverrides curl_overrides;
 
 /// Puts the default settings back at the end of a scope.
 struct ScopedSettings {

@@ -6,9 +6,7 @@
 #include <doctest/doctest.h>
 #include <glib.h>
 
-#include "dovi/curl_overrides.h"
-
-#include "support/scripted_server.h"
+#include "dovi/fixture.h"
 
 using kesu_test::curl_overrides;
 using kesu_test::IterateUntil;

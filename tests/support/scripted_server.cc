@@ -7,7 +7,6 @@
 #include <arpa/inet.h>
 #include <glib-unix.h>
 #include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -27,10 +26,6 @@ int BoundSocket(int* port) {
   if (getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size) != 0) std::abort();
   *port = ntohs(address.sin_port);
   return fd;
-}
-
-std::string HostAt(int port) {
-  return "http://127.0.0.1:" + std::to_string(port);
 }
 
 /// The length of the complete request at the start of `bytes`, or 0.
@@ -56,21 +51,17 @@ void StopWatching(guint* source) {
 class ScriptedServer::Connection {
  public:
   Connection(ScriptedServer* server, int fd) : server_(server), fd_(fd) {
-    const int no_delay = 1;
-    setsockopt(fd_, IPPROTO_TCP, TCP_NODELAY, &no_delay, sizeof(no_delay));
     const auto read = [](int, GIOCondition, void* self) -> gboolean {
       static_cast<Connection*>(self)->Read();
       return G_SOURCE_CONTINUE;
     };
     reader_ = g_unix_fd_add(fd_, G_IO_IN, read, this);
   }
-  Connection(const Connection&) = delete;
-  Connection& operator=(const Connection&) = delete;
   ~Connection() { Close(); }
 
   /// Answers the request that waits, if there is one and a reply for it.
   void AnswerNext() {
-    if (!has_request_ || writer_ != 0 || server_->holding_ || server_->script_.empty()) return;
+    if (!has_request_ || writer_ != 0 || server_->script_.empty()) return;
     has_request_ = false;
     reply_ = std::move(server_->script_.front());
     server_->script_.pop_front();
@@ -113,8 +104,6 @@ class ScriptedServer::Connection {
     StopWatching(&reader_);
     StopWatching(&writer_);
     has_request_ = false;
-    const linger reset{1, 0};
-    if (reply_.then == Then::kReset) setsockopt(fd_, SOL_SOCKET, SO_LINGER, &reset, sizeof(reset));
     close(std::exchange(fd_, -1));
   }
 
@@ -144,24 +133,15 @@ ScriptedServer::~ScriptedServer() {
   close(listener_);
 }
 
-std::string ScriptedServer::host() const {
-  return HostAt(port_);
-}
-
 void ScriptedServer::Reply(ScriptedReply reply) {
   script_.push_back(std::move(reply));
-  for (auto& connection : connections_) connection->AnswerNext();
-}
-
-void ScriptedServer::ReleaseReplies() {
-  holding_ = false;
   for (auto& connection : connections_) connection->AnswerNext();
 }
 
 std::string RefusingHost() {
   int port = 0;
   close(BoundSocket(&port));
-  return HostAt(port);
+  return "http://127.0.0.1:" + std::to_string(port);
 }
 
 bool IterateUntil(const std::function<bool()>& done, unsigned limit_ms) {

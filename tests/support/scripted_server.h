@@ -14,7 +14,7 @@ namespace kesu_test {
 
 /// What a ScriptedServer does once a request has arrived.
 struct ScriptedReply {
-  enum class Then { kKeepOpen, kClose, kReset };
+  enum class Then { kKeepOpen, kClose };
 
   /// Sent as they are; they need not be HTTP.
   std::string bytes;
@@ -24,10 +24,8 @@ struct ScriptedReply {
   std::size_t piece_size = 0;
 };
 
-/// A server on a port of 127.0.0.1, in this process and on GLib's default main context. It knows
-/// just enough of HTTP to see where a request ends: after its blank line and the bytes that its
-/// Content-Length announces. Each request is answered by the next reply of the script; without one
-/// it is left waiting.
+/// A server on a port of 127.0.0.1, on GLib's default main context. Each request is answered by the
+/// next reply of the script; without one it is left waiting.
 class ScriptedServer {
  public:
   ScriptedServer();
@@ -38,15 +36,10 @@ class ScriptedServer {
 
   int port() const { return port_; }
   /// "http://127.0.0.1:PORT"
-  std::string host() const;
+  std::string host() const { return "http://127.0.0.1:" + std::to_string(port_); }
 
-  /// Adds to the end of the script.
+  /// Adds to the end of the script. A request that waits is answered before this returns.
   void Reply(ScriptedReply reply);
-
-  /// While replies are held, requests arrive but nothing is sent. Releasing sends the first piece
-  /// of every waiting reply before it returns.
-  void HoldReplies() { holding_ = true; }
-  void ReleaseReplies();
 
   /// The raw bytes of each complete request, in order of arrival.
   const std::vector<std::string>& requests() const { return requests_; }
@@ -58,7 +51,6 @@ class ScriptedServer {
   int listener_;
   int port_;
   guint accept_source_;
-  bool holding_ = false;
   std::deque<ScriptedReply> script_;
   std::vector<std::string> requests_;
   std::vector<std::unique_ptr<Connection>> connections_;

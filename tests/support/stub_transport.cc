@@ -17,23 +17,26 @@ using common_base::RequesterInterface;
 
 class StubTransport::Request final : public HttpRequestInterface {
  public:
-  Request(Exchange* exchange, int start_result, const ByteView* body, ByteVector* response_body,
+  Request(StubTransport* transport, const ByteView* body, ByteVector* response_body,
           StatusInfo* status_info)
-      : exchange_(exchange),
-        start_result_(start_result),
+      : transport_(transport),
+        exchange_(transport->exchanges_.back().get()),
         body_(body),
         response_body_(response_body),
         status_info_(status_info) {}
-  Request(const Request&) = delete;
-  Request& operator=(const Request&) = delete;
   ~Request() override { exchange_->request = nullptr; }
 
   int Start(RequesterInterface* requester) override {
     REQUIRE_FALSE(exchange_->is_started);
-    exchange_->is_started = start_result_ == 0;
+    exchange_->is_started = true;
     if (body_ != nullptr) exchange_->body = TextOf(*body_);
     requester_ = requester;
-    return start_result_;
+    // Ends this request perhaps.
+    StubTransport* const transport = transport_;
+    Exchange* const exchange = exchange_;
+    transport->on_start();
+    exchange->is_started = transport->start_result_ == 0;
+    return transport->start_result_;
   }
   void Cancel() override { delete this; }
 
@@ -60,8 +63,8 @@ class StubTransport::Request final : public HttpRequestInterface {
   RequesterInterface* requester() const { return requester_; }
 
  private:
+  StubTransport* transport_;
   Exchange* exchange_;
-  int start_result_;
   const ByteView* body_;
   ByteVector* response_body_;
   StatusInfo* status_info_;
@@ -109,7 +112,8 @@ HttpRequestInterface* StubTransport::NewHttpPostRequest(const GString& url, cons
   Exchange& exchange = *exchanges_.back();
   exchange.method = "POST";
   exchange.url = TextOf(url);
-  exchange.request = new Request(&exchange, start_result_, body, response_body, status_info);
+  exchange.request = new Request(this, body, response_body, status_info);
+  on_new();
   return exchange.request;
 }
 

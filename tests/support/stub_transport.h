@@ -2,6 +2,7 @@
 #define SUPPORT_STUB_TRANSPORT_H_
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -32,17 +33,14 @@ class StubTransport final : public HttpRequestFactory {
     Request* request = nullptr;
   };
 
-  StubTransport() = default;
-  StubTransport(const StubTransport&) = delete;
-  StubTransport& operator=(const StubTransport&) = delete;
   ~StubTransport() override;
 
   /// From now on the factory returns null.
   void MakeNull(bool value) { makes_null_ = value; }
-  /// From now on Start() yields this and reports nothing.
+  /// From now on Start() yields this, whatever `on_start` reports.
   void SetStartResult(int result) { start_result_ = result; }
 
-  /// Ends a request with status 200: as complete.
+  /// Ends a request as complete, with status 200.
   void Reply(std::size_t index, std::string_view body,
              const HeaderList& headers = {{"Content-Type", "application/binary"}});
   /// Ends a request as failed.
@@ -60,6 +58,10 @@ class StubTransport final : public HttpRequestFactory {
                                            const common_base::ByteView* body,
                                            common_base::ByteVector* response_body,
                                            StatusInfo* status_info) override;
+
+  /// What happens inside the making of a POST, and inside Start().
+  std::function<void()> on_new = [] {};
+  std::function<void()> on_start = [] {};
 
  private:
   bool makes_null_ = false;

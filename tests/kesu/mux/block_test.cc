@@ -1,5 +1,6 @@
 // Request blocks, byte for byte, and the chunks that they are read in.
 #include <algorithm>
+#include <climits>
 #include <functional>
 #include <memory>
 #include <string>
@@ -23,7 +24,6 @@ using common_kesu::ChunkProviderList;
 using common_kesu::HttpRequest;
 using common_kesu::PlainRequest;
 using common_kesu::Request;
-using common_kesu::ServiceVersion;
 using kesu_test::Bytes;
 using kesu_test::TextOf;
 using kesu_test::ToHex;
@@ -52,9 +52,8 @@ ChunkProviderInterface* NewBody(std::string_view text) {
 }
 
 void CheckBlock(Request* request, std::string_view bytes) {
-  const std::string expected = ToHex(Bytes(bytes));
-  CHECK(Written(request) == expected);
-  CHECK(Chunked(request) == expected);
+  CHECK(Written(request) == bytes);
+  CHECK(Chunked(request) == bytes);
   CHECK(request->GetTotalLength() == Bytes(bytes).length());
 }
 
@@ -63,7 +62,7 @@ void CheckBlock(Request* request, std::string_view bytes) {
 TEST_CASE("the blocks of plain requests and the header, as far as no whole POST shows them") {
   const ByteView two = ViewOf("AB");
   const ByteView none;
-  PlainRequest request("\xC3\xA9", ServiceVersion(-1), &two);
+  PlainRequest request("\xC3\xA9", common_kesu::ServiceVersion(-1), &two);
   request.set_id(-2);
   CheckBlock(&request, "00 00 00 0E 01 00 FF FE 00 02 C3 A9 FF FF 00 00 00 02 41 42");
   // Its length and chunks stay until they are reset.
@@ -77,15 +76,21 @@ TEST_CASE("the blocks of plain requests and the header, as far as no whole POST 
   CheckBlock(&header, "00 01 00 00 00 10 00 01 00 04 2C 2C 2C 2C 00 00 00 00 00 00 00 00 00 00");
 }
 
+TEST_CASE("the longest retry time-out doubles without wrapping around") {
+  PlainRequest request("u", common_kesu::ServiceVersion::kVersion1);
+  request.set_retry_timeout(LLONG_MAX);
+  CHECK(request.GetRetryTimeout() == LLONG_MAX);
+  CHECK(request.GetRetryTimeout() == LLONG_MAX - 1);
+}
+
 TEST_CASE("the block of an HTTP request") {
   struct Row {
-    const char* name;
     std::function<void(HttpRequest*)> fill;
     const char* bytes;
   };
   const Row rows[] = {
-      {"headers only, the content type not sent",
-       [](HttpRequest* request) {
+      // The content type is not sent without a body.
+      {[](HttpRequest* request) {
          request->set_method("PUT");
          request->SetConnectionProperty("Accept", "A/b");
          request->SetConnectionProperty("accept", "c");
@@ -95,8 +100,7 @@ TEST_CASE("the block of an HTTP request") {
        "00 00 00 22 00 03 50 55 54 "
        "02 00 06 61 63 63 65 70 74 00 03 41 2F 62 00 06 61 63 63 65 70 74 00 01 63 "
        "00 00 00 00"},
-      {"two body parts, of a known and an unknown type",
-       [](HttpRequest* request) {
+      {[](HttpRequest* request) {
          auto* known = new BodyPart("text/xml;q=1", NewBody("AB"));
          known->set_content_id("c1");
          known->AddProperty("p", "v");
@@ -108,8 +112,7 @@ TEST_CASE("the block of an HTTP request") {
        "00 02 "
        "74 78 00 03 71 3D 31 00 02 63 31 01 00 01 70 00 01 76 00 00 00 02 00 00 41 42 "
        "00 00 00 03 78 2F 79 00 00 00 00 00 00 00"},
-      {"body parts, root body, content type",
-       [](HttpRequest* request) {
+      {[](HttpRequest* request) {
          request->SetConnectionProperty("content-type", "multipart/related;b=1");
          request->SetConnectionProperty("a", "b");
          request->set_root_body(NewBody("hi"));
@@ -124,7 +127,6 @@ TEST_CASE("the block of an HTTP request") {
        "00 01 69 6A 00 00 00 00 00 00 00 00 01 00 00 4A"},
   };
   for (const Row& row : rows) {
-    CAPTURE(row.name);
     HttpRequest request("http:echo");
     request.set_id(7);
     row.fill(&request);
@@ -162,12 +164,12 @@ TEST_CASE("every setter of an HTTP request reaches what was written before") {
 }
 
 TEST_CASE("chunks are the bytes of the providers one after the other, wherever they are cut") {
-  const std::vector<std::string_view> layouts[] = {
-      {}, {""}, {"abc"}, {"", "", ""}, {"abc", "", "defgh", "i", "", "jk"}};
+  const std::vector<std::string> layouts[] = {
+      {}, {""}, {"abc"}, {"abc", "", "defgh", "i", "", "jk"}, {std::string(4096, 'a'), "b"}};
   for (const auto& layout : layouts) {
     std::string text;
     ChunkProviderList list;
-    for (const std::string_view part : layout) {
+    for (const std::string& part : layout) {
       text += part;
       list.Append(NewBody(part));
     }
@@ -177,23 +179,18 @@ TEST_CASE("chunks are the bytes of the providers one after the other, wherever t
     ChunkProviderInterface* const providers[] = {&list, clone.get(), &buffer};
     for (ChunkProviderInterface* provider : providers) {
       CHECK(provider->GetTotalDataLength() == total);
-      for (int offset = 0; offset <= total + 2; ++offset) {
-        for (int length = 0; length <= total + 2; ++length) {
-          CAPTURE(offset);
-          CAPTURE(length);
-          const auto begin = static_cast<std::size_t>(std::min(offset, total));
-          CHECK(TextOf(provider->ReadByteChunk(offset, length)) ==
-                text.substr(begin, static_cast<std::size_t>(length)));
-        }
+      ByteVector bytes;
+      DataOutputStream stream(&bytes);
+      provider->WriteToStream(&stream);
+      CHECK(TextOf(bytes) == text);
+      for (int i = 0; i < 14 * 14; ++i) {
+        const int offset = std::min(i / 14, total);
+        CHECK(TextOf(provider->ReadByteChunk(i / 14, i % 14)) ==
+              text.substr(static_cast<std::size_t>(offset), static_cast<std::size_t>(i % 14)));
       }
       CHECK(TextOf(provider->ReadByteChunk(0, 2147483647)) == text);
       CHECK(provider->ReadByteChunk(-2147483647 - 1, 2147483647).IsEmpty());
       CHECK(provider->ReadByteChunk(0, -1).IsEmpty());
     }
   }
-  const std::string text = std::string(4096, 'a') + "b";
-  ByteVector bytes;
-  DataOutputStream stream(&bytes);
-  BufferChunkProvider(ViewOf(text)).WriteToStream(&stream);
-  CHECK(TextOf(bytes) == text);
 }

@@ -19,6 +19,9 @@ using kesu_test::ServiceFixture;
 namespace {
 
 template <typename Service>
+constexpr bool kIsTyped = std::is_same_v<Service, LbsService>;
+
+template <typename Service>
 struct Fixture : ServiceFixture {
   static std::unique_ptr<Service> New() {
     if constexpr (std::is_same_v<Service, ReverseGeocodeService>) {
@@ -29,7 +32,7 @@ struct Fixture : ServiceFixture {
   }
   /// Started, which must work.
   RequestInterface* Start(RecordingRequester* told) {
-    if constexpr (std::is_same_v<Service, LbsService>) service->ResetForNewRequest();
+    if constexpr (kIsTyped<Service>) service->ResetForNewRequest();
     RequestInterface* invocation = service->NewInvocation();
     CHECK(invocation->Start(told) == 0);
     return invocation;
@@ -43,8 +46,8 @@ struct Fixture : ServiceFixture {
 
 TEST_CASE_TEMPLATE("what an outcome may do from inside", Service, LbsService, LocationService,
                    ReverseGeocodeService) {
-  enum Action { kDelete, kStartNext, kCancelOther, kDeleteOther };
-  for (const Action action : {kDelete, kStartNext, kCancelOther, kDeleteOther}) {
+  enum { kDelete, kStartNext, kCancelOther, kDeleteOther };
+  for (const auto action : {kDelete, kStartNext, kCancelOther, kDeleteOther}) {
     for (const bool well : {true, false}) {
       CAPTURE(action);
       CAPTURE(well);
@@ -59,30 +62,25 @@ TEST_CASE_TEMPLATE("what an outcome may do from inside", Service, LbsService, Lo
       });
       f.Start(&requester);
       // Both are in one POST, the other one behind.
-      if (action >= kCancelOther) {
-        CHECK(other_invocation->Start(&f.requester) == 0);
-      } else {
-        other_invocation->Cancel();
-      }
+      if (action >= kCancelOther) CHECK(other_invocation->Start(&f.requester) == 0);
+      if (action < kCancelOther) other_invocation->Cancel();
       well ? f.Answer("") : f.FailPost();
-      CHECK(requester.completed == (well ? 1 : 0));
-      CHECK(requester.failed == (well ? 0 : 1));
+      CHECK((well ? requester.completed : requester.failed) == 1);
       CHECK(f.requester.completed + f.requester.failed == 0);
       if (action == kStartNext) {
         f.Answer("");
         CHECK(f.requester.completed == 1);
       }
       // An invocation that outlives a typed service is its owner's.
-      const bool is_owned = std::is_same_v<Service, LbsService> && action == kDeleteOther;
-      if (is_owned) other_invocation->Cancel();
+      if (kIsTyped<Service> && action == kDeleteOther) other_invocation->Cancel();
     }
   }
 }
 
 TEST_CASE_TEMPLATE("nobody hears of an invocation that is cancelled, or whose service has gone",
                    Service, LbsService, LocationService, ReverseGeocodeService) {
-  enum Stage { kWaiting, kInFlight, kHeldBack, kWithoutMultiplexer };
-  for (const Stage stage : {kWaiting, kInFlight, kHeldBack, kWithoutMultiplexer}) {
+  enum { kWaiting, kInFlight, kHeldBack, kWithoutMultiplexer };
+  for (const auto stage : {kWaiting, kInFlight, kHeldBack, kWithoutMultiplexer}) {
     for (const bool deletes : {true, false}) {
       CAPTURE(stage);
       CAPTURE(deletes);
@@ -91,11 +89,8 @@ TEST_CASE_TEMPLATE("nobody hears of an invocation that is cancelled, or whose se
       if (stage == kInFlight) f.mux()->FlushPendingRequests();
       if (stage == kHeldBack) f.FailPost(502);
       if (stage == kWithoutMultiplexer) MobileServiceMux::DeleteInstance();
-      if (deletes) {
-        f.service = f.New();
-      } else {
-        invocation->Cancel();
-      }
+      if (deletes) f.service = f.New();
+      if (!deletes) invocation->Cancel();
       if (stage == kWithoutMultiplexer) {
         RequestInterface* early = f.service->NewInvocation();
         CHECK(early->Start(&f.requester) != 0);
@@ -106,33 +101,13 @@ TEST_CASE_TEMPLATE("nobody hears of an invocation that is cancelled, or whose se
       RecordingRequester again;
       f.Start(&again);
       f.Advance(ServiceFixture::kRetryDelay);
-      CHECK(kesu_test::PostedRequests(f.transport.exchange(f.transport.count() - 1).body).size() ==
-            1);
-      f.transport.Reply(
-          f.transport.count() - 1,
-          kesu_test::kReplyStart + kesu_test::ReplyBlock(f.mux()->PeekRequestId() - 1, ""));
+      // The only one in its POST.
+      f.LatestPayload();
+      f.AnswerLatest("");
       if (stage == kInFlight) f.transport.Fail(0, 500);
       CHECK(again.completed == 1);
       CHECK(f.requester.completed + f.requester.failed == 0);
-      if (deletes && std::is_same_v<Service, LbsService>) invocation->Cancel();
+      if (deletes && kIsTyped<Service>) invocation->Cancel();
     }
   }
-}
-
-TEST_CASE_TEMPLATE("one invocation runs at a time, and one that never ran gives way", Service,
-                   LbsService, LocationService, ReverseGeocodeService) {
-  Fixture<Service> f;
-  RecordingRequester other;
-  RequestInterface* never_ran = f.service->NewInvocation();
-  f.Start(&f.requester);
-  RequestInterface* second = f.service->NewInvocation();
-  for (RequestInterface* invocation : {never_ran, second}) CHECK(invocation->Start(&other) != 0);
-  second->Cancel();
-  f.Answer("");
-  CHECK(f.requester.completed == 1);
-  RequestInterface* last = f.service->NewInvocation();
-  f.service.reset();
-  CHECK(last->Start(&other) != 0);
-  for (RequestInterface* invocation : {never_ran, last}) invocation->Cancel();
-  CHECK(other.completed + other.failed == 0);
 }

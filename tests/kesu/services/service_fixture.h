@@ -26,6 +26,9 @@ struct ServiceFixture : MuxFixture {
   /// Sends what waits and gives every call in that POST the same answer.
   void Answer(std::string_view payload, int status = 200) {
     mux()->FlushPendingRequests();
+    AnswerLatest(payload, status);
+  }
+  void AnswerLatest(std::string_view payload, int status = 200) {
     std::string reply = kReplyStart;
     for (const PostedRequest& request :
          PostedRequests(transport.exchange(transport.count() - 1).body)) {

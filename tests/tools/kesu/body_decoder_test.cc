@@ -119,34 +119,17 @@ TEST_CASE("the worked examples") {
 TEST_CASE("the worked examples, cut at every byte") {
   const struct {
     const char* body;
-    const char* tree;
     /// The one place, besides behind the version and at the end, where a body may end.
     int valid_end;
-  } cases[] = {{kPost, kPostTree, 45}, {kReply, kReplyTree, 2}};
+  } cases[] = {{kPost, 45}, {kReply, 2}};
   for (const auto& row : cases) {
     const ByteVector body = Bytes(row.body);
-    const std::string tree = row.tree;
     for (int length = 0; length < body.length(); ++length) {
       CAPTURE(length);
       const ByteView cut(common_base::kReferenceExistingBuffer, body.data(), length);
       const Decoded text = DecodeWith<TextTreeWriter>(cut);
       const bool is_valid = length == 2 || length == row.valid_end;
       CHECK(text.fault.has_value() != is_valid);
-      // A POST that is cut before the type of its first block cannot be told from a reply, and what
-      // is cut through is shown with what there is of it.
-      if (length >= 8) {
-        const std::size_t first = text.output.find('\n') + 1;
-        const std::size_t last = text.output.rfind('\n', text.output.size() - 2) + 1;
-        const std::string whole = text.output.substr(first, last - first);
-        std::size_t position = 0;
-        for (std::size_t end = 0; position < whole.size(); position = end + 1) {
-          end = whole.find('\n', position);
-          const std::string line =
-              whole.substr(position, whole.find_first_of(",:", position) - position);
-          CAPTURE(line);
-          CHECK(tree.find(line) != std::string::npos);
-        }
-      }
       const Decoded json = DecodeWith<JsonTreeWriter>(cut);
       const auto parsed = nlohmann::json::parse(json.output, nullptr, false);
       CHECK_FALSE(parsed.is_discarded());
@@ -197,7 +180,6 @@ TEST_CASE("fields, as the library takes them") {
     const char* tree;
     std::optional<std::size_t> fault_offset;
   } cases[] = {
-      {"nothing", "", "", {}},
       {"unknown ones",
        "48 96 01 4D FF FF FF FF 49 01 00 00 00 00 00 00 00 4A 01 AB",
        "      44        9 unknown, wire type 0: 150\n"
@@ -225,7 +207,6 @@ TEST_CASE("fields, as the library takes them") {
        "      44        4 requestelements, wire type 0, 1 bytes: GLocRequestElement\n", 44},
       {"a wire type that means nothing", "48 01 4E", "      44        9 unknown, wire type 0: 1\n",
        46},
-      {"a key without its end", "48 01 80", "      44        9 unknown, wire type 0: 1\n", 46},
       {"a varint without its end", "48 80", "", 44},
       {"a length past the end", "4A 05 01",
        "      44        9 unknown, wire type 2, 5 bytes\n"
@@ -262,9 +243,7 @@ TEST_CASE("bodies and what their tree says") {
     /// Null: there is none.
     const char* fault;
   } cases[] = {
-      {"an empty reply", "00 01", "reply, 2 bytes", nullptr},
       {"another version", "00 02 00 00", "protocol version: 2", "version is 2"},
-      {"no byte at all", "", "reply, 0 bytes", "2 bytes wanted, 0 left"},
       {"an unknown block in a reply", "00 01 00 00 00 02 82 00 AA BB",
        "unknown block, type 0x8200, 2 bytes\n       8      AA BB\n", nullptr},
       {"a block of negative length", "00 01 FF FF FF FF 81 00", "-1 bytes", "length is -1"},
@@ -281,20 +260,12 @@ TEST_CASE("bodies and what their tree says") {
        "00 01 00 00 00 0C 00 01 00 00 00 00 00 00 00 00 00 00 00 00 "
        "00 00 00 09 01 01 00 07 00 01 78 00 01 AA BB",
        "parts, 2 bytes\n      33        AA BB\n", nullptr},
-      {"a reply that is no location reply: text",
-       "00 01 00 00 00 0F 81 00 00 00 00 C8 00 00 00 00 00 00 73 6F 72 72 79",
-       "payload, 5 bytes (no GLocReply: at 18, field 14 is cut short)\n"
-       "      18        73 6F 72 72 79\n",
-       nullptr},
-      {"a reply that is no location reply: a group without its end",
+      {"a reply that is no location reply",
        "00 01 00 00 00 0D 81 00 00 00 00 C8 00 00 00 00 00 00 73 08 01",
        "(no GLocReply: at 18, field 14 has no end)", nullptr},
       {"a location reply with a group that has one",
        "00 01 00 00 00 0E 81 00 00 00 00 C8 00 00 00 00 00 00 73 08 01 74",
        "payload, 4 bytes: GLocReply\n", nullptr},
-      {"a reply that is no location reply: a varint without its end",
-       "00 01 00 00 00 0C 81 00 00 00 00 C8 00 00 00 00 00 00 08 FF",
-       "(no GLocReply: at 18, field 1 status is cut short)", nullptr},
       // "hello" in a window of 256 bytes; what the inflater's last call yields is dropped.
       {"a deflated payload",
        "00 01 00 00 00 18 81 00 00 00 00 C8 00 01 67 00 00 00 00 "
@@ -309,9 +280,6 @@ TEST_CASE("bodies and what their tree says") {
        "payload, 2 bytes, decoded to 2 bytes: GLocReply (offsets inside are those of the decoded "
        "bytes)\n       0        1 status: 1\n",
        nullptr},
-      {"an encoding that there is not",
-       "00 01 00 00 00 0D 81 00 00 00 00 C8 00 01 7A 00 00 00 00 08 01",
-       "payload, 2 bytes\n      19        08 01\n", "encodings cannot be undone"},
       {"text that would move the cursor, end a string or is no UTF-8",
        "00 01 00 00 00 12 00 01 00 06 1B 22 C2 9B FF 5C 00 00 00 00 00 00 00 00 00 00",
        R"("\u{1B}\"\u{9B}�\\")", nullptr},
