@@ -65,6 +65,7 @@ TEST_CASE_FIXTURE(Fixture, "what is sent, byte for byte") {
   Advance(kBatchDelay);
   CHECK(invocation->ElapsedTicks() == kBatchDelay);
   CHECK(LatestPayload() == kPayloadA);
+  Answer("");
   location.request()->mutable_platformprofile()->set_version("1");
   lbs::GCell* cell =
       location.request()->add_requestelements()->mutable_cellularprofile()->mutable_primarycell();
@@ -222,7 +223,6 @@ TEST_CASE("success of the geocoder is a status that is there and 0") {
                                                              {"08 01", false, "old"},
                                                              {"08 00 1A 00", true, ""}};
   for (const auto& [reply, succeeded, key] : rows) {
-    CAPTURE(reply);
     Fixture f;
     f.reverse.set_platform_key("old");
     f.Call(&f.reverse, reply);
