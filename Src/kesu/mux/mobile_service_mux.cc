@@ -117,7 +117,8 @@ void MobileServiceMux::SelectPendingRequestsUptoMaximumSize() {
     if (request == nullptr) continue;
     total += request->GetTotalLength();
     if (!active_requests_.IsEmpty() && total > kMaxPostBytes) return;
-    active_requests_.Append(request);
+    // Nulls the entry: Cancel() is to find the one of the request that still waits.
+    active_requests_.Append(pending_requests_.Take(next_pending_));
   }
 }
 

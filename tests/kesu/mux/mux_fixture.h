@@ -26,13 +26,14 @@ struct MuxFixture {
   static constexpr long long kBatchDelay = 100000;
   static constexpr long long kRetryDelay = 500000;
 
-  explicit MuxFixture(const char* url = kUrl) {
-    common_kesu::MobileServiceMux::Initialize(&transport, &queue, &clock, NewConfig(url));
-  }
+  explicit MuxFixture(const char* url = kUrl) { Initialize(url); }
   ~MuxFixture() { common_kesu::MobileServiceMux::DeleteInstance(); }
   MuxFixture(const MuxFixture&) = delete;
   MuxFixture& operator=(const MuxFixture&) = delete;
 
+  void Initialize(const char* url = kUrl) {
+    common_kesu::MobileServiceMux::Initialize(&transport, &queue, &clock, NewConfig(url));
+  }
   static common_kesu::MuxConfig* NewConfig(const char* url) {
     auto* config = new common_kesu::MuxConfig;
     config->product = "prod";
