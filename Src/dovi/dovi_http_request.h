@@ -23,6 +23,9 @@ class DoviHttpRequestFactory;
 /// deliberately: a response that breaks off after its status 200 completes, with the bytes that
 /// came; and only a response with a Content-Length delivers a body, one in chunks completes with
 /// none.
+///
+/// A POST may reach the service twice: when a connection that was used before ends without a whole
+/// status line, curl sends it once more, over another connection.
 class DoviHttpRequest : public HttpRequestInterface {
  public:
   /// Everything is borrowed until the request is gone. `request_body` may be null.

@@ -6,6 +6,9 @@
 /// The transport over libcurl and GLib's default main context. There is one at a time; it outlives
 /// its requests and is not destroyed from inside a requester's callback. How the service is reached
 /// is set beforehand with SetDoviDeploymentSettings().
+///
+/// Forks are excluded while it exists: a child of the process must not use or destroy this, its
+/// requests or anything else of the library. What a child may do is exec.
 class DoviHttpRequestFactory : public HttpRequestFactory {
  public:
   DoviHttpRequestFactory();

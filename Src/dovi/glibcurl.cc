@@ -9,6 +9,8 @@
 
 #include <glib.h>
 #include <sys/select.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 namespace {
 
@@ -183,6 +185,15 @@ void WakeLoop() {
   g_main_context_wakeup(nullptr);
 }
 
+/// Opens a socket for curl, or refuses to when the source could not watch it: curl leaves such a
+/// descriptor out of its sets and the transfer would creep on once a second.
+curl_socket_t OpenWatchableSocket(void*, curlsocktype, curl_sockaddr* address) {
+  const int fd = socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+  if (fd < kMaxDescriptors) return fd;
+  close(fd);
+  return CURL_SOCKET_BAD;
+}
+
 }  // namespace
 
 void glibcurl_init() {
@@ -215,6 +226,7 @@ CURLMcode glibcurl_add(CURL* easy) {
   CURL_SOURCE_ASSERT(410, "curlSrc->multiHandle != 0", HasMultiHandle());
   curlSrc->runningHandles = kPerformAtOnce;
   ++s_numEasyHandles;
+  curl_easy_setopt(easy, CURLOPT_OPENSOCKETFUNCTION, &OpenWatchableSocket);
   const CURLMcode result = curl_multi_add_handle(curlSrc->multiHandle, easy);
   WakeLoop();
   return result;

@@ -1,7 +1,10 @@
 #ifndef TESTS_DOVI_FIXTURE_H_
 #define TESTS_DOVI_FIXTURE_H_
 
+#include <atomic>
+#include <filesystem>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -17,6 +20,8 @@
 
 namespace kesu_test {
 
+inline const std::string kOk = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
+
 /// What some functions of curl answer in place of the truth, for what cannot be provoked
 /// otherwise. In force until reset.
 struct CurlOverrides {
@@ -29,13 +34,42 @@ struct CurlOverrides {
 
 inline CurlOverrides curl_overrides;
 
-/// Puts the default settings back at the end of a scope.
-struct ScopedSettings {
-  explicit ScopedSettings(const std::string& host, const std::string& proxy = "",
-                          int total_timeout_ms = 0) {
-    REQUIRE(SetDoviDeploymentSettings({host.c_str(), nullptr, proxy.c_str(), 0, total_timeout_ms}));
+/// How many descriptors ("fd") or threads ("task") the process has.
+inline auto CountOf(const std::string& kind) {
+  return std::distance(std::filesystem::directory_iterator("/proc/self/" + kind), {});
+}
+
+/// Holds back the look-ups of kName, which is 127.0.0.1, for as long as one lives.
+struct HeldLookups {
+  static constexpr char kName[] = "held.test";
+
+  HeldLookups() { is_held = true; }
+  ~HeldLookups() {
+    is_held = false;
+    while (CountOf("task") > 1) g_usleep(1000);
   }
-  ~ScopedSettings() { SetDoviDeploymentSettings({}); }
+
+  static inline std::atomic<bool> is_held = false;
+};
+
+/// Puts the settings back that were in force at the end of a scope.
+class ScopedSettings {
+ public:
+  explicit ScopedSettings(const std::string& host, const std::string& proxy = "",
+                          int connect_timeout_ms = 0, int total_timeout_ms = 0)
+      : old_(GetDoviDeploymentSettings()), old_host_(old_.host), old_proxy_(old_.proxy) {
+    REQUIRE(SetDoviDeploymentSettings(
+        {host.c_str(), nullptr, proxy.c_str(), connect_timeout_ms, total_timeout_ms}));
+  }
+  ~ScopedSettings() {
+    SetDoviDeploymentSettings({old_host_.c_str(), nullptr, old_proxy_.c_str(),
+                               old_.connect_timeout_ms, old_.total_timeout_ms});
+  }
+
+ private:
+  DoviDeploymentSettings old_;
+  std::string old_host_;
+  std::string old_proxy_;
 };
 
 /// One request with all that it borrows, and what became of it.
@@ -64,6 +98,14 @@ class Exchange : public common_base::RequesterInterface {
     REQUIRE(IterateUntil([this] { return HasEnded(); }));
   }
   bool HasEnded() const { return completed + failed > 0; }
+  /// "", or what its requester was told, the status and the body: "completed 200 ok".
+  std::string Outcome() const {
+    std::string told;
+    for (int i = 0; i < completed; ++i) told += "completed ";
+    for (int i = 0; i < failed; ++i) told += "failed ";
+    if (!HasEnded()) return told;
+    return told + std::to_string(request->HttpResponseStatusCode()) + " " + TextOf(response_body);
+  }
   /// "name=value|name=value|"
   std::string ResponseHeaders() const {
     const std::unique_ptr<HeaderFieldIteratorInterface> field(request->HttpResponseHeaders());
@@ -94,6 +136,28 @@ class Exchange : public common_base::RequesterInterface {
   std::string body_;
   common_base::ByteView body_view_;
 };
+
+/// A server and the transport that goes to it.
+struct Endpoint {
+  /// Shows that the transport is in order: one exchange, with a server of its own, that succeeds.
+  void RunAnotherExchange() {
+    ScriptedServer another_server;
+    const ScopedSettings to_another(another_server.host());
+    another_server.Reply({kOk});
+    Exchange exchange(&factory, "another");
+    exchange.Run();
+    CHECK(exchange.Outcome() == "completed 200 ok");
+  }
+
+  ScriptedServer server;
+  ScopedSettings settings{server.host()};
+  DoviHttpRequestFactory factory;
+};
+
+/// Iterates until what has been sent must have arrived.
+inline void Settle() {
+  IterateUntil([] { return false; }, 50);
+}
 
 }  // namespace kesu_test
 

@@ -1,4 +1,4 @@
-// What a request puts on the wire, and what comes of its response.
+// What a request puts on the wire, what comes of its response, and what a requester may do.
 
 #include <cstdlib>
 #include <string>
@@ -9,7 +9,10 @@
 #include "dovi/fixture.h"
 
 using kesu_test::curl_overrides;
+using kesu_test::Endpoint;
 using kesu_test::Exchange;
+using kesu_test::IterateUntil;
+using kesu_test::kOk;
 using kesu_test::RefusingHost;
 using kesu_test::ScopedSettings;
 using kesu_test::ScriptedReply;
@@ -20,48 +23,52 @@ using namespace std::string_literals;
 
 namespace {
 
-constexpr auto kKeepOpen = ScriptedReply::Then::kKeepOpen;
 constexpr auto kClose = ScriptedReply::Then::kClose;
 
-const std::string kOk = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
-/// The blank line and the NUL that end the header text are fields of their own.
-const std::string kEndOfHeaders = "=|\0=|"s;
-
-/// The bytes of a request behind its lines Host and Accept, with "METHOD: " in front.
-std::string Sent(Exchange::Method method, const std::string& body,
-                 const std::vector<std::pair<std::string, std::string>>& headers) {
-  ScriptedServer server;
-  const ScopedSettings settings(server.host());
-  DoviHttpRequestFactory factory;
-  server.Reply({kOk});
-  Exchange exchange(&factory, body, method);
-  for (const auto& [name, value] : headers) {
-    exchange.request->SetHttpRequestHeader(ViewOf(name), ViewOf(value));
-  }
-  exchange.Run();
-  const std::string request = server.requests()[0];
-  const std::string sent_as = request.substr(0, request.find(' '));
-  const std::string start = sent_as + " /m/appreq/cllDovi HTTP/1.1\r\n" +
-                            "Host: 127.0.0.1:" + std::to_string(server.port()) +
-                            "\r\nAccept: */*\r\n";
-  return request.starts_with(start) ? sent_as + ": " + request.substr(start.size()) : request;
-}
+/// The fields of kOk. The blank line and the NUL that end the header text are fields of their own.
+const std::string kOkFields = "HTTP/1.1 200 OK\r\n=|Content-Length=2|=|\0=|"s;
 
 }  // namespace
 
 TEST_CASE("the bytes of a request") {
   const std::string form = "Content-Type: application/x-www-form-urlencoded\r\n\r\n";
-  CHECK(Sent(Exchange::kPost, "a\0b"s,
-             {{"Content-Type", "application/binary"}, {"Content-Length", "3"}}) ==
-        "POST: Content-Type: application/binary\r\nContent-Length: 3\r\n\r\na\0b"s);
-  CHECK(Sent(Exchange::kPost, "hello", {{"CONTENT-length", "5"}, {"X-A", "b"}}) ==
-        "POST: CONTENT-length: 5\r\nX-A: b\r\n" + form + "hello");
-  // Names that only begin or end alike.
-  CHECK(Sent(Exchange::kPost, "hello", {{"X-Content-Length", "7"}, {"Content-LengthX", "8"}}) ==
-        "POST: X-Content-Length: 7\r\nContent-LengthX: 8\r\nContent-Length: 5\r\n" + form +
-            "hello");
-  CHECK(Sent(Exchange::kGet, "", {{"X-A", "b"}}) == "GET: X-A: b\r\n\r\n");
-  CHECK(Sent(Exchange::kPost, "", {}) == "GET: \r\n");
+  const struct {
+    std::string body;
+    std::vector<std::pair<std::string, std::string>> headers;
+    std::string method;
+    std::string sent;
+  } cases[] = {
+      {"a\0b"s,
+       {{"Content-Type", "application/binary"}, {"Content-Length", "3"}},
+       "POST",
+       "Content-Type: application/binary\r\nContent-Length: 3\r\n\r\na\0b"s},
+      {"hello",
+       {{"CONTENT-length", "5"}, {"X-A", "b"}},
+       "POST",
+       "CONTENT-length: 5\r\nX-A: b\r\n" + form + "hello"},
+      // Names that only begin or end alike.
+      {"hello",
+       {{"X-Content-Length", "7"}, {"Content-LengthX", "8"}},
+       "POST",
+       "X-Content-Length: 7\r\nContent-LengthX: 8\r\nContent-Length: 5\r\n" + form + "hello"},
+      {"", {{"X-A", "b"}}, "GET", "X-A: b\r\n\r\n"},
+  };
+  for (const auto& c : cases) {
+    for (const auto method : {Exchange::kPost, Exchange::kGet}) {
+      // A POST of nothing is a GET.
+      if (method == Exchange::kGet && c.method == "POST") continue;
+      Endpoint endpoint;
+      endpoint.server.Reply({kOk});
+      Exchange exchange(&endpoint.factory, c.body, method);
+      for (const auto& [name, value] : c.headers) {
+        exchange.request->SetHttpRequestHeader(ViewOf(name), ViewOf(value));
+      }
+      exchange.Run();
+      const std::string address = "127.0.0.1:" + std::to_string(endpoint.server.port());
+      CHECK(endpoint.server.requests()[0] == c.method + " /m/appreq/cllDovi HTTP/1.1\r\nHost: " +
+                                                 address + "\r\nAccept: */*\r\n" + c.sent);
+    }
+  }
 }
 
 TEST_CASE("proxies come from the settings and never from the environment") {
@@ -83,69 +90,24 @@ TEST_CASE("proxies come from the settings and never from the environment") {
   unsetenv("no_proxy");
 }
 
-TEST_CASE("what a response leads to") {
-  const struct {
-    std::string reply;
-    ScriptedReply::Then then;
-    int status;
-    std::string body;
-  } cases[] = {
-      {"HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nhe\0lo"s, kKeepOpen, 200, "he\0lo"s},
-      // Chunks, and a body up to the end of the connection, are not delivered.
-      {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n2\r\nhi\r\n0\r\n\r\n", kKeepOpen, 200,
-       ""},
-      {"HTTP/1.0 200 OK\r\n\r\nhello", kClose, 200, ""},
-      {"HTTP/1.1 201 Created\r\nContent-Length: 2\r\n\r\nok", kKeepOpen, 201, "ok"},
-      {"HTTP/1.1 500 Oops\r\nContent-Length: 3\r\n\r\nbad", kKeepOpen, 500, "bad"},
-      // Shorter and longer than announced. An int holds neither 2^32 + 2 nor 2^31.
-      {"HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nhello", kClose, 200, "hello"},
-      {"HTTP/1.1 200 OK\r\nContent-Length: 4294967298\r\n\r\nhello", kClose, 200, "hello"},
-      {"HTTP/1.1 200 OK\r\nContent-Length: 2147483648\r\n\r\nhello", kClose, 200, "hello"},
-      {"HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nhello", kClose, 200, "he"},
-      {"", kClose, 0, ""},
-      {"220 mail.invalid ESMTP\r\n", kClose, 0, ""},
-  };
-  ScriptedServer server;
-  const ScopedSettings settings(server.host());
-  for (const auto& c : cases) {
-    for (const std::size_t piece_size : {0u, 1u, 7u}) {
-      CAPTURE(c.reply);
-      CAPTURE(piece_size);
-      server.Reply({c.reply, c.then, piece_size});
-      // Each with connections of its own: some replies leave theirs unusable.
-      DoviHttpRequestFactory factory;
-      Exchange exchange(&factory, "request");
-      exchange.Run();
-      CHECK(exchange.completed == (c.status == 200));
-      CHECK(exchange.failed == (c.status != 200));
-      CHECK(exchange.request->HttpResponseStatusCode() == c.status);
-      CHECK(TextOf(exchange.response_body) == c.body);
-      CHECK(TextOf(exchange.request->RedirectedToUrl()) == server.host() + "/m/appreq/cllDovi");
-    }
-  }
-}
-
 TEST_CASE("the headers of a response") {
-  const std::string ok_fields = "HTTP/1.1 200 OK\r\n=|Content-Length=2|" + kEndOfHeaders;
   const struct {
     std::string reply;
     std::string headers;
     std::string headers_of_other_curl;
   } cases[] = {
-      {kOk, ok_fields, ""},
-      {"HTTP/1.1 100 Continue\r\n\r\n" + kOk, "HTTP/1.1 100 Continue\r\n=|=|" + ok_fields, ""},
+      {kOk, kOkFields, ""},
+      {"HTTP/1.1 100 Continue\r\n\r\n" + kOk, "HTTP/1.1 100 Continue\r\n=|=|" + kOkFields, ""},
       {"HTTP/1.1 200 OK\r\nA: b\r\n", "HTTP/1.1 200 OK\r\n=|A=b|\0=|"s, ""},
       // Whether curl takes a header with a NUL depends on its version.
       {"HTTP/1.1 200 OK\r\nA: b\0cdefghijk\r\nContent-Length: 2\r\n\r\nok"s,
-       "HTTP/1.1 200 OK\r\n=|\0=|"s, "HTTP/1.1 200 OK\r\n=|A=bContent-Length: 2|" + kEndOfHeaders},
+       "HTTP/1.1 200 OK\r\n=|\0=|"s, "HTTP/1.1 200 OK\r\n=|A=bContent-Length: 2|=|\0=|"s},
   };
-  ScriptedServer server;
-  const ScopedSettings settings(server.host());
-  DoviHttpRequestFactory factory;
   for (const auto& c : cases) {
     for (const std::size_t piece_size : {0u, 1u, 7u}) {
-      server.Reply({c.reply, kClose, piece_size});
-      Exchange exchange(&factory, "request");
+      Endpoint endpoint;
+      endpoint.server.Reply({c.reply, kClose, piece_size});
+      Exchange exchange(&endpoint.factory, "request");
       exchange.Run();
       const std::string headers = exchange.ResponseHeaders();
       CAPTURE(headers);
@@ -154,93 +116,104 @@ TEST_CASE("the headers of a response") {
   }
 }
 
-TEST_CASE("large bodies arrive whole, and beyond the limit not at all") {
-  ScriptedServer server;
-  const ScopedSettings settings(server.host());
-  DoviHttpRequestFactory factory;
-  constexpr std::size_t kLimit = 8 << 20;
-  for (const std::size_t size : {kLimit, kLimit + 1}) {
-    std::string body(size, 'x');
-    for (std::size_t i = 0; i < size; i += 7) body[i] = static_cast<char>(i);
-    const std::string head =
-        "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(size) + "\r\n\r\n";
-    server.Reply({head + body, kKeepOpen, 700001});
-    Exchange exchange(&factory, "request");
-    exchange.Run();
-    CHECK(exchange.completed == (size == kLimit));
-    CHECK((TextOf(exchange.response_body) == (size == kLimit ? body : "")));
-  }
-}
-
-TEST_CASE("redirects") {
-  ScriptedServer server;
+TEST_CASE("redirects are followed as POSTs, within HTTP, and not without end") {
   ScriptedServer other;
-  const ScopedSettings settings(server.host());
-  DoviHttpRequestFactory factory;
-  const auto redirect_to = [&](const std::string& location) {
-    server.Reply({"HTTP/1.1 302 Found\r\nLocation: " + location + "\r\nContent-Length: 0\r\n\r\n"});
+  const std::string other_address =
+      "://127.0.0.1:" + std::to_string(other.port()) + "/etc/hostname";
+  const struct {
+    std::string location;
+    std::size_t count;
+    std::string outcome;
+    std::size_t requests;
+  } cases[] = {
+      {"/elsewhere?a=b", 1, "completed 200 ok", 2},
+      {"/again", 15, "failed 302 ", 11},
+      {"ftp" + other_address, 1, "failed 302 ", 1},
+      {"gopher" + other_address, 1, "failed 302 ", 1},
+      {"dict" + other_address, 1, "failed 302 ", 1},
+      {"file:///etc/hostname", 1, "failed 302 ", 1},
   };
-  Exchange exchange(&factory, "request");
-
-  SUBCASE("followed to the end as a POST, with the headers of both responses") {
-    redirect_to("/elsewhere?a=b");
-    server.Reply({kOk});
-    exchange.Run();
-    CHECK(exchange.completed == 1);
-    CHECK(TextOf(exchange.response_body) == "ok");
-    CHECK(TextOf(exchange.request->RedirectedToUrl()) == server.host() + "/elsewhere?a=b");
-    CHECK(server.requests()[1].starts_with("POST /elsewhere?a=b "));
-    CHECK(server.requests()[1].ends_with("\r\n\r\nrequest"));
-    CHECK(exchange.ResponseHeaders() ==
-          "HTTP/1.1 302 Found\r\n=|Location=/elsewhere?a=b|Content-Length=0|=|"
-          "HTTP/1.1 200 OK\r\n=|Content-Length=2|" +
-              kEndOfHeaders);
-  }
-  SUBCASE("refused out of HTTP") {
-    for (const std::string scheme : {"ftp", "gopher", "file"}) {
-      redirect_to(scheme + "://127.0.0.1:" + std::to_string(other.port()) + "/etc/hostname");
-      Exchange refused(&factory, "request");
-      refused.Run();
-      CHECK(refused.failed == 1);
-      CHECK(refused.request->HttpResponseStatusCode() == 302);
-      CHECK(other.connection_count() == 0);
+  for (const auto& c : cases) {
+    CAPTURE(c.location);
+    Endpoint endpoint;
+    const std::string fields = "Location: " + c.location + "\r\nContent-Length: 0\r\n\r\n";
+    for (std::size_t i = 0; i < c.count; ++i) {
+      endpoint.server.Reply({"HTTP/1.1 302 Found\r\n" + fields});
     }
-  }
-  SUBCASE("not followed without end") {
-    for (int i = 0; i < 15; ++i) redirect_to("/again");
+    endpoint.server.Reply({kOk});
+    Exchange exchange(&endpoint.factory, "request");
     exchange.Run();
-    CHECK(exchange.failed == 1);
-    CHECK(server.requests().size() == 11);
+    CHECK(exchange.Outcome() == c.outcome);
+    CHECK(endpoint.server.requests().size() == c.requests);
+    CHECK(endpoint.server.requests().back().starts_with("POST "));
+    CHECK(endpoint.server.requests().back().ends_with("\r\n\r\nrequest"));
+    if (c.requests != 2) continue;
+    CHECK(TextOf(exchange.request->RedirectedToUrl()) == endpoint.server.host() + c.location);
+    CHECK(exchange.ResponseHeaders() ==
+          "HTTP/1.1 302 Found\r\n=|Location=/elsewhere?a=b|Content-Length=0|=|" + kOkFields);
   }
-}
-
-TEST_CASE("no answer fails with status 0") {
-  ScriptedServer silent;
-  for (const std::string& host : {RefusingHost(), silent.host()}) {
-    const ScopedSettings settings(host, "", 100);
-    DoviHttpRequestFactory factory;
-    Exchange exchange(&factory, "request");
-    exchange.Run();
-    CHECK(exchange.failed == 1);
-    CHECK(exchange.request->HttpResponseStatusCode() == 0);
-  }
-  CHECK(silent.requests().size() == 1);
+  CHECK(other.connection_count() == 0);
 }
 
 TEST_CASE("a request that cannot start says so and can be released") {
-  ScriptedServer server;
-  const ScopedSettings settings(server.host());
-  DoviHttpRequestFactory factory;
+  Endpoint endpoint;
   for (bool* const fails : {&curl_overrides.easy_init_fails, &curl_overrides.add_handle_fails}) {
     *fails = true;
-    Exchange exchange(&factory, "request");
+    Exchange exchange(&endpoint.factory, "request");
     CHECK(exchange.Start() != 0);
     CHECK_FALSE(exchange.HasEnded());
     *fails = false;
   }
-  server.Reply({kOk});
-  Exchange exchange(&factory, "request");
+  endpoint.server.Reply({kOk});
+  Exchange exchange(&endpoint.factory, "request");
   exchange.Run();
-  CHECK(exchange.completed == 1);
   CHECK(exchange.request->Start(&exchange) != 0);
+}
+
+TEST_CASE("a request that is cancelled before anything is sent is never heard of") {
+  for (const bool is_started : {false, true}) {
+    Endpoint endpoint;
+    Exchange exchange(&endpoint.factory, "request");
+    if (is_started) REQUIRE(exchange.Start() == 0);
+    exchange.Cancel();
+    endpoint.RunAnotherExchange();
+    CHECK(endpoint.server.requests().empty());
+    CHECK_FALSE(exchange.HasEnded());
+  }
+}
+
+TEST_CASE("transfers that finish in one pass") {
+  // The requester that is told first releases none of them, itself, or itself and the next. It
+  // starts another, and what it throws does not get out of the loop.
+  for (const int releases : {0, 1, 2}) {
+    for (const bool throws : {false, true}) {
+      CAPTURE(releases);
+      CAPTURE(throws);
+      Endpoint endpoint;
+      Exchange another(&endpoint.factory, "another");
+      Exchange exchanges[] = {
+          {&endpoint.factory, "a"}, {&endpoint.factory, "b"}, {&endpoint.factory, "c"}};
+      int told = 0;
+      for (int i = 0; i < 3; ++i) {
+        exchanges[i].on_end = [&, i] {
+          if (++told > 1) return;
+          for (int next = i; next < i + releases; ++next) exchanges[next % 3].Cancel();
+          CHECK(another.Start() == 0);
+          if (throws) throw 1;
+        };
+        REQUIRE(exchanges[i].Start() == 0);
+      }
+      REQUIRE(IterateUntil([&] { return endpoint.server.requests().size() == 3; }));
+      kesu_test::Settle();
+      const std::string failure = "HTTP/1.1 500 Oops\r\nContent-Length: 0\r\n\r\n";
+      for (int i = 0; i < 4; ++i) endpoint.server.Reply({throws ? failure : kOk});
+      while (told == 0) g_main_context_iteration(nullptr, TRUE);
+      // What was thrown keeps the others for the next pass.
+      const int all = releases == 2 ? 2 : 3;
+      CHECK(told == (throws ? 1 : all));
+      CHECK(IterateUntil([&] { return another.HasEnded(); }));
+      endpoint.RunAnotherExchange();
+      CHECK(told == all);
+    }
+  }
 }

@@ -1,4 +1,4 @@
-// The deployment settings, the receive buffer and the timer of deferred requests.
+// The deployment settings and the timer of deferred requests.
 
 #include <memory>
 #include <string>
@@ -7,7 +7,6 @@
 
 #include "dovi/deferred_request_source.h"
 #include "dovi/fixture.h"
-#include "dovi/receive_buffer.h"
 
 #include "support/manual_clock.h"
 #include "support/recording_requester.h"
@@ -48,33 +47,6 @@ TEST_CASE("deployment settings") {
   CHECK(url == longest + "/m/appreq/cllDovi");
   CHECK(GetDoviDeploymentSettings().ca_file == "/a/ca.pem"s);
   CHECK(GetDoviDeploymentSettings().connect_timeout_ms == 5);
-}
-
-TEST_CASE("a receive buffer") {
-  ReceiveBuffer buffer(1000);
-  CHECK(buffer.bytes() == nullptr);
-  SUBCASE("takes its limit in pieces of any size and not a byte more, and is then empty") {
-    std::string all;
-    for (std::size_t piece = 1; piece < 45; ++piece) {
-      all += std::string(piece, static_cast<char>('a' + piece));
-      REQUIRE(buffer.Append(all.data() + all.size() - piece, piece));
-      REQUIRE(buffer.length() == static_cast<int>(all.size()));
-      REQUIRE(std::string(reinterpret_cast<const char*>(buffer.bytes())) == all);
-    }
-    CHECK(buffer.Append(all.data(), 10));
-    CHECK(buffer.bytes()[1000] == 0);
-    CHECK_FALSE(buffer.Append(all.data(), 1));
-    CHECK(buffer.bytes() == nullptr);
-    CHECK(buffer.length() == 0);
-    CHECK_FALSE(buffer.Append(all.data(), static_cast<std::size_t>(-1)));
-  }
-  SUBCASE("text ends at a NUL, where the next text goes on") {
-    for (const std::string& text : {"\0x"s, "a\0bc"s, "d"s}) {
-      CHECK(buffer.AppendText(text.data(), text.size()));
-    }
-    CHECK(std::string(reinterpret_cast<const char*>(buffer.bytes())) == "ad");
-    CHECK(buffer.length() == 2);
-  }
 }
 
 TEST_CASE("the loop waits for the request that is due first") {

@@ -94,7 +94,16 @@ class ScriptedServer::Connection {
     const ssize_t written = send(fd_, reply_.bytes.data() + sent_, piece, MSG_NOSIGNAL);
     if (written > 0) sent_ += static_cast<std::size_t>(written);
     if (sent_ < reply_.bytes.size()) return;
+    if (reply_.tail_count > 0) {
+      --reply_.tail_count;
+      reply_.bytes = reply_.tail;
+      sent_ = 0;
+      return;
+    }
     StopWatching(&writer_);
+    // Closed while it lingers for no time, a connection is reset.
+    const linger none{1, 0};
+    if (reply_.then == Then::kReset) setsockopt(fd_, SOL_SOCKET, SO_LINGER, &none, sizeof(none));
     if (reply_.then != Then::kKeepOpen) Close();
     AnswerNext();
   }
@@ -117,8 +126,9 @@ class ScriptedServer::Connection {
   std::size_t sent_ = 0;
 };
 
-ScriptedServer::ScriptedServer() : listener_(BoundSocket(&port_)) {
-  if (listen(listener_, SOMAXCONN) != 0) std::abort();
+ScriptedServer::ScriptedServer(Kind kind) : listener_(BoundSocket(&port_)) {
+  if (listen(listener_, kind == kDeaf ? 0 : SOMAXCONN) != 0) std::abort();
+  if (kind == kDeaf) return;
   const auto accept_one = [](int listener, GIOCondition, void* self) -> gboolean {
     auto* server = static_cast<ScriptedServer*>(self);
     const int fd = accept4(listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);

@@ -14,7 +14,7 @@ namespace kesu_test {
 
 /// What a ScriptedServer does once a request has arrived.
 struct ScriptedReply {
-  enum class Then { kKeepOpen, kClose };
+  enum class Then { kKeepOpen, kClose, kReset };
 
   /// Sent as they are; they need not be HTTP.
   std::string bytes;
@@ -22,16 +22,23 @@ struct ScriptedReply {
   /// The bytes go out this many at a time, each time after everything else that the main context
   /// has to do; 0 sends them at once.
   std::size_t piece_size = 0;
+  /// Sent so many times behind `bytes`.
+  std::string tail = {};
+  std::size_t tail_count = 0;
 };
 
 /// A server on a port of 127.0.0.1, on GLib's default main context. Each request is answered by the
 /// next reply of the script; without one it is left waiting.
 class ScriptedServer {
  public:
-  ScriptedServer();
+  enum Kind { kAnswers, kDeaf };
+
+  /// A deaf one accepts nothing. The system lets one connection to it stand, and takes in what fits
+  /// its buffers; the next connections wait.
+  explicit ScriptedServer(Kind kind = kAnswers);
   ScriptedServer(const ScriptedServer&) = delete;
   ScriptedServer& operator=(const ScriptedServer&) = delete;
-  /// Closes all connections.
+  /// Closes all connections; those that were not accepted are reset.
   ~ScriptedServer();
 
   int port() const { return port_; }
@@ -50,7 +57,7 @@ class ScriptedServer {
 
   int listener_;
   int port_;
-  guint accept_source_;
+  guint accept_source_ = 0;
   std::deque<ScriptedReply> script_;
   std::vector<std::string> requests_;
   std::vector<std::unique_ptr<Connection>> connections_;
@@ -60,7 +67,7 @@ class ScriptedServer {
 std::string RefusingHost();
 
 /// Iterates the default main context until `done` holds; false when that takes too long.
-bool IterateUntil(const std::function<bool()>& done, unsigned limit_ms = 10000);
+bool IterateUntil(const std::function<bool()>& done, unsigned limit_ms = 20000);
 
 }  // namespace kesu_test
 
