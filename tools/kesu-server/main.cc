@@ -1,5 +1,6 @@
 #include <clocale>
 #include <csignal>
+#include <functional>
 #include <limits>
 #include <optional>
 #include <string>
@@ -117,8 +118,8 @@ std::string NewPlatformKey() {
   return key;
 }
 
-/// Returns when the process is told to end.
-void RunUntilSignalled() {
+/// Announces the server as soon as the process can be told to end, and returns when it has been.
+void RunUntilSignalled(const std::function<void()>& announce) {
   GMainLoop* const loop = g_main_loop_new(nullptr, FALSE);
   const auto quit = [](void* data) -> gboolean {
     g_main_loop_quit(static_cast<GMainLoop*>(data));
@@ -126,6 +127,7 @@ void RunUntilSignalled() {
   };
   const unsigned interrupt = g_unix_signal_add(SIGINT, quit, loop);
   const unsigned terminate = g_unix_signal_add(SIGTERM, quit, loop);
+  announce();
   g_main_loop_run(loop);
   g_source_remove(interrupt);
   g_source_remove(terminate);
@@ -162,11 +164,11 @@ int Main(int argc, char** argv) {
   if (!server.Listen(options.address, static_cast<unsigned short>(options.port), &error)) {
     return Fail(error);
   }
-  g_print("listening on %s\n", server.url().c_str());
-  if (!options.data_directory) {
+  RunUntilSignalled([&] {
+    g_print("listening on %s\n", server.url().c_str());
+    if (options.data_directory) return;
     g_print("built-in data: a public-domain list of places, synthetic cells and access points\n");
-  }
-  RunUntilSignalled();
+  });
   return 0;
 }
 

@@ -44,13 +44,18 @@ std::string DescribeFailure(const Result& result) {
     case Outcome::kTimedOut:
       return "no answer in time";
     case Outcome::kMalformed:
-      return "the reply is malformed";
+      return "the reply is malformed, broke off or is too large";
     default:
       break;
   }
-  if (result.http_status == 0) return "the service cannot be reached";
+  if (result.http_status == 0) {
+    return "the service cannot be reached, or its certificate is not accepted; --trace shows why";
+  }
   if (result.http_status != kOk) {
-    return "the service answered with HTTP status " + std::to_string(result.http_status);
+    std::string text = "the service answered with HTTP status ";
+    text += std::to_string(result.http_status);
+    if (result.http_status / 100 == 3) text += ", a redirect that is not followed";
+    return text;
   }
   return "the service refused with status " + std::to_string(result.status);
 }

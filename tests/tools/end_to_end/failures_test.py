@@ -1,128 +1,287 @@
-"""Lookups that fail: each kind has its exit status, its message and its JSON."""
+"""Networks, servers and command lines that are wrong, as a user of kesu meets them."""
 
+import concurrent.futures
+import contextlib
+import json
+import re
 import signal
+import socket
+import ssl
 import subprocess
+import tempfile
+import threading
 import time
 import unittest
+import zlib
+from typing import NamedTuple
 
-from programs import KESU, PATIENCE_S, kesu, kesu_json
-from servers import answering, free_port, silent
+from programs import KESU, PATIENCE_S, kesu, kesu_server
+from raw_server import CLOSE, RESET, STALL, Reply, serving
 
-POINT = ["reverse", "38.71,-9.14"]
+MIB = 1 << 20
 
-
-def reply(*blocks, version=1):
-    """A reply body: protocol version, then per block its length, the type 8100, request id, status,
-    no encodings, a number without meaning, and the payload."""
-    body = version.to_bytes(2, "big")
-    for request_id, status, payload in blocks:
-        body += (10 + len(payload)).to_bytes(4, "big") + b"\x81\x00"
-        body += request_id.to_bytes(2, "big") + status.to_bytes(2, "big") + bytes(2 + 4) + payload
-    return body
-
-
-# A GLocReply with status 1 and one without a field.
-NOT_FOUND = b"\x08\x01"
-EMPTY = b""
+# The position 38.7166667, -9.1333333, as a fix in a request and in an answer alike.
+LATLNG = bytes.fromhex("0A0A 0DCBB11317 152B5D8EFA")
+# A request block: type, id, service and its version, and a GLocRequest of 16 bytes with a fix.
+REQUEST = rb"\x01\0(..)\0\x08g:loc/ql\0\x01\0{3}\x10\x22\x0E\x1A\x0C(\x0A\x0A\x0D.{4}\x15.{4})"
+# A GLocReply with status 0, that position within 150 m and a platform key; and one with status 1.
+FOUND = bytes.fromhex("0800 1211 120F") + LATLNG + bytes.fromhex("189601 1A036B6579")
+NOT_FOUND = bytes.fromhex("0801")
 # A varint that never ends.
 UNREADABLE = b"\x08" + b"\xff" * 20
 
+OK, BINARY = b"HTTP/1.1 200 x\r\n", b"Content-Type: application/binary"
+
+
+def block(request_id, payload=NOT_FOUND, status=200, encodings=b""):
+    """A reply block: the length of what follows the type, the type 8100, request id, status,
+    encodings, a number without meaning, payload."""
+    return ((10 + len(encodings) + len(payload)).to_bytes(4, "big") + b"\x81\x00"
+            + request_id.to_bytes(2, "big") + status.to_bytes(2, "big")
+            + len(encodings).to_bytes(2, "big") + encodings + bytes(4) + payload)
+
+
+def body(*blocks, version=1):
+    return version.to_bytes(2, "big") + b"".join(blocks)
+
+
+def http(content, status=200, header=BINARY, length=None):
+    length = len(content) if length is None else length
+    return b"HTTP/1.1 %d x\r\n%b\r\nContent-Length: %d\r\n\r\n" % (status, header, length) + content
+
+
+def answers(post):
+    """The body that answers each request, the last first, with the fix that ends it."""
+    requests = re.findall(REQUEST, post, re.DOTALL)
+    return body(*(block(int.from_bytes(request_id, "big"), FOUND.replace(LATLNG, fix))
+                  for request_id, fix in reversed(requests)))
+
+
+def one_by_one(post):
+    for byte in http(answers(post)):
+        time.sleep(0.001)
+        yield bytes((byte,))
+
+
+def cut(length, end):
+    """Sends the first bytes of an answer whose head has 75 bytes and whose body has 46."""
+    return Reply(lambda post: [http(answers(post))[:length]], end)
+
+
+def found(header):
+    return Reply(lambda post: [http(answers(post), header=header)])
+
+
+def chunks(post):
+    yield OK + BINARY + b"\r\nTransfer-Encoding: chunked\r\n\r\n"
+    yield b"%x\r\n%b\r\n0\r\n\r\n" % (len(answers(post)), answers(post))
+
+
+def redirect(url):
+    return Reply(http(b"", 302, b"Location: " + url))
+
+
+def flood(head, piece=bytes(MIB)):
+    """Sends 64 MiB behind a head."""
+    return Reply(lambda _: [head] + [piece] * (64 * MIB // len(piece)), CLOSE)
+
+
+def bomb():
+    """64 MiB of zeros, in gzip."""
+    deflater = zlib.compressobj(wbits=31)
+    return b"".join(deflater.compress(bytes(MIB)) for _ in range(64)) + deflater.flush()
+
+
+class Case(NamedTuple):
+    name: str
+    # Those of a raw server, or the faults of a kesu-server.
+    replies: list
+    exit_status: int
+    # For each lookup a position, nothing, or the kind and status of the error.
+    outcomes: list
+    posts: int = 1
+    options: tuple = ()
+    certificate: str = ""
+
+
+POSITION, NOTHING = "position", "nothing"
+NO_REPLY, NO_ANSWER, VERSION = [("failure", 0)], [("malformed", -3)], [("malformed", 2)]
+TIMEOUT, BRIEFLY = [("timeout", 0)], ("--timeout", "0.5")
+TRACED, TRUSTING = ("--trace",), ("--ca-file", "{folder}/authority.pem")
+ANSWER, BAD_GATEWAY = found(BINARY), Reply(http(b"", 502))
+
+CASES = [
+    Case("an ordinary server", [ANSWER], 0, [POSITION]),
+    Case("64 lookups", [ANSWER], 0, [POSITION] * 64),
+    Case("one byte at a time", [Reply(one_by_one)], 0, [POSITION]),
+    Case("nobody listens", [], 3, NO_REPLY, 0),
+    Case("reset before any byte", [Reply(b"", RESET)], 3, NO_REPLY),
+    Case("reset within the head", [cut(30, RESET)], 5, NO_ANSWER, 2),
+    Case("reset within the body", [cut(110, RESET)], 5, NO_ANSWER, 2),
+    Case("closed before any byte", [Reply(b"", CLOSE)], 3, NO_REPLY),
+    Case("closed within the head", [cut(30, CLOSE)], 5, NO_ANSWER, 2),
+    Case("closed within the body", [cut(110, CLOSE)], 5, NO_ANSWER, 2),
+    Case("stalled before any byte", [Reply(b"", STALL)], 4, TIMEOUT * 3, 1, BRIEFLY),
+    Case("stalled within the head", [cut(30, STALL)], 4, TIMEOUT, 1, BRIEFLY),
+    Case("stalled within the body", [cut(110, STALL)], 4, TIMEOUT, 1, BRIEFLY),
+    # What is sent again travels in POSTs of its own; here the first of three was answered.
+    Case("broken off once", [cut(140, RESET), ANSWER], 0, [POSITION] * 3, 3),
+    Case("bad gateway once", [BAD_GATEWAY, ANSWER], 0, [POSITION] * 3, 4),
+    Case("closed behind a reply", [BAD_GATEWAY._replace(end=CLOSE), ANSWER], 0, [POSITION] * 3, 4),
+    # The transport notices that it was the kept connection, and sends again.
+    Case("closed at the next POST", [BAD_GATEWAY, Reply(b"", CLOSE), ANSWER], 0, [POSITION], 3),
+    Case("reset at the next POST", [BAD_GATEWAY, Reply(b"", RESET), ANSWER], 0, [POSITION], 3),
+    Case("redirect loop", [redirect(b"/m/appreq/cllDovi")], 3, [("failure", 302)], 11),
+    Case("redirect to a file", [redirect(b"file:///etc/hostname")], 3, [("failure", 302)]),
+    Case("redirect to FTP", [redirect(b"ftp://127.0.0.1/")], 3, [("failure", 302)]),
+    Case("64 MiB", [flood(http(b"", length=64 * MIB))], 5, [("malformed", 200)]),
+    Case("64 MiB, no length", [flood(OK + BINARY + b"\r\n\r\n")], 5, [("malformed", 200)]),
+    Case("64 MiB of headers", [flood(OK, b"X:" + b"x" * 1020 + b"\r\n")], 5, NO_ANSWER, 2),
+    Case("64 MiB of one header", [flood(OK, b"X" * MIB)], 5, NO_ANSWER, 2),
+    # The inflater keeps 4096 bytes at most, and zeros are no fields.
+    Case("64 MiB compressed", [Reply(http(body(block(0, bomb(), 200, b"g"))))], 1, [NOTHING]),
+    *[Case(f"status {status}", [Reply(http(b"sorry", status))], 3, [("failure", status)])
+      for status in (404, 500, 501, 503, 550)],
+    Case("status 502", [BAD_GATEWAY], 3, [("failure", -3)], 2),
+    Case("another content type", [found(b"Content-Type: text/html")], 5, NO_ANSWER, 2),
+    Case("content-type in lower case", [found(BINARY.lower())], 5, NO_ANSWER, 2),
+    Case("another protocol", [Reply(b"220 ready\r\n" * 9, CLOSE)], 3, NO_REPLY),
+    Case("garbage", [Reply(http(bytes(reversed(range(256)))))], 5, VERSION),
+    Case("an empty body", [Reply(http(b""))], 5, VERSION),
+    Case("another version", [Reply(http(body(block(0), version=2)))], 5, VERSION),
+    Case("chunks", [Reply(chunks)], 5, VERSION),
+    Case("a block cut short", [Reply(http(body(block(0))[:-1]))], 5, NO_ANSWER, 2),
+    Case("an answer to another request", [Reply(http(body(block(7))))], 5, NO_ANSWER, 2),
+    Case("refused, unreadable and not found",
+         [Reply(http(body(block(2), block(1, UNREADABLE), block(0, status=400))))], 3,
+         [("failure", 400), ("malformed", 200), NOTHING]),
+    Case("TLS", [ANSWER], 0, [POSITION], 1, TRUSTING, "sound"),
+    Case("TLS, unknown authority", [ANSWER], 3, NO_REPLY, 0, TRACED, "sound"),
+    Case("TLS, another name", [ANSWER], 3, NO_REPLY, 0, TRACED + TRUSTING, "other-name"),
+    Case("TLS, expired", [ANSWER], 3, NO_REPLY, 0, TRACED + TRUSTING, "expired"),
+    Case("kesu-server", ["encoding=n"], 0, [POSITION] * 900, 2),
+    Case("fault status", ["status=502:1", "status=204"], 3, [("failure", 204)], 2),
+    Case("fault delay", ["delay=60000"], 4, TIMEOUT, 1, BRIEFLY),
+    Case("fault drop", ["drop"], 3, NO_REPLY),
+    Case("fault cut", ["cut=1"], 5, VERSION),
+    Case("fault chunked", ["chunked"], 5, VERSION),
+    Case("fault content-type", ["content-type=text/html:1"], 0, [POSITION], 2),
+    Case("fault version", ["version=2"], 5, VERSION),
+    Case("fault garbage", ["garbage"], 5, VERSION),
+    Case("fault omit", ["omit=2:1"], 0, [POSITION] * 4, 3),
+    Case("fault encoding", ["encoding=g"], 1, [NOTHING]),
+    Case("fault redirect", ["redirect={other}/m/appreq/cllDovi"], 0, [POSITION]),
+]
+
+# What no case may need more than an ordinary lookup, and far longer than any takes.
+MAX_MEMORY_KIB = 40 << 10
+MAX_SECONDS = 20
+
+REVERSE = ("reverse", "38.71,-9.14")
+SEEN, HELP = r"kesu: 38\.71000, -9\.14000: ", r'\nTry "kesu --help"\.'
+HTTP_TEST, FAILED = ("httptest",), "SetHeaderTest failed\n"
+REFUSED = http(body(block(0, b"", 400)))
+
+# What a server does, or none is asked; the command line; exit status; both outputs.
+TEXTS = [
+    (Reply(b"", CLOSE), REVERSE, 3, "", SEEN + "the service cannot be reached, or its "
+     "certificate is not accepted; --trace shows why"),
+    (Reply(http(b"", 550)), REVERSE, 3, "", SEEN + "the service answered with HTTP status 550"),
+    (Reply(REFUSED), REVERSE, 3, "", SEEN + "the service refused with status 400"),
+    (Reply(http(b"")), REVERSE, 5, "", SEEN + "the reply is malformed, broke off or is "
+     "too large"),
+    (Reply(b"", STALL), (*BRIEFLY, *REVERSE), 4, "", SEEN + "no answer in time"),
+    (Reply(http(b"Accept: */*\n")), HTTP_TEST, 3, FAILED, ""),
+    (Reply(b"", STALL), (*BRIEFLY, *HTTP_TEST), 4, "", "kesu: no answer in time"),
+    (None, (), 2, "", "kesu: .*command.*" + HELP),
+    (None, ("--ca-file", "/nonexistent", *REVERSE), 2, "", "kesu: .*/nonexistent.*" + HELP),
+    (None, ("--server", "http://" + "x" * 100, *REVERSE), 2, "", "kesu: .*server.*" + HELP),
+    (None, ("decode", "/"), 2, "", 'kesu: "/" cannot be read: .+'),
+    (None, ("--version",), 0, r"kesu \S+\n", ""),
+    (None, ("--help",), 0, r"Usage:\n(.*\n)+", ""),
+]
+
+CERTIFICATES = """
+openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -keyout key.pem \\
+  -subj /CN=authority -out authority.pem
+certify() {
+  openssl req -new -key key.pem -subj /CN=server -addext subjectAltName=IP:$2 |
+    openssl x509 -req -copy_extensions copy -CA authority.pem -CAkey key.pem -days $3 -out $1.pem
+}
+certify sound 127.0.0.1 2
+certify other-name 127.0.0.2 2
+certify expired 127.0.0.1 -1
+"""
+
+
+def outcome(line, number):
+    result = json.loads(line)
+    if error := result.get("error"):
+        return error["kind"], error["status"]
+    known = {(float(f"38.{7166667 + number}"), -9.1333333): POSITION, (None, None): NOTHING}
+    return known[result["latitude"], result["longitude"]]
+
 
 class Failures(unittest.TestCase):
-    def check_failure(self, server, exit_status, kind, message, status):
-        run = kesu(*POINT, server=server)
-        self.assertEqual((run.returncode, run.stdout, run.stderr),
-                         (exit_status, "", f"kesu: 38.71000, -9.14000: {message}\n"))
-        self.assertEqual(
-            kesu_json(*POINT, server=server),
-            (exit_status,
-             [{"latitude": 38.71, "longitude": -9.14,
-               "error": {"kind": kind, "status": status, "message": message}}]))
+    @contextlib.contextmanager
+    def server_of(self, case):
+        """Yields the URL of the server, and a function that counts the POSTs that came."""
+        if not case.replies:
+            with socket.socket() as bound:
+                bound.bind(("127.0.0.1", 0))
+                yield f"http://127.0.0.1:{bound.getsockname()[1]}", lambda: 0
+        elif isinstance(case.replies[0], str):
+            with serving(ANSWER) as other, \
+                    kesu_server(*(f.format(other=other.url) for f in case.replies)) as (url, end):
+                yield url, lambda: len(end())
+        else:
+            tls = None
+            if case.certificate:
+                tls = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+                path = self.folder + "/"
+                tls.load_cert_chain(path + case.certificate + ".pem", path + "key.pem")
+            with serving(*case.replies, tls=tls) as server:
+                yield server.url, lambda: len(server.bodies)
 
-    def test_nobody_listens(self):
-        self.check_failure(f"http://127.0.0.1:{free_port()}", 3, "failure",
-                           "the service cannot be reached", 0)
+    def run_case(self, case):
+        arguments = ["--json", *(word.format(folder=self.folder) for word in case.options)]
+        for i in range(len(case.outcomes)):
+            arguments += ["--next" if i else "locate", "--gps", f"38.{7166667 + i},-9.1333333"]
+        with self.server_of(case) as (url, count_posts):
+            return kesu(*arguments, server=url), count_posts()
 
-    def test_http_failures(self):
-        for http_status, status in ((404, 404), (500, 500), (501, 501), (550, 550), (502, -3)):
-            with self.subTest(http_status=http_status), \
-                    answering(b"sorry", http_status, "text/plain") as server:
-                self.check_failure(server, 3, "failure",
-                                   f"the service answered with HTTP status {http_status}", status)
+    def test_cases(self):
+        with tempfile.TemporaryDirectory() as self.folder, \
+                concurrent.futures.ThreadPoolExecutor(8) as pool:
+            subprocess.run(["sh", "-ec", CERTIFICATES], cwd=self.folder, check=True,
+                           capture_output=True)
+            ran = list(pool.map(self.run_case, CASES))
+        for case, (run, posts) in zip(CASES, ran, strict=True):
+            with self.subTest(case.name):
+                outcomes = [outcome(line, i) for i, line in enumerate(run.stdout.splitlines())]
+                self.assertEqual((run.returncode, outcomes, posts),
+                                 (case.exit_status, case.outcomes, case.posts))
+                # Only the trace says what is wrong with a certificate.
+                error = "CURLMsg:.* certificate " if "--trace" in case.options else r"\A\Z"
+                self.assertRegex(run.stderr, error)
+                self.assertLess(run.peak_kib, ran[0][0].peak_kib + MAX_MEMORY_KIB)
+                self.assertLess(run.seconds, MAX_SECONDS)
 
-    def test_one_request_is_refused(self):
-        with answering(reply((0, 400, b""))) as server:
-            self.check_failure(server, 3, "failure", "the service refused with status 400", 400)
-
-    def test_malformed_replies(self):
-        for what, server, status in (
-                ("no reply at all", answering(b""), 2),
-                ("a page", answering(b"<html>", content_type="text/html"), -3),
-                ("noise", answering(bytes(reversed(range(256)))), 2),
-                ("noise behind the version", answering(b"\x00\x01" + b"\xff" * 999), -3),
-                ("another version", answering(reply((0, 200, NOT_FOUND), version=2)), 2),
-                ("a block cut short", answering(reply((0, 200, NOT_FOUND))[:-1]), -3),
-                ("an answer to another request", answering(reply((7, 200, NOT_FOUND))), -3),
-                ("an unreadable answer", answering(reply((0, 200, UNREADABLE))), 200)):
-            with self.subTest(what), server as url:
-                self.check_failure(url, 5, "malformed", "the reply is malformed", status)
-
-    def test_the_worst_of_several_counts(self):
-        for blocks, exit_status in (
-                ([(0, 200, NOT_FOUND), (1, 200, EMPTY)], 1),
-                ([(0, 200, UNREADABLE), (1, 200, EMPTY)], 5),
-                ([(1, 400, b""), (0, 200, UNREADABLE)], 3)):
-            with self.subTest(blocks=blocks), answering(reply(*blocks)) as server:
-                status, results = kesu_json("reverse", "1,1", "2,2", server=server)
-                self.assertEqual(status, exit_status)
-                for request_id, block_status, payload in blocks:
-                    is_bad = block_status != 200 or payload == UNREADABLE
-                    self.assertEqual("error" in results[request_id], is_bad)
-                    self.assertEqual(results[request_id]["latitude"], request_id + 1)
-
-    def test_no_answer_in_time(self):
-        with silent() as (server, _):
-            begin = time.monotonic()
-            self.assertEqual(
-                kesu_json("--timeout", "0.7", "locate", "--gps", "1,1", "--next", "--gps", "2,2",
-                          server=server),
-                (4, [{"error": {"kind": "timeout", "status": 0,
-                                "message": "no answer in time"}}] * 2))
-            elapsed_s = time.monotonic() - begin
-            self.assertGreaterEqual(elapsed_s, 0.7)
-            self.assertLess(elapsed_s, 20)
+    def test_texts(self):
+        for reply, arguments, exit_status, output, error in TEXTS:
+            with self.subTest(arguments), serving(reply) as server:
+                run = kesu(*arguments, server=reply and server.url)
+                self.assertEqual(run.returncode, exit_status)
+                self.assertRegex(run.stdout, rf"\A{output}\Z")
+                self.assertRegex(run.stderr, rf"\A{error}\n?\Z")
 
     def test_signals_end_it(self):
+        asked = threading.Semaphore(0)
         for number in (signal.SIGINT, signal.SIGTERM):
-            with self.subTest(number), silent() as (server, listener):
-                run = subprocess.Popen([KESU, "--server", server, *POINT], stdout=subprocess.PIPE,
-                                       stderr=subprocess.PIPE, text=True)
-                connection, _ = listener.accept()
+            with serving(Reply(lambda _: asked.release() or [], STALL)) as server:
+                run = subprocess.Popen([KESU, "--server", server.url, *REVERSE],
+                                       stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+                self.assertTrue(asked.acquire(timeout=PATIENCE_S))
                 run.send_signal(number)
-                self.assertEqual(run.communicate(timeout=PATIENCE_S), ("", ""))
+                self.assertEqual(run.communicate(timeout=PATIENCE_S), (b"", b""))
                 self.assertEqual(run.returncode, -number)
-                connection.close()
-
-
-class Usage(unittest.TestCase):
-    def test_wrong_usage(self):
-        for arguments, named in (
-                ([], "command"),
-                (["locate", "--cell", "1,2"], "MCC,MNC,AREA,CELL"),
-                (["--ca-file", "/nonexistent", *POINT], "/nonexistent"),
-                (["--server", "http://" + "x" * 100, *POINT], "server")):
-            with self.subTest(arguments=arguments):
-                run = kesu(*arguments)
-                self.assertEqual((run.returncode, run.stdout), (2, ""))
-                self.assertRegex(run.stderr, r"\Akesu: .*\nTry \"kesu --help\"\.\n\Z")
-                self.assertIn(named, run.stderr)
-
-    def test_help_and_version(self):
-        for arguments, begin in ((["--help"], "Usage:\n"), (["--version"], "kesu ")):
-            run = kesu(*arguments)
-            self.assertEqual((run.returncode, run.stderr), (0, ""))
-            self.assertTrue(run.stdout.startswith(begin))
-
-
-if __name__ == "__main__":
-    unittest.main()

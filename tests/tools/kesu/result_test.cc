@@ -1,49 +1,68 @@
 #include "tools/kesu/result.h"
 
-#include <utility>
 #include <vector>
 
 #include <doctest/doctest.h>
 
+#include "tools/kesu/output.h"
+
 namespace {
 
+using kesu_tool::Command;
 using kesu_tool::Outcome;
 using kesu_tool::Result;
 
-TEST_CASE("the outcome of a failed request") {
-  const struct {
-    const char* what;
-    int status;
-    int http_status;
-    Outcome outcome;
-  } cases[] = {
-      {"no connection", 0, 0, Outcome::kFailed},
-      {"bad gateway, retries used up", -3, 502, Outcome::kFailed},
-      {"an HTTP status of success, yet none that carries a reply", 204, 204, Outcome::kFailed},
-      {"the one request refused", 400, 200, Outcome::kFailed},
-      {"the one request failed, status 0", 0, 200, Outcome::kFailed},
-      {"answer that cannot be read", 200, 200, Outcome::kMalformed},
-      {"other protocol version", 2, 200, Outcome::kMalformed},
-      {"replies without an answer, retries used up", -3, 200, Outcome::kMalformed},
-  };
-  for (const auto& row : cases) {
-    CAPTURE(row.what);
-    CHECK(kesu_tool::ClassifyFailure(row.status, row.http_status) == row.outcome);
-  }
+/// The exit status of a run with results of these outcomes.
+int ExitStatusOf(const std::vector<Outcome>& outcomes) {
+  std::vector<Result> results;
+  for (const Outcome outcome : outcomes) results.emplace_back().outcome = outcome;
+  return kesu_tool::ExitStatus(results);
 }
 
-TEST_CASE("the exit status is that of the worst outcome") {
-  const std::pair<std::vector<Outcome>, int> cases[] = {
-      {{Outcome::kFound}, 0},
-      {{Outcome::kFound, Outcome::kNothingFound, Outcome::kFound}, 1},
-      {{Outcome::kNothingFound, Outcome::kMalformed, Outcome::kFound}, 5},
-      {{Outcome::kMalformed, Outcome::kTimedOut}, 4},
-      {{Outcome::kTimedOut, Outcome::kMalformed, Outcome::kFailed}, 3},
+TEST_CASE("failures, where no server of the tests can bring them about") {
+  CHECK(kesu_tool::ClassifyFailure(0, 200) == Outcome::kFailed);
+  CHECK(ExitStatusOf({Outcome::kMalformed, Outcome::kTimedOut}) == 4);
+  CHECK(ExitStatusOf({Outcome::kTimedOut, Outcome::kFailed}) == 3);
+}
+
+TEST_CASE("what is printed") {
+  Result located;
+  located.outcome = Outcome::kFound;
+  located.point = {-38.7154581, 9.25};
+  Result with_all = located;
+  with_all.accuracy_m = 16;
+  with_all.platform_key = "key 1";
+  Result nowhere;
+  nowhere.outcome = Outcome::kNothingFound;
+  nowhere.point = {0, -150};
+  // What a server sends stays on its line and leaves the terminal alone.
+  Result hostile = located;
+  hostile.address = "a\x1B[2J\nb\xC2\x9Bz\xFF \"";
+  hostile.features = {"Lisbon", hostile.address};
+  const struct {
+    Command command;
+    Result result;
+    const char* json = nullptr;
+    const char* text = nullptr;
+  } cases[] = {
+      {Command::kLocate, with_all,
+       R"({"latitude":-38.7154581,"longitude":9.25,"accuracy_m":16,"platform_key":"key 1"})",
+       "-38.71546, 9.25000, within 16 m, platform key key 1"},
+      {Command::kLocate, located,
+       R"({"latitude":-38.7154581,"longitude":9.25,"accuracy_m":null,"platform_key":null})",
+       "-38.71546, 9.25000"},
+      {Command::kReverse, nowhere,
+       R"({"latitude":0.0,"longitude":-150.0,"address":null,"features":[]})",
+       "0.00000, -150.00000: nothing found"},
+      {Command::kReverse, hostile,
+       "{\"latitude\":-38.7154581,\"longitude\":9.25,"
+       "\"address\":\"a\\u001b[2J\\nb\xC2\x9Bz\xEF\xBF\xBD \\\"\","
+       "\"features\":[\"Lisbon\",\"a\\u001b[2J\\nb\xC2\x9Bz\xEF\xBF\xBD \\\"\"]}",
+       "-38.71546, 9.25000: a [2J b z\xEF\xBF\xBD \"\n  Lisbon"},
   };
-  for (const auto& [outcomes, exit_status] : cases) {
-    std::vector<Result> results;
-    for (const Outcome outcome : outcomes) results.emplace_back().outcome = outcome;
-    CHECK(kesu_tool::ExitStatus(results) == exit_status);
+  for (const auto& [command, result, json, text] : cases) {
+    CHECK(FormatJson(command, result) == json);
+    CHECK(FormatText(command, result) == text);
   }
 }
 

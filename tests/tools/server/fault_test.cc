@@ -1,215 +1,112 @@
 #include "tools/kesu-server/fault.h"
 
-#include <optional>
 #include <string>
+#include <vector>
 
 #include <doctest/doctest.h>
 
-#include "support/bytes.h"
 #include "tools/kesu-server/fault_effects.h"
 
 namespace {
 
-using kesu_server::Delivery;
 using kesu_server::Fault;
-using kesu_server::FaultKind;
-using kesu_server::FaultPlan;
 using kesu_server::ParseFault;
-using kesu_server::Reply;
 using kesu_server::ReplyContent;
-using kesu_test::Bytes;
-using kesu_test::ToHex;
-using kesu_test::ViewOf;
 
-Fault Parsed(const char* words) {
+Fault Parsed(const std::string& words) {
   std::string error;
   const std::optional<Fault> fault = ParseFault(words, &error);
   REQUIRE_MESSAGE(fault, words, ": ", error);
+  CHECK(fault->words == words);
   return *fault;
 }
 
 TEST_CASE("faults as they are asked for") {
-  struct Case {
-    const char* words;
-    FaultKind kind;
+  const struct {
+    std::string words;
     std::optional<int> uses;
     int number;
     const char* text;
+  } cases[] = {
+      {"status=502:2", 2, 502, ""},
+      {"delay=3600000", {}, 3600000, ""},
+      {"drop:1", 1, 0, ""},
+      {"cut=2147483647", {}, 2147483647, ""},
+      {"content-type=a=b:c", {}, 0, "a=b:c"},
+      {"content-type=a:1", 1, 0, "a"},
+      {"version=65535", {}, 65535, ""},
+      {"redirect=http://127.0.0.1:8642/", {}, 0, "http://127.0.0.1:8642/"},
+      {"redirect=https://[::1]:1/x?a=b:4", 4, 0, "https://[::1]:1/x?a=b"},
   };
-  constexpr Case kCases[] = {
-      {"status=502", FaultKind::kStatus, std::nullopt, 502, ""},
-      {"status=502:2", FaultKind::kStatus, 2, 502, ""},
-      {"delay=0", FaultKind::kDelay, std::nullopt, 0, ""},
-      {"drop", FaultKind::kDrop, std::nullopt, 0, ""},
-      {"drop:1", FaultKind::kDrop, 1, 0, ""},
-      {"cut=2147483647", FaultKind::kCut, std::nullopt, 2147483647, ""},
-      {"chunked:3", FaultKind::kChunked, 3, 0, ""},
-      {"content-type=a=b:c", FaultKind::kContentType, std::nullopt, 0, "a=b:c"},
-      {"content-type=a:1", FaultKind::kContentType, 1, 0, "a"},
-      {"version=65535", FaultKind::kVersion, std::nullopt, 65535, ""},
-      {"garbage", FaultKind::kGarbage, std::nullopt, 0, ""},
-      {"omit=1", FaultKind::kOmit, std::nullopt, 1, ""},
-      {"encoding=g,n", FaultKind::kEncoding, std::nullopt, 0, "g,n"},
-      {"redirect=http://127.0.0.1:8642/", FaultKind::kRedirect, std::nullopt, 0,
-       "http://127.0.0.1:8642/"},
-      {"redirect=https://[::1]:1/x?a=b:4", FaultKind::kRedirect, 4, 0, "https://[::1]:1/x?a=b"},
-  };
-  for (const Case& c : kCases) {
-    CAPTURE(c.words);
-    const Fault fault = Parsed(c.words);
-    CHECK(fault.kind == c.kind);
-    CHECK(fault.uses_left == c.uses);
-    CHECK(fault.number == c.number);
-    CHECK(fault.text == c.text);
-    CHECK(fault.words == c.words);
+  for (const auto& row : cases) {
+    CAPTURE(row.words);
+    const Fault fault = Parsed(row.words);
+    CHECK(fault.uses_left == row.uses);
+    CHECK(fault.number == row.number);
+    CHECK(fault.text == row.text);
   }
 }
 
 TEST_CASE("faults that nobody can ask for") {
-  constexpr const char* kCases[] = {
-      "",
-      "=",
-      ":",
-      "Drop",
-      "slow=1",
-      "drop ",
-      "drop=",
-      "drop=1",
-      "drop:",
-      "drop:0",
-      "drop:-1",
-      "drop:1x",
-      "drop:2147483648",
-      "drop:1:2",
-      "status",
-      "status=",
-      "status:1",
-      "status=199",
-      "status=600",
-      "status=5e2",
-      "status:2=502",
-      "delay=-1",
-      "delay=3600001",
-      "cut= 1",
-      "version=65536",
-      "omit=0",
-      "content-type",
-      "content-type=",
-      "content-type=a\nb",
-      "encoding=\xC3\xA4",
-      "redirect",
-      "redirect=/path",
-      "redirect=http://127.0.0.1:8642",
-      "redirect=ftp://host/",
-      "redirect=http:",
-      "redirect=http://",
-      "redirect=http://host/a b",
-  };
-  for (const char* words : kCases) {
+  const std::vector<std::string> cases = {
+      "", "=", ":", "Drop", "slow=1",
+      // A count that is none.
+      "drop:", "drop:0", "drop:-1", "drop:1x", "drop:2147483648", "drop:1:2", "status:2=502",
+      // A value where none is taken, and the other way round.
+      "drop ", "drop=", "drop=1", "status", "status=", "status:1", "content-type", "redirect",
+      // A number out of bounds, or none.
+      "status=199", "status=600", "status=5e2", "delay=-1", "delay=3600001", "cut= 1",
+      "version=65536", "omit=0",
+      // A text that does not fit a header.
+      "content-type=", "content-type=a\nb", "encoding=\xC3\xA4",
+      "encoding=" + std::string(65536, 'x'),
+      // No URL with a host and a path.
+      "redirect=/path", "redirect=http://127.0.0.1:8642", "redirect=ftp://host/",
+      "redirect=http:", "redirect=http:///", "redirect=http://host/a b"};
+  for (const std::string& words : cases) {
     CAPTURE(words);
     std::string error;
     CHECK_FALSE(ParseFault(words, &error));
     CHECK_FALSE(error.empty());
   }
-  std::string error;
-  CHECK_FALSE(ParseFault(std::string("encoding=").append(65536, 'x'), &error));
 }
 
 TEST_CASE("each POST uses up the first fault that has uses left") {
-  FaultPlan plan;
+  kesu_server::FaultPlan plan;
   CHECK(plan.Next() == nullptr);
-  for (const char* words : {"drop:2", "status=500:1", "garbage", "chunked:1"}) {
-    plan.Add(Parsed(words));
-  }
-  // The third never runs out, so that the fourth never has its turn.
-  for (const char* words : {"drop:2", "drop:2", "status=500:1", "garbage", "garbage"}) {
+  for (const char* words : {"drop:2", "status=500:1"}) plan.Add(Parsed(words));
+  for (const char* words : {"drop:2", "drop:2", "status=500:1"}) {
     const Fault* const fault = plan.Next();
     REQUIRE(fault != nullptr);
     CHECK(fault->words == words);
   }
-  FaultPlan finite;
-  finite.Add(Parsed("drop:1"));
-  CHECK(finite.Next() != nullptr);
-  CHECK(finite.Next() == nullptr);
+  CHECK(plan.Next() == nullptr);
 }
 
-TEST_CASE("what faults do to the answers") {
-  struct Case {
-    const char* words;
-    const char* body;
-  };
-  // Version 1; per block its length, 81 00, the id, status 200, the encodings, four zeros, "P".
-  constexpr Case kCases[] = {
-      {"drop",
-       "00 01 00 00 00 0B 81 00 00 01 00 C8 00 00 00 00 00 00 50"
-       "      00 00 00 0B 81 00 00 02 00 C8 00 00 00 00 00 00 50"
-       "      00 00 00 0B 81 00 00 03 00 C8 00 00 00 00 00 00 50"},
-      {"version=513",
-       "02 01 00 00 00 0B 81 00 00 01 00 C8 00 00 00 00 00 00 50"
-       "      00 00 00 0B 81 00 00 02 00 C8 00 00 00 00 00 00 50"
-       "      00 00 00 0B 81 00 00 03 00 C8 00 00 00 00 00 00 50"},
-      {"omit=2",
-       "00 01 00 00 00 0B 81 00 00 01 00 C8 00 00 00 00 00 00 50"
-       "      00 00 00 0B 81 00 00 03 00 C8 00 00 00 00 00 00 50"},
-      {"omit=1", "00 01"},
-      {"encoding=,n",
-       "00 01 00 00 00 0D 81 00 00 01 00 C8 00 02 2C 6E 00 00 00 00 50"
-       "      00 00 00 0D 81 00 00 02 00 C8 00 02 2C 6E 00 00 00 00 50"
-       "      00 00 00 0D 81 00 00 03 00 C8 00 02 2C 6E 00 00 00 00 50"},
-  };
-  for (const Case& c : kCases) {
-    CAPTURE(c.words);
-    ReplyContent content{1, {{1, 200, "P"}, {2, 200, "P"}, {3, 200, "P"}}};
-    kesu_server::SpoilContent(Parsed(c.words), &content);
-    CHECK(ToHex(ViewOf(kesu_server::WriteReplyBody(content))) == ToHex(Bytes(c.body)));
-  }
+ReplyContent Spoiled(const char* words, ReplyContent content) {
+  kesu_server::SpoilContent(Parsed(words), &content);
+  return content;
+}
+
+TEST_CASE("every second answer is omitted") {
+  const ReplyContent content =
+      Spoiled("omit=2", {1, {{11, 200, ""}, {12, 200, ""}, {13, 200, ""}, {14, 200, ""}}});
+  REQUIRE(content.blocks.size() == 2);
+  CHECK(content.blocks[0].id == 11);
+  CHECK(content.blocks[1].id == 13);
 }
 
 TEST_CASE("the encoding g is gzip, once for each time that it is listed") {
-  ReplyContent content{1, {{1, 200, std::string(1000, 'P')}}};
-  kesu_server::SpoilContent(Parsed("encoding=g,x"), &content);
-  const std::string once = content.blocks[0].payload;
-  CHECK(once.size() < 100);
-  CHECK(once.substr(0, 3) == "\x1F\x8B\x08");
+  const ReplyContent content = {1, {{1, 200, std::string(1000, 'P')}}};
+  const ReplyContent once = Spoiled("encoding=g,x", content);
+  CHECK(once.blocks[0].encodings == "g,x");
+  const std::string& payload = once.blocks[0].payload;
+  CHECK(payload.size() < 100);
+  CHECK(payload.starts_with("\x1F\x8B\x08"));
   // The last four bytes are the length of what was compressed, least significant byte first.
-  CHECK(once.substr(once.size() - 4) == std::string("\xE8\x03\0\0", 4));
-  CHECK(content.blocks[0].encodings == "g,x");
-
-  content = {1, {{1, 200, once}}};
-  kesu_server::SpoilContent(Parsed("encoding=g"), &content);
-  const std::string twice = content.blocks[0].payload;
-  content = {1, {{1, 200, std::string(1000, 'P')}}};
-  kesu_server::SpoilContent(Parsed("encoding=g,n,g"), &content);
-  CHECK(content.blocks[0].payload == twice);
-}
-
-TEST_CASE("what faults do to the reply") {
-  const auto spoiled = [](const char* words) {
-    Reply reply = kesu_server::MakeReply(200, "application/binary", "12345678");
-    kesu_server::SpoilReply(Parsed(words), &reply);
-    CHECK(reply.fault == words);
-    return reply;
-  };
-  CHECK(spoiled("version=2").body == "12345678");
-  CHECK(spoiled("status=404").status == 404);
-  CHECK(spoiled("status=204").body.empty());
-  CHECK(spoiled("delay=7").delay_ms == 7);
-  CHECK(spoiled("drop").delivery == Delivery::kNone);
-  CHECK(spoiled("cut=3").delivery == Delivery::kCut);
-  CHECK(spoiled("cut=3").sent_body_bytes == 3);
-  CHECK(spoiled("cut=3").body.size() == 8);
-  CHECK(spoiled("chunked").delivery == Delivery::kChunked);
-  CHECK(spoiled("chunked").headers ==
-        kesu_server::HttpHeaders{{"Content-Type", "application/binary"}});
-  CHECK(spoiled("content-type=a/b").headers ==
-        kesu_server::HttpHeaders{{"Content-Length", "8"}, {"Content-Type", "a/b"}});
-  const Reply garbage = spoiled("garbage");
-  CHECK(garbage.body.size() == 8);
-  CHECK(garbage.body != "12345678");
-  CHECK(garbage.body == spoiled("garbage").body);
-  const Reply redirect = spoiled("redirect=http://h/");
-  CHECK(redirect.status == 302);
-  CHECK(redirect.headers.back() == std::pair<std::string, std::string>("Location", "http://h/"));
+  CHECK(payload.ends_with(std::string("\xE8\x03\0\0", 4)));
+  CHECK(Spoiled("encoding=g,n,g", content).blocks[0].payload ==
+        Spoiled("encoding=g", once).blocks[0].payload);
 }
 
 }  // namespace

@@ -6,164 +6,67 @@
 #include <doctest/doctest.h>
 
 #include "support/bytes.h"
-#include "tools/server/test_world.h"
 
 namespace {
 
 using kesu_server::HttpHeaders;
-using kesu_server::HttpRequest;
-using kesu_server::LocationService;
 using kesu_server::Reply;
-using kesu_server::RequestHandler;
 using kesu_server::ServiceRequest;
 using kesu_test::Bytes;
 using kesu_test::TextOf;
+using kesu_test::ToHex;
+using kesu_test::ViewOf;
 
-/// The handler with the location service, and what it reports.
-struct Server {
-  Server() {
-    handler.AddService(LocationService::kName, [this](const ServiceRequest& request) {
-      return world.service.Answer(request);
-    });
-  }
+const std::string kPath = "/m/appreq/cllDovi";
+const HttpHeaders kBinary = {{"X-Test", "one"}, {"content-type", "Application/Binary ; v=1"}};
 
-  Reply Send(std::string method, std::string content_type, std::string_view body) {
-    return handler.Handle({std::move(method),
-                           "/m/appreq/cllDovi",
-                           {{"X-Test", "one"}, {"content-type", std::move(content_type)}},
-                           body,
-                           false});
-  }
-
-  kesu_test::TestWorld world;
-  std::vector<std::string> reports;
-  RequestHandler handler{[this](const std::string& line) { reports.push_back(line); }};
-};
-
-std::string Header(const Reply& reply, const std::string& name) {
-  for (const auto& [key, value] : reply.headers) {
-    if (key == name) return value;
-  }
-  return "(none)";
-}
-
-constexpr char kHeaderBlock[] =
-    "00 01  00 00 00 0D 00 01  00 01 74  00 00 00 00 00 00 00 2A  00 00 ";
-
-TEST_CASE("a POST with a location request and one for an unknown service") {
-  Server server;
-  const auto post = TextOf(Bytes(std::string(kHeaderBlock) +
-                                 // Request 7 for "g:loc/ql", 35 bytes of payload.
-                                 "00 00 00 35 01 00  00 07  00 08 67 3A 6C 6F 63 2F 71 6C  00 01 "
-                                 "00 00 00 23 "
-                                 // The platform key "key-1".
-                                 "0A 07 42 05 6B 65 79 2D 31 "
-                                 // An element with the cell 001-01, area 1, cell 1001 at -80 dBm.
-                                 "22 18 0A 16 0A 14 08 01 10 01 18 01 20 E9 07 "
-                                 "28 B0 FF FF FF FF FF FF FF FF 01 "
-                                 // Request 8 for "x".
-                                 "00 00 00 0B 01 00  00 08  00 01 78  00 00  00 00 00 00"));
-  const Reply reply = server.Send("POST", "application/binary", post);
-  CHECK(reply.status == 200);
-  CHECK(Header(reply, "Content-Type") == "application/binary");
-  CHECK(Header(reply, "Content-Length") == std::to_string(reply.body.size()));
-  const auto expected = Bytes(
-      "00 01  00 00 00 28 81 00  00 07  00 C8  00 00  00 00 00 00 "
-      // Status 0; an element with status 0, 10 N 20 E within 159 m; the key.
-      "08 00  12 13 08 00 12 0F 0A 0A 0D 00 E1 F5 05 15 00 C2 EB 0B 18 9F 01 "
-      "1A 05 6B 65 79 2D 31 "
-      // Request 8: status 404, no payload.
-      "00 00 00 0A 81 00  00 08  01 94  00 00  00 00 00 00");
-  CHECK(kesu_test::ToHex(kesu_test::ViewOf(reply.body)) == kesu_test::ToHex(expected));
-  CHECK(server.reports.empty());
-}
-
-TEST_CASE("a payload that is no message fails its own request only") {
-  Server server;
-  // A platform profile said to be 5 bytes long, of which there is one.
-  const auto post = TextOf(Bytes(std::string(kHeaderBlock) +
-                                 "00 00 00 15 01 00  00 07  00 08 67 3A 6C 6F 63 2F 71 6C  00 01 "
-                                 "00 00 00 03 0A 05 42"));
-  const Reply reply = server.Send("POST", "application/binary", post);
-  CHECK(reply.status == 200);
-  CHECK(kesu_test::ToHex(kesu_test::ViewOf(reply.body)) ==
-        "00 01 00 00 00 0A 81 00 00 07 01 90 00 00 00 00 00 00");
-}
-
-TEST_CASE("a multipart request is none of the location service") {
-  Server server;
-  const auto post = TextOf(Bytes(std::string(kHeaderBlock) +
-                                 "00 00 00 0E 01 01  00 07  00 08 67 3A 6C 6F 63 2F 71 6C  00 01"));
-  CHECK(kesu_test::ToHex(kesu_test::ViewOf(server.Send("POST", "application/binary", post).body)) ==
-        "00 01 00 00 00 0A 81 00 00 07 01 90 00 00 00 00 00 00");
-}
-
-TEST_CASE("faults are for POSTs that are answered") {
-  Server server;
-  std::string error;
-  kesu_server::FaultPlan faults;
-  faults.Add(*kesu_server::ParseFault("status=503:1", &error));
-  server.handler.set_faults(&faults);
-  CHECK(server.Send("GET", "", "").status == 200);
-  CHECK(server.Send("POST", "text/plain", "").status == 415);
-  CHECK(server.Send("POST", "application/binary", "").status == 400);
-  const std::string post = TextOf(Bytes(kHeaderBlock));
-  CHECK(server.Send("POST", "application/binary", post).status == 503);
-  CHECK(server.Send("POST", "application/binary", post).status == 200);
-}
-
-TEST_CASE("what is refused, and how") {
-  struct Case {
-    const char* description;
-    const char* method;
-    const char* content_type;
-    const char* body;
+TEST_CASE("what is answered to what") {
+  // Version 1 and a header block; request 7 for "x" with "AB"; request -2 for "y".
+  const std::string post =
+      TextOf(Bytes("00 01  00 00 00 0D 00 01  00 01 74  00 00 00 00 00 00 00 2A  00 00 "
+                   "00 00 00 0D 01 00  00 07  00 01 78  00 00  00 00 00 02 41 42 "
+                   "00 00 00 0B 01 00  FF FE  00 01 79  00 00  00 00 00 00"));
+  // Request 7: status 201, "BA". Request -2: status 404 and nothing.
+  const std::string answer =
+      TextOf(Bytes("00 01  00 00 00 0C 81 00  00 07  00 C9  00 00  00 00 00 00 42 41 "
+                   "00 00 00 0A 81 00  FF FE  01 94  00 00  00 00 00 00"));
+  const std::string malformed =
+      "malformed POST: header block: 4 bytes wanted, 1 left, at byte offset 2";
+  const std::string too_short("\0\1\0", 3);
+  const struct {
+    kesu_server::HttpRequest request;
     unsigned status;
-    std::size_t reports;
+    std::string reply;
+  } cases[] = {
+      {{"POST", kPath, kBinary, post}, 200, answer},
+      {{"POST", kPath, kBinary, too_short}, 400, malformed + "\n"},
+      {{"POST", kPath, kBinary, "", true}, 413, "the body is longer than 1048576 bytes\n"},
+      {{"POST", kPath, {{"Content-Type", "application/octet-stream"}}, post},
+       415,
+       "the content type must be application/binary\n"},
+      {{"POST", kPath, {}, post}, 415, "the content type must be application/binary\n"},
+      {{"DELETE", kPath, kBinary, post}, 405, "only GET and POST\n"},
+      {{"GET", kPath, kBinary, ""}, 200, "X-Test: one\ncontent-type: Application/Binary ; v=1\n"},
+      {{"GET", "/", {}, ""}, 404, "nothing here\n"},
+      {{"GET", kPath + "/", {}, ""}, 404, "nothing here\n"},
+      {{"GET", "/m/appreq/clldovi", {}, ""}, 404, "nothing here\n"},
   };
-  constexpr Case kCases[] = {
-      {"no blocks but the header", "POST", "application/binary", kHeaderBlock, 200, 0},
-      {"a content type with a parameter", "POST", "Application/Binary ; v=1", kHeaderBlock, 200, 0},
-      {"another content type", "POST", "application/octet-stream", kHeaderBlock, 415, 0},
-      {"no content type", "POST", "", kHeaderBlock, 415, 0},
-      {"a malformed body", "POST", "application/binary", "00 01 00", 400, 1},
-      {"another method", "DELETE", "application/binary", kHeaderBlock, 405, 0},
-  };
-  for (const Case& c : kCases) {
-    CAPTURE(c.description);
-    Server server;
-    const Reply reply = server.Send(c.method, c.content_type, TextOf(Bytes(c.body)));
-    CHECK(reply.status == c.status);
-    CHECK(Header(reply, "Content-Length") == std::to_string(reply.body.size()));
-    CHECK(server.reports.size() == c.reports);
+  std::vector<std::string> reports;
+  kesu_server::RequestHandler handler([&](const std::string& line) { reports.push_back(line); });
+  handler.AddService("x", [](const ServiceRequest& request) {
+    return kesu_server::ServiceReply{201, {request.payload.rbegin(), request.payload.rend()}};
+  });
+  for (const auto& row : cases) {
+    CAPTURE(row.status);
+    const Reply reply = handler.Handle(row.request);
+    CHECK(reply.status == row.status);
+    CHECK(ToHex(ViewOf(reply.body)) == ToHex(ViewOf(row.reply)));
+    const bool is_binary = row.reply == answer;
+    CHECK(reply.headers[0].second ==
+          (is_binary ? "application/binary" : "text/plain; charset=utf-8"));
+    CHECK(reply.headers[1].second == std::to_string(reply.body.size()));
   }
-
-  Server server;
-  HttpRequest request{
-      "POST", "/m/appreq/cllDovi", {{"Content-Type", "application/binary"}}, "", true};
-  CHECK(server.handler.Handle(request).status == 413);
-  for (const char* path : {"/", "/m/appreq/cllDovi/", "/m/appreq/clldovi", "/m/appreq%2FcllDovi"}) {
-    CAPTURE(path);
-    request.path = path;
-    CHECK(server.handler.Handle(request).status == 404);
-  }
-}
-
-TEST_CASE("a malformed POST is reported with the offset of the fault") {
-  Server server;
-  const Reply reply = server.Send("POST", "application/binary", TextOf(Bytes("00 01 00")));
-  REQUIRE(server.reports.size() == 1);
-  CHECK(server.reports[0] ==
-        "malformed POST: header block: 4 bytes wanted, 1 left, at byte offset 2");
-  CHECK(reply.body == server.reports[0] + "\n");
-}
-
-TEST_CASE("a GET gets its own headers back") {
-  Server server;
-  const Reply reply = server.Send("GET", "text/html", "");
-  CHECK(reply.status == 200);
-  CHECK(Header(reply, "Content-Type") == "text/plain; charset=utf-8");
-  CHECK(reply.body == "X-Test: one\ncontent-type: text/html\n");
+  CHECK(reports == std::vector<std::string>{malformed});
 }
 
 }  // namespace
