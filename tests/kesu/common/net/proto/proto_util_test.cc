@@ -7,12 +7,8 @@
 
 #include "support/bytes.h"
 
-using common_base::ByteVector;
-using common_base::ByteView;
-using common_base::DataInputStream;
-using common_base::DataOutputStream;
-using kesu_test::Bytes;
-using kesu_test::ToHex;
+using namespace common_base;
+using namespace kesu_test;
 
 TEST_CASE("varints") {
   struct {
@@ -25,7 +21,6 @@ TEST_CASE("varints") {
       {"00", 0, 1},
       {"7F", 127, 1},
       {"80 01", 128, 2},
-      {"FF FF FF FF 07", INT_MAX, 5},
       {"FF FF FF FF FF FF FF FF 7F", LLONG_MAX, 9},
       {"80 80 80 80 F8 FF FF FF FF 01", INT_MIN, 10},
       {"80 80 80 80 80 80 80 80 80 01", LLONG_MIN, 10},
@@ -33,7 +28,6 @@ TEST_CASE("varints") {
       {"80 80 80 80 80 80 80 80 80 7F", LLONG_MIN, 10, false, false},
       {"81 80 80 80 80 80 80 80 80 7E", 1, 10, false, false},
       {"FF FF FF FF FF FF FF FF FF 80 01", 0, 10, false, false},
-      {"81 80 80 80 80 80 80 80 80 81", 0, 10, false, false},
       {"FF FF", 0, 2, true, false},
       {"", 0, 0, true, false},
   };
@@ -52,28 +46,20 @@ TEST_CASE("varints") {
   }
 }
 
-TEST_CASE("fields are written with their key") {
+TEST_CASE("keys, flags and zig-zag numbers") {
   using Out = DataOutputStream;
   struct {
     void (*write)(Out*);
     const char* hex;
   } const kCases[] = {
-      {[](Out* s) { ProtoUtil::WriteTagAndType(16, 2, s); }, "82 01"},
       {[](Out* s) { ProtoUtil::WriteTagAndType(8191, 7, s); }, "FF FF 03"},
       {[](Out* s) { ProtoUtil::WriteTagAndType(65535, 0xFC, s); }, "FC FF 1F"},
-      {[](Out* s) { ProtoUtil::WriteVarint(1, -1, s); }, "08 FF FF FF FF FF FF FF FF FF 01"},
       {[](Out* s) { ProtoUtil::WriteBool(2, true, s); }, "10 01"},
       {[](Out* s) { ProtoUtil::WriteBool(2, false, s); }, "10 00"},
       {[](Out* s) { ProtoUtil::WriteZigZagInt(1, -1, s); }, "08 01"},
-      {[](Out* s) { ProtoUtil::WriteZigZagInt(1, 1, s); }, "08 02"},
+      {[](Out* s) { ProtoUtil::WriteZigZagInt(1, 64, s); }, "08 80 01"},
       {[](Out* s) { ProtoUtil::WriteZigZagInt(1, LLONG_MIN, s); },
        "08 FF FF FF FF FF FF FF FF FF 01"},
-      {[](Out* s) { ProtoUtil::WriteFixed32(1, -2, s); }, "0D FE FF FF FF"},
-      {[](Out* s) { ProtoUtil::WriteFixed64(1, 0x0102030405060708, s); },
-       "09 08 07 06 05 04 03 02 01"},
-      {[](Out* s) { ProtoUtil::WriteBytes(3, Bytes("DE AD"), s); }, "1A 02 DE AD"},
-      {[](Out* s) { ProtoUtil::WriteString(3, "h\xC3\xA9", s); }, "1A 03 68 C3 A9"},
-      {[](Out* s) { ProtoUtil::WriteString(3, "", s); }, "1A 00"},
   };
   for (const auto& c : kCases) {
     ByteVector bytes;
@@ -81,40 +67,32 @@ TEST_CASE("fields are written with their key") {
     c.write(&stream);
     CHECK(ToHex(bytes) == c.hex);
   }
-  for (const long long value : {0LL, -1LL, 64LL, LLONG_MAX, LLONG_MIN}) {
-    const auto encoded = common_net_proto::ZigZagEncode(value);
-    CHECK((encoded & 1) == (value < 0 ? 1 : 0));
-    CHECK(common_net_proto::ZigZagDecode(encoded) == value);
+  const ByteVector zigzag = Bytes("01 80 01 FF FF FF FF FF FF FF FF FF 01");
+  const ByteView view = zigzag;
+  DataInputStream in(&view);
+  for (const long long value : {-1LL, 64LL, LLONG_MIN}) {
+    CHECK(ProtoUtil::ReadZigZagInt(&in) == value);
   }
 }
 
-TEST_CASE("skipping the value of a key") {
+TEST_CASE("skipping what cannot be skipped, and groups") {
   struct {
     const char *what, *hex;
     int consumed;
     bool is_error = false;
     bool result = true;
   } const kCases[] = {
-      {"varint", "08 96 01 FF", 3},
-      {"fixed 64", "09 01 02 03 04 05 06 07 08 FF", 9},
-      {"span", "0A 02 41 42 FF", 4},
-      {"fixed 32", "0D 01 02 03 04 FF", 5},
       {"end group", "0C FF", 1, false, false},
       {"wire type 6", "0E FF", 1, false, false},
       {"wire type 7", "0F FF", 1, false, false},
-      {"span past the end", "0A 05 41", 3, true},
       {"span of negative length", "0A FF FF FF FF FF FF FF FF FF 01 41", 12, true},
       {"span of length 2 to the 31st", "0A 80 80 80 80 08 41", 7, true},
       {"span of length 2 to the 32nd", "0A 80 80 80 80 10 41", 7, true},
       {"group with fields", "0B 10 05 1A 01 0C 0C FF", 7},
-      {"group of field 65535", "FB FF 1F 0C FC FF 1F FF", 7},
-      {"group in a group", "0B 13 14 0C FF", 4},
-      {"group in a group of the same number", "0B 0B 0C 0C FF", 4},
-      {"stray end of another number", "0B 14 10 05 0C FF", 5},
+      {"groups of the same number, in it and in turn", "0B 0B 0C 0B 0C 0C FF", 6},
       {"end of the outer group inside the inner", "0B 13 0C 14 0C FF", 5},
       {"wire types 6 and 7 in a group", "0B 16 1F 0C FF", 4},
       {"group without an end", "0B 10 05", 3},
-      {"group of which only the inner one ends", "0B 13 14", 3},
       {"group cut in a key", "0B 80", 2, true},
       {"group with an overrun", "0B 0A 05 0C 0C", 5, true},
   };
@@ -136,11 +114,7 @@ TEST_CASE("a megabyte of nested groups needs no call stack") {
   constexpr int kDepth = 1 << 20;
   ByteVector bytes;
   for (int i = 0; i < kDepth; ++i) bytes.Append(0x0B);
-  SUBCASE("left open") {}
-  SUBCASE("all but the outermost closed, between starts and ends") {
-    for (int i = 0; i < 2 * kDepth; ++i) bytes.Append(i % 2 == 0 ? 0x0B : 0x0C);
-    for (int i = 0; i < kDepth; ++i) bytes.Append(0x0C);
-  }
+  for (int i = 0; i <= kDepth; ++i) bytes.Append(0x0C);
   const ByteView view = bytes;
   DataInputStream stream(&view);
   CHECK(ProtoUtil::SkipValue(1, 3, &stream));

@@ -1,0 +1,143 @@
+#include <map>
+#include <string>
+
+#include <doctest/doctest.h>
+
+#include "kesu/common/base/scoped_ptr.h"
+#include "kesu/common/net/proto/message_bytes.h"
+#include "kesu/proto/lbs.h"
+#include "kesu/proto/terrabase.h"
+
+using namespace common_base;
+using namespace common_net_proto;
+using namespace kesu_test;
+
+namespace {
+
+/// Unknown to every class: a field of each wire type, number 2000. The group nests another, with
+/// end-group keys of other numbers in both.
+constexpr char kUnknownFields[] =
+    " 80 7D FF 01"
+    " 81 7D 01 02 03 04 05 06 07 08"
+    " 82 7D 02 08 0C"
+    " 83 7D 0C 08 01 8B 7D 84 7D 1C 8C 7D 64 84 7D"
+    " 85 7D 01 02 03 04 ";
+
+/// Puts a value into every field, two into repeated ones; texts and numbers vary.
+void Fill(Message* message) {
+  for (const FieldRow& row : message->descriptor()) {
+    for (int i = 0; i < (row.is_repeated() ? 2 : 1); ++i) {
+      const bool is_odd = (row.number + i) % 2 != 0;
+      if (row.is_nested()) {
+        Fill(row.PutMessage(message));
+      } else if (row.kind == FieldKind::kString) {
+        row.PutText(message, is_odd ? "\xE2\x82\xAC" : "");
+      } else {
+        row.PutNumber(message, is_odd ? 100LL * row.number : -row.number);
+      }
+    }
+  }
+}
+
+/// Counts the numbers of a message and of the groups in it, at any depth.
+void CountNumbers(const MessageDescriptor& descriptor, std::map<int, int>* counts) {
+  for (const FieldRow& row : descriptor) {
+    ++(*counts)[row.number];
+    if (row.kind == FieldKind::kGroup) CountNumbers(*row.nested, counts);
+  }
+}
+
+void CheckClass(const MessageDescriptor& descriptor) {
+  CAPTURE(descriptor.name);
+  const ScopedPtr<Message> message(descriptor.make());
+  CHECK(&message->descriptor() == &descriptor);
+  CHECK(HexOf(*message) == "");
+  Fill(message.get());
+  const ByteVector bytes = BytesOf(*message);
+  const std::string hex = ToHex(bytes);
+
+  std::map<int, int> counts;
+  CountNumbers(descriptor, &counts);
+  for (const auto& number_and_count : counts) CHECK(number_and_count.second == 1);
+  // What is read without failure is all there was; only groups may end with the stream.
+  const bool has_groups = counts.size() > static_cast<std::size_t>(descriptor.row_count);
+  for (int length = 0; length < bytes.length(); ++length) {
+    const ByteView cut(kReferenceExistingBuffer, bytes.data(), length);
+    const ScopedPtr<Message> part(descriptor.make());
+    if (ReadMessage(cut, part.get()) && !has_groups) REQUIRE(BytesOf(*part).BitwiseEquals(cut));
+  }
+
+  const ScopedPtr<Message> copy(descriptor.make());
+  CHECK(ReadMessage(Bytes(kUnknownFields + hex + kUnknownFields), copy.get()));
+  CHECK(HexOf(*copy) == hex);
+  copy->Clear();
+  CHECK(HexOf(*copy) == "");
+  Fill(copy.get());
+  CHECK(HexOf(*copy) == hex);
+}
+
+}  // namespace
+
+TEST_CASE("every class: numbers are used once; filled, written, cut, read and cleared") {
+  for (const MessageDescriptor* descriptor : lbs::Messages()) CheckClass(*descriptor);
+  for (const MessageDescriptor* descriptor : terrabase::Messages()) CheckClass(*descriptor);
+}
+
+TEST_CASE("the bytes of a request") {
+  lbs::GLocRequest request;
+  request.mutable_platformprofile()->set_version("1");
+  request.mutable_platformprofile()->set_platform("x");
+  request.add_appprofiles()->set_request_count(300);
+  lbs::GLocRequestElement* element = request.add_requestelements();
+  element->mutable_debugprofile()->set_want_trace(true);
+  element->mutable_location()->mutable_latlng()->set_latitude_e7(10'000'000);
+  element->mutable_location()->mutable_latlng()->set_longitude_e7(-10'000'000);
+  lbs::GCellularProfile* cellular = element->mutable_cellularprofile();
+  cellular->mutable_primarycell()->set_mcc(1);
+  cellular->mutable_primarycell()->set_signal_strength_dbm(-71);
+  cellular->set_timestamp_ms(1000);
+  CHECK(HexOf(request) ==
+        "0A 06 0A 01 31 12 01 78 "                             // platform profile
+        "12 03 18 AC 02 "                                      // application profile
+        "22 27 "                                               // element
+        "0A 12 0A 0D 08 01 28 B9 FF FF FF FF FF FF FF FF 01 "  // cell
+        "10 E8 07 "                                            // its time
+        "1A 0C 0A 0A 0D 80 96 98 00 15 80 69 67 FF "           // location
+        "9A 06 02 20 01");                                     // field 99 comes last
+}
+
+TEST_CASE("the bytes of a reply, of which absent parts can be asked too") {
+  lbs::GLocReply reply;
+  REQUIRE(ReadMessage(Bytes("08 00 "                    // status
+                            "12 19 12 17 "              // element, location
+                            "0A 05 0D 80 96 98 00 "     // only a latitude
+                            "18 96 01 "                 // accuracy
+                            "2A 0B 0A 01 41 "           // feature
+                            "1A 06 0A 01 42 0A 01 43 "  // its address
+                            "1A 01 6B"),                // platform key
+                      &reply));
+  CHECK(reply.platform_key() == "k");
+  const lbs::GLocation& location = reply.replyelements(0).location();
+  CHECK(location.latlng().latitude_e7() == 10'000'000);
+  CHECK_FALSE(location.latlng().has_longitude_e7());
+  CHECK(location.accuracy_m() == 150);
+  CHECK(location.feature(0).address().formattedaddressline(1) == "C");
+  CHECK(location.gpsprofile().hdop_centi() == 0);
+  CHECK_FALSE(location.has_gpsprofile());
+}
+
+TEST_CASE("the bytes of a component, which skips field 2, of groups and of an empty class") {
+  terrabase::AddressComponentProto component;
+  const std::string hex =
+      "08 FF FF FF FF 0F 1A 04 18 01 18 02 20 FF FF FF FF FF FF FF FF FF 01 "
+      "2A 12 09 08 07 06 05 04 03 02 01 11 FF FF FF FF FF FF FF FF 32 06 08 07 08 09 18 01";
+  CHECK(ReadMessage(Bytes("12 01 41 " + hex), &component));
+  CHECK(HexOf(component) == hex);
+  lbs::LocQueryRequest query;
+  query.add_requestelement()->add_keyelement()->set_key_type(1);
+  query.set_timestamp_ms(5);
+  CHECK(HexOf(query) == "0B 13 18 01 14 0C 48 05");
+  lbs::GPrefetchMode mode;
+  CHECK(ReadMessage(Bytes("08 01 12 01 41 1B 24 1C"), &mode));
+  CHECK(HexOf(mode) == "");
+}
