@@ -1,0 +1,379 @@
+// Makes very many lookups through servers that misbehave, and sees to it that each ends once and
+// rightly, that nothing hangs, and that nothing is left behind.
+
+#include <algorithm>
+#include <deque>
+#include <filesystem>
+#include <limits>
+#include <map>
+#include <memory>
+#include <optional>
+#include <random>
+
+#include <malloc.h>
+#include <unistd.h>
+
+#include "dovi/deployment_settings.h"
+#include "kesu/common/base/logging.h"
+#include "kesu/mux/mobile_service_mux.h"
+
+#include "server_process.h"
+#include "subject.h"
+#include "tools/kesu/session.h"
+
+namespace {
+
+using common_base::RequestInterface;
+using common_kesu::MobileServiceMux;
+
+constexpr unsigned kRoundPatienceSeconds = 120;
+constexpr unsigned kTickMs = 5;
+constexpr int kMaxPrintedFaults = 20;
+/// More than an exchange takes, and less, so that some are given up.
+constexpr int kPatientTimeoutMs = 30'000;
+constexpr int kImpatientTimeoutMs = 700;
+constexpr gint64 kOutageMicroseconds = 200'000;
+
+/// Connections, see glibcurl.h, and what a transport and a sample take themselves.
+constexpr int kMaxDescriptorsInUse = 64 + 6;
+constexpr int kSamples = 100;
+constexpr long kHeapAllowanceKb = 512;
+constexpr long kResidentAllowanceKb = 3072;
+
+/// The first server has no faults, and the second none that makes a lookup fail; its answers come
+/// out empty, deliberately.
+constexpr std::size_t kServers = 5;
+constexpr std::size_t kGoodServer = 0;
+constexpr std::size_t kEmptyServer = 1;
+
+constexpr const char* kFaults[] = {
+    "status=502:1", "status=500:1", "status=501:1", "status=503:1", "status=550:1",
+    "status=204:1", "status=304:1", "delay=30:3",   "delay=250:1",  "delay=60000:1",
+    "drop:1",       "cut=0:1",      "cut=40:1",     "cut=200:1",    "chunked:1",
+    "version=2:1",  "garbage:1",    "omit=2:2",     "omit=1:1",     "content-type=text/html:1",
+    "encoding=x:2"};
+constexpr char kNoFault[] = "status=200:2";
+constexpr int kFaultsPerServer = 100;
+/// What they make of a lookup: no response, wrong version, retries used up, and HTTP's own; 302 is
+/// that of a redirect whose target does not answer in time.
+constexpr int kStatusesOfFaults[] = {0, 2, -3, 204, 302, 304, 500, 501, 503, 550};
+
+struct Sample {
+  long resident_kb;
+  long heap_kb;
+  long descriptors;
+};
+
+Sample TakeSample() {
+  long pages = 0;
+  std::ifstream("/proc/self/statm") >> pages >> pages;
+  const struct mallinfo2 heap = mallinfo2();
+  const std::filesystem::directory_iterator descriptors("/proc/self/fd");
+  return {pages * (sysconf(_SC_PAGESIZE) / 1024),
+          static_cast<long>((heap.uordblks + heap.hblkhd) / 1024),
+          std::distance(begin(descriptors), end(descriptors))};
+}
+
+class Soak;
+struct Lookup;
+
+/// Where one service after another is used. Without a lookup it is idle.
+struct Client {
+  std::unique_ptr<Subject> subject;
+  Lookup* lookup = nullptr;
+};
+
+/// Kept until nothing can call it any more, so that a call too many is noticed.
+struct Lookup final : common_base::RequesterInterface {
+  Lookup(Soak* soak_in, Client* client_in) : soak(soak_in), client(client_in) {}
+  void OnRequestComplete(RequestInterface* request) override;
+  void OnRequestFailed(RequestInterface* request) override;
+
+  Soak* soak;
+  Client* client;
+  /// Null before its start and after its end.
+  RequestInterface* invocation = nullptr;
+};
+
+class Soak {
+ public:
+  Soak(int lookups, int seed, const char* program)
+      : goal_(lookups), random_(seed), clients_(std::clamp(lookups / 30, 10, 300)) {
+    for (auto& server : servers_) server = std::make_unique<ServerProcess>(program);
+  }
+
+  bool Run() {
+    common_base::SetLogLevel(common_base::kLogErrors);
+    common_base::SetLogCallback(OnError, this);
+    // The default context opens its descriptors.
+    g_main_context_wakeup(nullptr);
+    for (std::size_t i = 0; i < kServers; ++i) {
+      StartServer(i);
+      // It can be told to end as soon as it has said where it listens.
+      Expect(servers_[i]->Stop(), "a server ends badly");
+      StartServer(i);
+    }
+    idle_descriptors_ = TakeSample().descriptors;
+    while (started_ < goal_ && faults_ == 0) RunRound();
+    StopLookups(1);
+    for (const auto& server : servers_) Expect(server->Stop(), "a server ends badly");
+    CheckGrowth("heap", &Sample::heap_kb, kHeapAllowanceKb);
+    CheckGrowth("resident size", &Sample::resident_kb, kResidentAllowanceKb);
+    Report();
+    return faults_ == 0;
+  }
+
+  void End(Lookup* lookup, RequestInterface* request, bool is_complete) {
+    if (!Expect(request == lookup->invocation, "a call back too many")) return;
+    Client* client = lookup->client;
+    if (is_complete) {
+      Expect(client->subject->IsAnswerRight(server_ == kEmptyServer), "a wrong answer");
+      ++completed_;
+    } else {
+      const int status = client->subject->last_status();
+      Expect(may_fail_, "a failure without a fault");
+      Expect(std::ranges::count(kStatusesOfFaults, status) == 1, "a failure of another kind");
+      ++failed_[status];
+    }
+    CountEnd(client);
+    // A requester may do anything.
+    if (OneIn(8)) client->subject.reset();
+    if (OneIn(10)) Disturb();
+    if (is_complete || OneIn(4)) StartLookup(client);
+  }
+
+ private:
+  int Below(std::size_t limit) { return static_cast<int>(random_() % limit); }
+  bool OneIn(int count) { return Below(count) == 0; }
+  Client* AnyClient() { return &clients_[Below(clients_.size())]; }
+
+  bool Expect(bool is_so, const char* fault) {
+    if (is_so || ++faults_ > kMaxPrintedFaults) return is_so;
+    std::fprintf(stderr, "kesu-soak: %s, after %d lookups, server %zu\n", fault, started_, server_);
+    return false;
+  }
+
+  static void OnError(const common_base::GString& line, void* soak) {
+    common_base::ByteVector text;
+    line->ToUtf8Vector(&text);
+    text.Append(0);
+    static_cast<Soak*>(soak)->Expect(false, reinterpret_cast<const char*>(text.data()));
+  }
+
+  void StartServer(std::size_t index) {
+    std::vector<std::string> faults;
+    if (index == kEmptyServer) faults = {"encoding=g"};
+    if (index > kEmptyServer) {
+      for (int i = 0; i < kFaultsPerServer; ++i) {
+        faults.push_back(OneIn(2) ? kNoFault : kFaults[Below(std::size(kFaults))]);
+      }
+      faults.front() = "redirect=" + servers_[kGoodServer]->url() + kDoviServicePath + ":2";
+    }
+    if (!servers_[index]->Start(faults)) std::abort();
+  }
+
+  /// A transport, a multiplexer and one server.
+  void RunRound() {
+    // A round that does not end is the end of the program.
+    alarm(kRoundPatienceSeconds);
+    server_ = Below(kServers);
+    ServerProcess* server = servers_[server_].get();
+    may_fail_ = server_ > kEmptyServer;
+    DoviDeploymentSettings settings;
+    settings.host = server->url().c_str();
+    settings.total_timeout_ms = may_fail_ ? kImpatientTimeoutMs : kPatientTimeoutMs;
+    if (!SetDoviDeploymentSettings(settings)) std::abort();
+
+    std::optional<kesu_tool::Session> session(false);
+    // What the last round left behind, and this multiplexer knows nothing of.
+    StopLookups(1);
+    lookups_.clear();
+    round_goal_ = std::min(goal_, started_ + 100 + Below(400));
+    immediate_one_in_ = OneIn(2) ? 3 : 20;
+    IterateToEndOfRound(server);
+
+    // Services may go before the multiplexer or after it, and their lookups with them.
+    if (OneIn(2)) StopLookups(3);
+    MobileServiceMux::DeleteInstance();
+    StopLookups(3);
+    session.reset();
+    StopLookups(3);
+    CheckRefusal(AnyClient());
+    Expect(!server->is_running() || !OneIn(4) || server->Stop(), "a server ends badly");
+    if (!server->is_running()) StartServer(server_);
+    Expect(TakeSample().descriptors == idle_descriptors_, "a descriptor left open");
+  }
+
+  void IterateToEndOfRound(ServerProcess* server) {
+    const int kill_at = OneIn(4) ? started_ + 50 + Below(100) : std::numeric_limits<int>::max();
+    const bool wants_all_outcomes = !OneIn(3);
+    gint64 end_of_outage = 0;
+    const guint tick = g_timeout_add(kTickMs, OnTick, this);
+    while (started_ < round_goal_ || (wants_all_outcomes && running_ > 0)) {
+      g_main_context_iteration(nullptr, TRUE);
+      if (started_ >= kill_at && end_of_outage == 0) {
+        server->Kill();
+        may_fail_ = true;
+        end_of_outage = g_get_monotonic_time() + kOutageMicroseconds;
+      }
+      if (!server->is_running() && g_get_monotonic_time() >= end_of_outage) StartServer(server_);
+    }
+    g_source_remove(tick);
+  }
+
+  static gboolean OnTick(void* data) {
+    auto* soak = static_cast<Soak*>(data);
+    if (soak->OneIn(8)) MobileServiceMux::GetInstance()->ResumeAll();
+    for (int i = 0; i < 8; ++i) soak->StartLookup(soak->AnyClient());
+    return G_SOURCE_CONTINUE;
+  }
+
+  void StartLookup(Client* client) {
+    if (client->lookup != nullptr || started_ >= round_goal_) return;
+    if (!client->subject && OneIn(2)) client->subject = std::make_unique<LocationSubject>();
+    if (!client->subject) client->subject = std::make_unique<GeocodeSubject>();
+    client->subject->SetQuestion(started_, OneIn(immediate_one_in_));
+    RequestInterface* superseded = OneIn(20) ? client->subject->NewInvocation() : nullptr;
+    client->lookup = &lookups_.emplace_back(this, client);
+    client->lookup->invocation = client->subject->NewInvocation();
+    ++started_;
+    ++running_;
+    Expect(client->lookup->invocation->Start(client->lookup) == 0, "a lookup does not start");
+    if (superseded != nullptr) superseded->Cancel();
+    if (OneIn(20)) CheckRefusal(client);
+    if (OneIn(10)) Disturb();
+  }
+
+  /// An invocation cannot be started beside another, nor without a multiplexer.
+  void CheckRefusal(Client* client) {
+    if (!client->subject) return;
+    RequestInterface* invocation = client->subject->NewInvocation();
+    Expect(invocation->Start(&lookups_.emplace_back(this, client)) != 0, "a lookup too many");
+    invocation->Cancel();
+  }
+
+  void Disturb() {
+    MobileServiceMux* mux = MobileServiceMux::GetInstance();
+    const int choice = Below(8);
+    if (choice == 0) mux->PauseAll();
+    if (choice == 1) mux->FlushPendingRequests();
+    if (choice > 1) StopLookup(AnyClient());
+  }
+
+  void StopLookups(int one_in) {
+    for (Client& client : clients_) {
+      if (OneIn(one_in)) StopLookup(&client);
+    }
+  }
+
+  void StopLookup(Client* client) {
+    if (client->lookup == nullptr) return;
+    RequestInterface* invocation = client->lookup->invocation;
+    ++cancelled_;
+    CountEnd(client);
+    if (OneIn(2)) {
+      invocation->Cancel();
+    } else {
+      client->subject.reset();
+    }
+  }
+
+  void CountEnd(Client* client) {
+    std::exchange(client->lookup, nullptr)->invocation = nullptr;
+    --running_;
+    const long long ended = started_ - running_;
+    if (ended * kSamples / goal_ <= static_cast<long long>(samples_.size())) return;
+    samples_.push_back(TakeSample());
+    Expect(samples_.back().descriptors <= idle_descriptors_ + kMaxDescriptorsInUse,
+           "too many descriptors");
+  }
+
+  /// The median of a tenth of the samples.
+  long Median(std::size_t tenth, long Sample::*figure) const {
+    std::vector<Sample> samples(&samples_[tenth * kSamples / 10],
+                                &samples_[(tenth + 1) * kSamples / 10 - 1] + 1);
+    std::ranges::sort(samples, {}, figure);
+    return samples[samples.size() / 2].*figure;
+  }
+
+  void CheckGrowth(const char* name, long Sample::*figure, long allowance) {
+    if (samples_.size() != kSamples) return;
+    // Where a sanitizer or valgrind has taken the place of malloc, what is freed is kept.
+    if (Median(1, &Sample::heap_kb) < 100) return;
+    const long growth = Median(9, figure) - Median(1, figure);
+    std::fprintf(stderr, "growth of the %s: %ld KB\n", name, growth);
+    Expect(growth <= allowance, "that is too much");
+  }
+
+  void Report() const {
+    std::fprintf(stderr, "%d lookups\n%8d right\n%8d cancelled\n", started_, completed_,
+                 cancelled_);
+    for (const auto& [status, count] : failed_) {
+      std::fprintf(stderr, "%8d failed with status %d\n", count, status);
+    }
+    for (const std::size_t percent : {10, 50, 100}) {
+      if (percent > samples_.size()) break;
+      const Sample& sample = samples_[percent - 1];
+      std::fprintf(stderr, "at %3zu %%: %ld KB resident, %ld KB heap, %ld descriptors\n", percent,
+                   sample.resident_kb, sample.heap_kb, sample.descriptors);
+    }
+  }
+
+  const int goal_;
+  std::mt19937 random_;
+  std::unique_ptr<ServerProcess> servers_[kServers];
+  std::vector<Client> clients_;
+  std::deque<Lookup> lookups_;
+
+  /// Of the round: the index of its server, and so on.
+  std::size_t server_ = 0;
+  bool may_fail_ = false;
+  int round_goal_ = 0;
+  int immediate_one_in_ = 1;
+
+  int started_ = 0;
+  int running_ = 0;
+  int completed_ = 0;
+  int cancelled_ = 0;
+  std::map<int, int> failed_;
+  int faults_ = 0;
+  long idle_descriptors_ = 0;
+  std::vector<Sample> samples_;
+};
+
+void Lookup::OnRequestComplete(RequestInterface* request) {
+  soak->End(this, request, true);
+}
+
+void Lookup::OnRequestFailed(RequestInterface* request) {
+  soak->End(this, request, false);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  int lookups = 3000;
+  int seed = 1;
+  char* program = nullptr;
+  const GOptionEntry entries[] = {
+      {"lookups", 0, 0, G_OPTION_ARG_INT, &lookups, "How many (default 3000, at least 100)", "N"},
+      {"seed", 0, 0, G_OPTION_ARG_INT, &seed, "Of what happens when (default 1)", "N"},
+      {"server", 0, 0, G_OPTION_ARG_FILENAME, &program, "The program kesu-server", "PATH"},
+      {nullptr, 0, 0, G_OPTION_ARG_NONE, nullptr, nullptr, nullptr}};
+  GOptionContext* context = g_option_context_new("- soak the library in lookups");
+  g_option_context_add_main_entries(context, entries, nullptr);
+  const bool is_understood = g_option_context_parse(context, &argc, &argv, nullptr) != FALSE;
+  g_option_context_free(context);
+  if (!is_understood || argc > 1 || program == nullptr || lookups < kSamples) {
+    std::fputs("usage: kesu-soak --server PATH [--lookups N] [--seed N]\n", stderr);
+    return 1;
+  }
+  // Where the trace lines of the library go.
+  if (std::freopen("/dev/null", "w", stdout) == nullptr) return 1;
+  const gint64 start = g_get_monotonic_time();
+  const bool is_well = Soak(lookups, seed, program).Run();
+  g_free(program);
+  std::fprintf(stderr, "seed %d, %.1f s\n", seed,
+               static_cast<double>(g_get_monotonic_time() - start) / G_USEC_PER_SEC);
+  return is_well ? 0 : 1;
+}
