@@ -46,14 +46,17 @@ bool HasContentLength(std::string_view header_text) {
   }
 }
 
-/// Keeps curl, and the redirects that it follows, to HTTP.
-void AllowHttpOnly(CURL* easy) {
+/// Keeps curl to HTTP, and the redirects that it follows too: what was to go through TLS does not
+/// leave it.
+void AllowHttpOnly(CURL* easy, const char* url) {
+  const bool is_secure = strncasecmp(url, "https:", 6) == 0;
 #if LIBCURL_VERSION_NUM >= 0x075500
   curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
-  curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+  curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, is_secure ? "https" : "http,https");
 #else
+  const long http = is_secure ? 0 : CURLPROTO_HTTP;
   curl_easy_setopt(easy, CURLOPT_PROTOCOLS, long{CURLPROTO_HTTP | CURLPROTO_HTTPS});
-  curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS, long{CURLPROTO_HTTP | CURLPROTO_HTTPS});
+  curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS, http | CURLPROTO_HTTPS);
 #endif
 }
 
@@ -164,7 +167,7 @@ void DoviHttpRequest::SetTransportOptions() {
   // A POST stays one. Turned into a GET it would announce, by our own header, a body that does not
   // come.
   curl_easy_setopt(easy_handle_, CURLOPT_POSTREDIR, long{CURL_REDIR_POST_ALL});
-  AllowHttpOnly(easy_handle_);
+  AllowHttpOnly(easy_handle_, url_buffer_);
   LeaveNameLookupBehind(easy_handle_);
   // Empty texts are set too: they keep curl from asking the environment.
   curl_easy_setopt(easy_handle_, CURLOPT_PROXY, settings.proxy);

@@ -8,10 +8,19 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "dovi/deferred_request_source.h"
 #include "dovi/fixture.h"
 #include "dovi/glibcurl.h"
+#include "kesu/common/base/internal/posix_clock.h"
+#include "kesu/common/base/logging.h"
+#include "kesu/mux/mux_fixture.h"
+#include "kesu/services/location_service.h"
 
+#include "support/recording_requester.h"
+
+using common_kesu::MobileServiceMux;
 using kesu_test::curl_overrides;
+using kesu_test::IterateUntil;
 
 namespace {
 
@@ -60,6 +69,42 @@ std::string TraceOf(const std::string& reply) {
   g_free(masked);
   g_regex_unref(differing);
   return result;
+}
+
+constexpr char kAskedMac[] = "00-00-5E-00-53-01";
+constexpr char kAskedKey[] = "asked-key";
+constexpr char kToldKey[] = "told-key";
+
+/// Looks an access point up, whatever the service answers. Prints the log, and whether that came
+/// about.
+void LookUp(const std::string& http_reply) {
+  const auto print = [](const common_base::GString& line, void*) {
+    std::printf("log %s\n", kesu_test::TextOf(line).c_str());
+  };
+  common_base::SetLogLevel(common_base::kLogInformation);
+  common_base::SetLogCallback(print, nullptr);
+  kesu_test::ScriptedServer server;
+  const kesu_test::ScopedSettings settings(server.host());
+  DoviHttpRequestFactory factory;
+  const std::unique_ptr<common_base::ClockInterface> clock(common_base::NewClock());
+  common_base::SimpleRequestQueue queue(clock.get());
+  const DeferredRequestSource timer(&queue, clock.get());
+  MobileServiceMux::Initialize(&factory, &queue, clock.get(), new common_kesu::MuxConfig);
+
+  auto* observation = new lbs::GLocRequest;
+  observation->mutable_platformprofile()->set_platform_key(kAskedKey);
+  auto* profile = observation->add_requestelements()->mutable_wifiprofile();
+  profile->add_wifidevices()->set_mac_address(kAskedMac);
+  common_kesu::LocationService service(common_kesu::kLBSServiceUri, observation);
+  kesu_test::RecordingRequester requester;
+  server.Reply({http_reply});
+  server.Reply({http_reply});
+  REQUIRE(service.NewInvocation()->Start(&requester) == 0);
+  IterateUntil([&] { return requester.completed + requester.failed > 0; });
+  const bool was_asked = server.requests()[0].find(kAskedMac) != std::string::npos;
+  const bool was_told = requester.completed == 1;
+  std::printf("asked %d, told %d\n", was_asked, was_told);
+  MobileServiceMux::DeleteInstance();
 }
 
 char source_mark;
@@ -113,6 +158,29 @@ TEST_CASE("the trace of a POST") {
                   "Nnnnnnooooooooooooooo respbody: \n"
                   "my_GlibcurlCallback============= 2 m_response_header size 48 \n"
                   "================= OnRequestFailed \n") != std::string::npos);
+}
+
+TEST_CASE("neither the trace nor the log below the debug level tells what is asked or answered") {
+  const std::string answer =
+      kesu_test::kReplyStart + kesu_test::ReplyBlock(0, std::string("\x1A\x08") + kToldKey);
+  const std::string head = "Content-Length: " + std::to_string(answer.size()) + "\r\n\r\n";
+  const std::string type = "Content-Type: application/binary\r\n";
+  const struct {
+    std::string reply;
+    std::string outcome;
+  } cases[] = {
+      {"HTTP/1.1 200 OK\r\n" + type + head + answer, "asked 1, told 1\n"},
+      {"HTTP/1.1 200 OK\r\n" + head + answer, "asked 1, told 0\n"},
+      {"HTTP/1.1 503 No\r\n" + type + head + answer, "asked 1, told 0\n"},
+  };
+  for (const auto& c : cases) {
+    const std::string output = OutputOf([&] { LookUp(c.reply); });
+    CAPTURE(output);
+    CHECK(output.find(c.outcome) != std::string::npos);
+    for (const std::string secret : {kAskedMac, kAskedKey, kToldKey}) {
+      CHECK(output.find(secret) == std::string::npos);
+    }
+  }
 }
 
 TEST_CASE("the assertions of the curl source") {
