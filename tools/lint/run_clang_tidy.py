@@ -14,8 +14,7 @@ def main():
     build_dir = sys.argv[1]
     commands = compile_commands.load(build_dir)
     sources = project_sources(".cc")
-    # Fuzz targets are built by their own option only.
-    unbuilt = [path for path in sources if path not in commands and path.parts[0] != "fuzz"]
+    unbuilt = [path for path in sources if path not in commands]
     for path in unbuilt:
         print(f"{path}:1: built by no target")
     jobs = [(path, ROOT, ["clang-tidy", "--quiet", "-p", build_dir, str(path)], "")
