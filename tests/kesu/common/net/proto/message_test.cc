@@ -1,10 +1,11 @@
+#include <climits>
+
 #include <doctest/doctest.h>
 
 #include "kesu/common/net/proto/extension_registry.h"
 #include "kesu/common/net/proto/message_bytes.h"
 #include "kesu/common/net/proto/message_table.h"
-
-#include "support/bytes.h"
+#include "kesu/common/net/proto/proto_util.h"
 
 using namespace common_base;
 using namespace common_net_proto;
@@ -19,25 +20,22 @@ class Inner final : public TableMessage {
 };
 KESU_DEFINE_MESSAGE(Inner)
 
-/// Remembers what it is given to read a field.
+/// Remembers the registry it is given to read a field, which then fails: the two ways to read one
+/// field lead to each other, and the second of them comes back without a registry.
 struct Probe final : Message {
   static const MessageDescriptor kDescriptor;
 
   void Clear() override {}
   void Write(DataOutputStream*) const override {}
   Message* GetEmbeddedMessage(unsigned short) override { return nullptr; }
-  bool ReadSingleField(unsigned short number, unsigned char, DataInputStream*) override {
-    field = number;
-    return false;
-  }
   bool ReadSingleFieldOrExtension(unsigned short number, unsigned char wire_type,
                                   DataInputStream* stream,
                                   const ExtensionRegistry* registry) override {
+    if (registry == nullptr) return false;
     seen = registry;
     return Message::ReadSingleFieldOrExtension(number, wire_type, stream, registry);
   }
 
-  unsigned short field = 0;
   const ExtensionRegistry* seen = nullptr;
 };
 const MessageDescriptor Probe::kDescriptor{"Probe", nullptr, 0,
@@ -53,7 +51,6 @@ class Sample final : public TableMessage {
   KESU_FIELD(3, kOptional, Uint32, u32);
   KESU_FIELD(4, kOptional, Bool, flag);
   KESU_FIELD(5, kOptional, Fixed32, f32);
-  KESU_FIELD(6, kOptional, Fixed64, f64);
   KESU_FIELD(7, kOptional, String, text);
   KESU_MESSAGE_FIELD(8, kOptional, Inner, inner);
   KESU_FIELD(9, kRepeated, Int32, numbers);
@@ -73,6 +70,13 @@ TEST_CASE("what is read is written back") {
     const char *what, *input, *output;
     bool result = true;
   } const kCases[] = {
+      {"the least number", "10 80 80 80 80 80 80 80 80 80 01", "10 80 80 80 80 80 80 80 80 80 01"},
+      {"the greatest number", "10 FF FF FF FF FF FF FF FF 7F", "10 FF FF FF FF FF FF FF FF 7F"},
+      {"one bit of a tenth byte counts: set", "10 80 80 80 80 80 80 80 80 80 7F",
+       "10 80 80 80 80 80 80 80 80 80 01"},
+      {"one bit of a tenth byte counts: clear", "10 81 80 80 80 80 80 80 80 80 7E", "10 01"},
+      {"a tenth byte that goes on: 0, the eleventh is not read",
+       "10 FF FF FF FF FF FF FF FF FF 80 08 05", "08 05 10 00"},
       {"int32 keeps the low 32 bits", "08 85 80 80 80 10", "08 05"},
       {"int32 is sign-extended", "08 FF FF FF FF 0F", "08 FF FF FF FF FF FF FF FF FF 01"},
       {"uint32 is zero-extended", "18 FF FF FF FF FF FF FF FF FF 01", "18 FF FF FF FF 0F"},
@@ -84,21 +88,29 @@ TEST_CASE("what is read is written back") {
       {"groups", "63 08 01 64 6B 6C 6B 08 02 6C", "63 08 01 64 6B 6C 6B 08 02 6C"},
       {"a group ends at any end-group key", "63 08 01 0C 08 02", "08 02 63 08 01 64"},
       {"a group ends with the stream", "63 08 01", "63 08 01 64"},
-      {"a group skips unknown groups", "63 1B 24 1C 08 01 64", "63 08 01 64"},
       {"an end-group key in a message ends that", "42 03 0C 08 05 08 01", "08 01 42 00"},
       {"an end-group key at the top ends all", "08 01 0C 08 02", "08 01"},
-      {"unknown field of wire type 6", "08 01 76 08 02", "08 01", false},
       {"any wire type will do: numbers", "0E 05 09 06 13 07", "08 06 10 07"},
       {"any wire type will do: text and message", "38 01 41 43 02 08 01", "3A 01 41 42 02 08 01"},
       {"any wire type will do: fixed and group", "28 1 2 3 4 60 08 01 64",
        "2D 01 02 03 04 63 08 01 64"},
       {"field 65537 is cut to 1", "88 80 20 05", "08 05"},
-      {"cut in a number", "08 01 10 80", "08 01 10 00", false},
+      {"unknown values", "70 80 01 71 1 2 3 4 5 6 7 8 72 01 08 75 1 2 3 4 08 05", "08 05"},
+      {"unknown group in another", "73 10 05 1A 01 74 7B 7C 74 08 05", "08 05"},
+      {"unknown groups of one number, nested and in turn", "73 73 74 73 74 74 08 05", "08 05"},
+      {"the end of the outer group inside the inner", "73 7B 74 7C 74 08 05", "08 05"},
+      {"wire types 6 and 7 in an unknown group", "73 16 1F 74 08 05", "08 05"},
+      {"an unknown group without an end", "08 05 73 10 05", "08 05"},
+      {"an unknown group cut in a key", "08 05 73 80", "08 05", false},
+      {"an overrun in an unknown group", "08 05 73 0A 05 74 74", "08 05", false},
+      {"unknown field of wire type 6", "08 01 76 08 02", "08 01", false},
+      {"cut in a number", "08 01 10 FF", "08 01 10 00", false},
       {"cut in a text", "3A 02 41", "3A 00", false},
       {"cut in a message", "42 03 08 05", "42 00", false},
+      {"text of negative length", "3A FF FF FF FF FF FF FF FF FF 01 41", "3A 00", false},
+      {"text of length 2 to the 32nd", "3A 80 80 80 80 10 08 05", "3A 00", false},
       {"failure in a nested message", "42 01 16 08 05", "42 00", false},
       {"failure in a group keeps what came before", "63 08 01 16 64", "63 08 01 64", false},
-      {"over-long varint is 0", "08 FF FF FF FF FF FF FF FF FF FF", "08 00"},
   };
   for (const auto& c : kCases) {
     CAPTURE(c.what);
@@ -108,19 +120,51 @@ TEST_CASE("what is read is written back") {
   }
 }
 
-TEST_CASE("accessors set, get and clear") {
+TEST_CASE("a megabyte of unknown nested groups needs no call stack") {
+  constexpr int kDepth = 1 << 20;
+  ByteVector bytes;
+  for (int i = 0; i < kDepth; ++i) bytes.Append(0x73);
+  for (int i = 0; i < kDepth; ++i) bytes.Append(0x74);
+  bytes.AppendAll(Bytes("08 05"));
+  Sample message;
+  CHECK(ReadMessage(bytes, &message));
+  CHECK(HexOf(message) == "08 05");
+}
+
+TEST_CASE("keys, flags and zig-zag numbers") {
+  ByteVector bytes;
+  DataOutputStream out(&bytes);
+  ProtoUtil::WriteTagAndType(8191, 7, &out);
+  ProtoUtil::WriteTagAndType(65535, 0xFC, &out);
+  ProtoUtil::WriteBool(2, true, &out);
+  for (const long long value : {-1LL, 64LL, LLONG_MIN}) ProtoUtil::WriteZigZagInt(1, value, &out);
+  CHECK(ToHex(bytes) == "FF FF 03 FC FF 1F 10 01 08 01 08 80 01 08 FF FF FF FF FF FF FF FF FF 01");
+  const ByteView view = bytes;
+  DataInputStream in(&view);
+  in.ReadByteSpan(8);
+  for (const long long value : {-1LL, 64LL, LLONG_MIN}) {
+    in.ReadUint8();  // The key.
+    CHECK(ProtoUtil::ReadZigZagInt(&in) == value);
+  }
+}
+
+TEST_CASE("accessors set, get and clear; embedded messages are those a value would go into") {
   Sample message;
   message.set_u32(0xFFFFFFFF);
   message.set_text("a");
   message.mutable_inner()->set_value(3);
   message.add_names("b");
   message.add_inners()->set_value(4);
+  CHECK(message.GetEmbeddedMessage(8) == &message.inner());
+  const Message* element = message.GetEmbeddedMessage(11);
+  CHECK(element == &message.inners(1));
+  for (const int other : {0, 7, 10, 14, 999, 1000, 65535}) {
+    CHECK(message.GetEmbeddedMessage(static_cast<unsigned short>(other)) == nullptr);
+  }
   message.add_groups();
   message.mutable_groups(0)->set_value(5);
   CHECK(HexOf(message) ==
-        "18 FF FF FF FF 0F 3A 01 61 42 02 08 03 52 01 62 5A 02 08 04 6B 08 05 6C");
-  CHECK(message.u32() == 0xFFFFFFFF);
-  CHECK(message.names(0) == "b");
+        "18 FF FF FF FF 0F 3A 01 61 42 02 08 03 52 01 62 5A 02 08 04 5A 00 6B 08 05 6C");
   message.clear_u32();
   message.clear_text();
   message.clear_inner();
@@ -132,35 +176,16 @@ TEST_CASE("accessors set, get and clear") {
   CHECK_FALSE(message.mutable_inner()->has_value());
 }
 
-TEST_CASE("embedded messages are those that a value would go into") {
-  Sample message;
-  const Message* group = message.GetEmbeddedMessage(12);
-  const Message* element = message.GetEmbeddedMessage(13);
-  CHECK(group == &message.group());
-  CHECK(element == &message.groups(0));
-  CHECK(message.GetEmbeddedMessage(8) == message.GetEmbeddedMessage(8));
-  CHECK(message.GetEmbeddedMessage(11) != message.GetEmbeddedMessage(11));
-  for (const int other : {0, 7, 10, 14, 999, 1000, 65535}) {
-    CHECK(message.GetEmbeddedMessage(static_cast<unsigned short>(other)) == nullptr);
-  }
-  CHECK(HexOf(message) == "42 00 5A 00 5A 00 63 64 6B 6C");
-}
-
-TEST_CASE("the registry is passed down, and the two ways to read one field lead to each other") {
+TEST_CASE("the registry is passed down to messages and groups") {
   const ExtensionRegistry registry;
-  const ByteVector bytes = Bytes("01 18 20");
-  const ByteView view = bytes;
-  DataInputStream stream(&view);
-  Sample sample;
-  Message& message = sample;
-  CHECK_FALSE(message.ReadSingleFieldOrExtension(20, 2, &stream, &registry));
-  CHECK(sample.probe().seen == &registry);
-  CHECK(sample.probe().field == 3);
-  CHECK_FALSE(message.ReadSingleFieldOrExtension(21, 3, &stream, &registry));
-  CHECK(sample.group_probe().seen == &registry);
-  CHECK(sample.group_probe().field == 4);
-  stream.Restore(DataInputStreamState());
-  CHECK(message.ReadSingleField(1, 0, &stream));
-  CHECK(sample.i32() == 1);
-  CHECK(message.MessageTypeId() == 0);
+  Sample message;
+  for (const char* hex : {"A2 01 01 18", "AB 01 18"}) {
+    const ByteVector bytes = Bytes(hex);
+    const ByteView view = bytes;
+    DataInputStream stream(&view);
+    CHECK_FALSE(message.Read(&stream, &registry));
+  }
+  CHECK(message.probe().seen == &registry);
+  CHECK(message.group_probe().seen == &registry);
+  CHECK(message.probe().MessageTypeId() == 0);
 }
