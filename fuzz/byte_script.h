@@ -7,9 +7,12 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "kesu/common/base/vector.h"
+#include "support/text.h"
 
 namespace kesu_fuzz {
+
+using kesu_test::TextOf;
+using kesu_test::ViewOf;
 
 /// Ends the process when a property does not hold, in every build.
 inline void Require(bool holds) {
@@ -22,6 +25,7 @@ class ByteScript {
  public:
   ByteScript(const std::uint8_t* bytes, std::size_t size)
       : rest_(reinterpret_cast<const char*>(bytes), size) {}
+  explicit ByteScript(std::string_view bytes) : rest_(bytes) {}
 
   bool IsAtEnd() const { return rest_.empty(); }
 
@@ -51,11 +55,6 @@ class ByteScript {
  private:
   std::string_view rest_;
 };
-
-inline common_base::ByteView ViewOf(std::string_view text) {
-  return {common_base::kReferenceExistingBuffer,
-          reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size())};
-}
 
 }  // namespace kesu_fuzz
 

@@ -11,25 +11,11 @@
 
 #include "fuzz/byte_script.h"
 
-using common_base::ByteVector;
-using common_base::ByteView;
-using common_base::GString;
-using common_base::GVector;
-using kesu_fuzz::Require;
-using kesu_fuzz::ViewOf;
+using namespace common_base;
+using namespace kesu_fuzz;
 using Fields = std::vector<std::pair<std::string, std::string>>;
 
 namespace {
-
-std::string TextOf(const ByteView& bytes) {
-  return {bytes.begin(), bytes.end()};
-}
-
-std::string TextOf(const GString& string) {
-  ByteVector utf8;
-  string->ToUtf8Vector(&utf8);
-  return TextOf(utf8);
-}
 
 Fields FieldsOf(std::string_view text) {
   Fields fields;
@@ -98,7 +84,7 @@ void CheckDomain(const GString& url) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
-  const std::string_view input = kesu_fuzz::ByteScript(bytes, size).TakeRest();
+  const std::string_view input = ByteScript(bytes, size).TakeRest();
   const Fields fields = FieldsOf(input);
   HeaderFieldIterator iterator(ViewOf(input));
   for (int pass = 0; pass < 2; ++pass) {

@@ -13,16 +13,10 @@
 
 #include "fuzz/byte_script.h"
 
-using common_base::ByteVector;
-using common_base::ByteView;
-using common_base::DataInputStream;
-using common_base::GString;
-using common_base::ScopedPtr;
 using common_kesu::HttpResponse;
 using common_kesu::NonMultipartResponse;
-using kesu_fuzz::ByteScript;
-using kesu_fuzz::Require;
-using kesu_fuzz::ViewOf;
+using namespace common_base;
+using namespace kesu_fuzz;
 
 namespace {
 
@@ -33,12 +27,6 @@ struct Answer {
   std::vector<std::pair<GString, GString>> headers;
   std::string_view body;
 };
-
-std::string TextOf(const GString& string) {
-  ByteVector utf8;
-  string->ToUtf8Vector(&utf8);
-  return {utf8.begin(), utf8.end()};
-}
 
 std::optional<GString> TakeString(std::string_view* rest) {
   if (rest->size() < 2) return std::nullopt;
@@ -85,8 +73,8 @@ void CheckHeaders(const HttpResponse& response, const Answer& answer) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   ByteScript script(bytes, size);
-  common_base::SetLogCallback([](const GString&, void*) {}, nullptr);
-  common_base::SetLogLevel(script.Pick(2) == 1 ? common_base::kLogDebug : common_base::kLogNothing);
+  SetLogCallback([](const GString&, void*) {}, nullptr);
+  SetLogLevel(script.Pick(2) == 1 ? kLogDebug : kLogNothing);
   const std::string_view payload = script.TakeRest();
   const std::string block = std::string(kBlockHead).append(payload);
   const ByteView block_view = ViewOf(block);

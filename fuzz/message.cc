@@ -10,14 +10,11 @@
 
 #include "fuzz/byte_script.h"
 
-using common_base::ByteVector;
-using common_base::ByteView;
-using common_base::DataInputStream;
-using common_base::DataOutputStream;
 using common_net_proto::FieldRow;
 using common_net_proto::Message;
 using common_net_proto::MessageDescriptor;
-using kesu_fuzz::Require;
+using namespace common_base;
+using namespace kesu_fuzz;
 
 namespace {
 
@@ -49,7 +46,7 @@ bool LosesText(const Message& message) {
     for (int i = 0; i < row.Count(message); ++i) {
       if (row.is_nested() && LosesText(row.MessageAt(message, i))) return true;
       if (!row.is_text()) continue;
-      const common_base::GString& text = row.TextAt(message, i);
+      const GString& text = row.TextAt(message, i);
       if (text->CodePointAt(text->Length()) != kNoCodeUnit) return true;
     }
   }
@@ -65,11 +62,11 @@ bool Read(const ByteView& bytes, Message* message) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   static const std::vector<const MessageDescriptor*> classes = Classes();
-  kesu_fuzz::ByteScript script(bytes, size);
+  ByteScript script(bytes, size);
   const MessageDescriptor& descriptor = *classes[script.TakeByte() % classes.size()];
 
   const std::unique_ptr<Message> message(descriptor.make());
-  Read(kesu_fuzz::ViewOf(script.TakeRest()), message.get());
+  Read(ViewOf(script.TakeRest()), message.get());
   // What was read before a failure is a message like any other.
   const ByteVector written = Written(*message);
 

@@ -13,15 +13,9 @@
 namespace {
 
 using common_base::GString;
-using kesu_fuzz::Require;
-using kesu_fuzz::ViewOf;
+using namespace kesu_fuzz;
 using kesu_server::ServiceRequest;
-
-std::string BigEndian(std::uint64_t value, int width) {
-  std::string bytes;
-  for (int i = width - 1; i >= 0; --i) bytes += static_cast<char>(value >> 8 * i);
-  return bytes;
-}
+using kesu_test::BigEndian;
 
 std::string Counted(std::string_view text, int width) {
   return BigEndian(text.size(), width).append(text);
@@ -29,16 +23,14 @@ std::string Counted(std::string_view text, int width) {
 
 std::string BytesOf(const ServiceRequest& request) {
   const std::string body =
-      BigEndian(static_cast<std::uint64_t>(request.id), 2) + Counted(request.service, 2) +
-      BigEndian(static_cast<std::uint64_t>(request.version), 2) +
+      BigEndian(request.id, 2) + Counted(request.service, 2) + BigEndian(request.version, 2) +
       (request.is_multipart ? std::string(request.payload) : Counted(request.payload, 4));
   return BigEndian(body.size(), 4) + BigEndian(request.is_multipart ? 0x0101 : 0x0100, 2) + body;
 }
 
 std::string BytesOf(const kesu_server::Post& post) {
-  const std::string header = Counted(post.client_version, 2) +
-                             BigEndian(static_cast<std::uint64_t>(post.cookie), 8) +
-                             Counted(post.configuration, 2);
+  const std::string header =
+      Counted(post.client_version, 2) + BigEndian(post.cookie, 8) + Counted(post.configuration, 2);
   std::string bytes = BigEndian(1, 2) + BigEndian(header.size(), 4) + BigEndian(1, 2) + header;
   for (const ServiceRequest& request : post.requests) bytes += BytesOf(request);
   return bytes;
@@ -51,24 +43,17 @@ bool Reads(std::string_view body) {
     return false;
   }
   Require(BytesOf(post) == body);
-  const auto is_inside = [body](std::string_view view) {
-    return view.data() >= body.data() && view.data() + view.size() <= body.data() + body.size();
-  };
-  Require(is_inside(post.client_version) && is_inside(post.configuration));
-  for (const ServiceRequest& request : post.requests) {
-    Require(is_inside(request.service) && is_inside(request.payload));
-  }
   return true;
 }
 
 /// ASCII, so that a GString keeps it as it is.
-std::string TakeAscii(kesu_fuzz::ByteScript* script) {
+std::string TakeAscii(ByteScript* script) {
   std::string text(script->TakeText(script->TakeByte()));
   for (char& c : text) c = static_cast<char>(c & 0x7F);
   return text;
 }
 
-void WriteWithTheLibraryAndRead(kesu_fuzz::ByteScript script) {
+void WriteWithTheLibraryAndRead(ByteScript script) {
   common_kesu::MuxConfig config;
   std::string client_version;
   for (GString* part : {&config.product, &config.version, &config.platform,
@@ -112,7 +97,7 @@ void WriteWithTheLibraryAndRead(kesu_fuzz::ByteScript script) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
-  kesu_fuzz::ByteScript script(bytes, size);
+  ByteScript script(bytes, size);
   if (script.TakeByte() % 2 == 0) {
     Reads(script.TakeRest());
   } else {

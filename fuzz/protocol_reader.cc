@@ -12,17 +12,11 @@
 
 #include "fuzz/byte_script.h"
 
-using common_base::ByteVector;
-using common_base::ByteView;
-using common_base::DataInputStream;
-using common_base::GString;
-using common_base::ScopedPtr;
 using common_kesu::NonMultipartResponse;
 using common_kesu::ProtocolReader;
 using common_kesu::Response;
-using kesu_fuzz::ByteScript;
-using kesu_fuzz::Require;
-using kesu_fuzz::ViewOf;
+using namespace common_base;
+using namespace kesu_fuzz;
 
 namespace {
 
@@ -39,10 +33,6 @@ struct Reply {
   std::string payload;
 };
 
-ByteScript ScriptOf(std::string_view text) {
-  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-}
-
 /// Undoes the encodings, the last one first; false where one cannot be undone.
 bool Decode(std::string_view encodings, std::string* payload) {
   if (encodings.empty()) return true;
@@ -53,7 +43,7 @@ bool Decode(std::string_view encodings, std::string* payload) {
       const ByteView input = ViewOf(*payload);
       ByteVector output;
       bool ok = false;
-      common_base::DoZlibDecompression(&input, &output, &ok);
+      DoZlibDecompression(&input, &output, &ok);
       if (!ok) return false;
       payload->assign(output.begin(), output.end());
     } else if (name != "n") {
@@ -65,7 +55,7 @@ bool Decode(std::string_view encodings, std::string* payload) {
 }
 
 bool ReadReply(std::string_view body, Reply* reply) {
-  ByteScript script = ScriptOf(body);
+  ByteScript script(body);
   reply->id = script.TakeInt16();
   reply->status = script.TakeInt16();
   const std::size_t length = static_cast<std::uint16_t>(script.TakeInt16());
@@ -94,18 +84,19 @@ void RequireReply(const NonMultipartResponse& response, const Reply& reply, std:
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   ByteScript script(bytes, size);
-  common_base::SetLogCallback([](const GString&, void*) {}, nullptr);
-  common_base::SetLogLevel(script.Pick(2) == 1 ? common_base::kLogDebug : common_base::kLogNothing);
+  SetLogCallback([](const GString&, void*) {}, nullptr);
+  SetLogLevel(script.Pick(2) == 1 ? kLogDebug : kLogNothing);
   std::string_view rest = script.TakeRest();
   const ByteView view = ViewOf(rest);
   DataInputStream stream(&view);
   ProtocolReader reader(&stream);
   bool ok = true;
+  Require(reader.ReadResponse(&ok) == nullptr && !ok);
   reader.InitializeInput(&ok);
   Require(ok == rest.starts_with(std::string_view("\0\1", 2)));
   rest.remove_prefix(std::min<std::size_t>(rest.size(), 2));
   while (ok) {
-    ByteScript head = ScriptOf(rest);
+    ByteScript head(rest);
     const std::size_t length = head.TakeUint32();
     const int type = static_cast<std::uint16_t>(head.TakeInt16());
     const bool is_whole = rest.size() >= kBlockHeadBytes && rest.size() - kBlockHeadBytes >= length;

@@ -1,4 +1,5 @@
-// Stands in for libFuzzer: runs a fuzz target over the files of the given folders.
+// Stands in for libFuzzer: runs a fuzz target over the files of the given folders, and over what is
+// left of each when it is cut short.
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -17,9 +18,12 @@ int main(int argc, char** argv) {
       const std::vector<char> content{std::istreambuf_iterator<char>(file), {}};
       // Shows at which file it ended, if it ends.
       std::fprintf(stderr, "%s\n", entry.path().c_str());
-      // A copy of the very size, so that a read past the end is noticed.
-      const std::vector<std::uint8_t> bytes(content.begin(), content.end());
-      LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
+      for (auto end = content.end();; --end) {
+        // A copy of the very size, so that a read past the end is noticed.
+        const std::vector<std::uint8_t> bytes(content.begin(), end);
+        LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
+        if (bytes.empty()) break;
+      }
       ++count;
     }
   }

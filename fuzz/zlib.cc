@@ -10,10 +10,7 @@
 #include "fuzz/byte_script.h"
 
 using common_base::ByteVector;
-using common_base::ByteView;
-using kesu_fuzz::ByteScript;
-using kesu_fuzz::Require;
-using kesu_fuzz::ViewOf;
+using namespace kesu_fuzz;
 
 namespace {
 
@@ -37,6 +34,15 @@ bool Inflate(std::string_view stream, std::string* appended) {
   return ok;
 }
 
+z_stream StreamOf(std::string_view input, std::string* output) {
+  z_stream stream = {};
+  stream.next_in = const_cast<Bytef*>(reinterpret_cast<const Bytef*>(input.data()));
+  stream.avail_in = static_cast<uInt>(input.size());
+  stream.next_out = reinterpret_cast<Bytef*>(output->data());
+  stream.avail_out = static_cast<uInt>(output->size());
+  return stream;
+}
+
 /// Any bytes, against zlib with the largest window.
 void CheckStream(std::string_view input) {
   std::string appended;
@@ -45,14 +51,9 @@ void CheckStream(std::string_view input) {
   const bool is_gzip = input.starts_with("\x1F\x8B");
   const bool is_refused =
       input.size() >= 2 && !is_gzip && static_cast<unsigned char>(input[0]) >> 4 != 0;
-  z_stream stream = {};
-  Require(inflateInit2(&stream, 32 + MAX_WBITS) == Z_OK);
   std::string expected(kBufferBytes, '\0');
-  const ByteView view = ViewOf(input);
-  stream.next_in = const_cast<Bytef*>(view.data());
-  stream.avail_in = static_cast<uInt>(view.length());
-  stream.next_out = reinterpret_cast<Bytef*>(expected.data());
-  stream.avail_out = static_cast<uInt>(expected.size());
+  z_stream stream = StreamOf(input, &expected);
+  Require(inflateInit2(&stream, 32 + MAX_WBITS) == Z_OK);
   const int result = inflate(&stream, Z_NO_FLUSH);
   inflateEnd(&stream);
   const bool is_good = result == Z_OK || result == Z_BUF_ERROR;
@@ -64,20 +65,14 @@ void CheckStream(std::string_view input) {
 
 /// `text` as a zlib stream with a window of 256 bytes.
 std::string Deflated(const std::string& text, int level, int strategy) {
-  z_stream stream = {};
+  std::string out(2 * kMaxTextBytes, '\0');
+  z_stream stream = StreamOf(text, &out);
   Require(deflateInit2(&stream, level, Z_DEFLATED, -9, 1, strategy) == Z_OK);
-  std::string out(deflateBound(&stream, text.size()), '\0');
-  stream.next_in = const_cast<Bytef*>(ViewOf(text).data());
-  stream.avail_in = static_cast<uInt>(text.size());
-  stream.next_out = reinterpret_cast<Bytef*>(out.data());
-  stream.avail_out = static_cast<uInt>(out.size());
   Require(deflate(&stream, Z_FINISH) == Z_STREAM_END);
   out.resize(stream.total_out);
   deflateEnd(&stream);
   const uLong sum = adler32(1, ViewOf(text).data(), static_cast<uInt>(text.size()));
-  out.insert(0, "\x08\x1D");
-  for (int shift = 24; shift >= 0; shift -= 8) out += static_cast<char>(sum >> shift & 0xFF);
-  return out;
+  return "\x08\x1D" + out + kesu_test::BigEndian(sum, 4);
 }
 
 /// A repeated text, compressed; then without some bytes at the end; then with one byte changed.

@@ -8,28 +8,9 @@
 
 #include <doctest/doctest.h>
 
-#include "kesu/common/base/gstring.h"
-#include "kesu/common/base/vector.h"
+#include "support/text.h"
 
 namespace kesu_test {
-
-/// The bytes of a text, as they are. The text must outlive the view.
-inline common_base::ByteView ViewOf(std::string_view text) {
-  return {common_base::kReferenceExistingBuffer,
-          reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size())};
-}
-
-/// A text of the very bytes of a view.
-inline std::string TextOf(const common_base::ByteView& bytes) {
-  return {bytes.begin(), bytes.end()};
-}
-
-/// The UTF-8 form of a string, for comparison with a literal.
-inline std::string TextOf(const common_base::GString& string) {
-  common_base::ByteVector utf8;
-  string->ToUtf8Vector(&utf8);
-  return TextOf(utf8);
-}
 
 /// The bytes of "00 01 AB": hexadecimal numbers with white space between them.
 inline common_base::ByteVector Bytes(std::string_view hex) {

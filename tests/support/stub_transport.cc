@@ -1,33 +1,38 @@
 #include "support/stub_transport.h"
 
-#include <algorithm>
-
-#include <doctest/doctest.h>
+#include <cstdlib>
 
 #include "kesu/mux/header_field_iterator.h"
 
-#include "support/bytes.h"
+#include "support/text.h"
 
 namespace kesu_test {
+namespace {
 
 using common_base::ByteVector;
 using common_base::ByteView;
 using common_base::GString;
 using common_base::RequesterInterface;
 
+void Require(bool holds) {
+  if (!holds) std::abort();
+}
+
+}  // namespace
+
 class StubTransport::Request final : public HttpRequestInterface {
  public:
   Request(StubTransport* transport, const ByteView* body, ByteVector* response_body,
           StatusInfo* status_info)
       : transport_(transport),
-        exchange_(transport->exchanges_.back().get()),
+        exchange_(&transport->exchanges_.back()),
         body_(body),
         response_body_(response_body),
         status_info_(status_info) {}
   ~Request() override { exchange_->request = nullptr; }
 
   int Start(RequesterInterface* requester) override {
-    REQUIRE_FALSE(exchange_->is_started);
+    Require(!exchange_->is_started);
     exchange_->is_started = true;
     if (body_ != nullptr) exchange_->body = TextOf(*body_);
     requester_ = requester;
@@ -35,8 +40,8 @@ class StubTransport::Request final : public HttpRequestInterface {
     StubTransport* const transport = transport_;
     Exchange* const exchange = exchange_;
     transport->on_start();
-    exchange->is_started = transport->start_result_ == 0;
-    return transport->start_result_;
+    exchange->is_started = transport->start_result == 0;
+    return transport->start_result;
   }
   void Cancel() override { delete this; }
 
@@ -49,18 +54,16 @@ class StubTransport::Request final : public HttpRequestInterface {
     return new HeaderFieldIterator(ViewOf(response_headers_));
   }
 
-  /// Leaves it to the caller to tell the requester.
   void End(int status, std::string_view body, const HeaderList& headers) {
-    REQUIRE(exchange_->is_started);
-    REQUIRE_FALSE(exchange_->has_ended);
+    Require(exchange_->is_started && !exchange_->has_ended);
+    Require(body_ == nullptr || TextOf(*body_) == exchange_->body);
     exchange_->has_ended = true;
-    if (body_ != nullptr) REQUIRE(TextOf(*body_) == exchange_->body);
     status_ = status;
     for (const auto& [name, value] : headers) response_headers_ += name + ": " + value + "\r\n";
     response_body_->AppendAll(ViewOf(body));
     status_info_->effective_url = RedirectedToUrl();
+    status == 200 ? requester_->OnRequestComplete(this) : requester_->OnRequestFailed(this);
   }
-  RequesterInterface* requester() const { return requester_; }
 
  private:
   StubTransport* transport_;
@@ -74,43 +77,35 @@ class StubTransport::Request final : public HttpRequestInterface {
 };
 
 StubTransport::~StubTransport() {
-  CHECK(open_count() == 0);
+  for (const Exchange& exchange : exchanges_) Require(exchange.request == nullptr);
 }
 
-void StubTransport::Reply(std::size_t index, std::string_view body, const HeaderList& headers) {
-  Request* request = exchange(index).request;
-  REQUIRE(request != nullptr);
-  request->End(200, body, headers);
-  request->requester()->OnRequestComplete(request);
+void StubTransport::End(std::size_t index, int status, std::string_view body,
+                        const HeaderList& headers) {
+  Require(exchange(index).request != nullptr);
+  exchange(index).request->End(status, body, headers);
 }
 
-void StubTransport::Fail(std::size_t index, int status) {
-  Request* request = exchange(index).request;
-  REQUIRE(request != nullptr);
-  request->End(status, "", {});
-  request->requester()->OnRequestFailed(request);
-}
-
-int StubTransport::open_count() const {
-  return static_cast<int>(std::count_if(exchanges_.begin(), exchanges_.end(),
-                                        [](const auto& entry) { return entry->request; }));
+std::vector<std::size_t> StubTransport::Open() const {
+  std::vector<std::size_t> open;
+  for (std::size_t i = 0; i < count(); ++i) {
+    const Exchange& entry = exchange(i);
+    if (entry.request != nullptr && entry.is_started && !entry.has_ended) open.push_back(i);
+  }
+  return open;
 }
 
 HttpRequestInterface* StubTransport::NewHttpGetRequest(const GString& url,
                                                        ByteVector* response_body,
                                                        StatusInfo* status_info) {
-  HttpRequestInterface* request = NewHttpPostRequest(url, nullptr, response_body, status_info);
-  if (request != nullptr) exchanges_.back()->method = "GET";
-  return request;
+  return NewHttpPostRequest(url, nullptr, response_body, status_info);
 }
 
 HttpRequestInterface* StubTransport::NewHttpPostRequest(const GString& url, const ByteView* body,
                                                         ByteVector* response_body,
                                                         StatusInfo* status_info) {
-  if (makes_null_) return nullptr;
-  exchanges_.push_back(std::make_unique<Exchange>());
-  Exchange& exchange = *exchanges_.back();
-  exchange.method = "POST";
+  if (makes_null) return nullptr;
+  Exchange& exchange = exchanges_.emplace_back();
   exchange.url = TextOf(url);
   exchange.request = new Request(this, body, response_body, status_info);
   on_new();

@@ -2,8 +2,8 @@
 #define SUPPORT_STUB_TRANSPORT_H_
 
 #include <cstddef>
+#include <deque>
 #include <functional>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -16,13 +16,13 @@ namespace kesu_test {
 using HeaderList = std::vector<std::pair<std::string, std::string>>;
 
 /// A transport without a network: its requests end when the test says so. It must outlive them.
+/// Whoever uses it wrongly ends the process.
 class StubTransport final : public HttpRequestFactory {
  public:
   class Request;
 
   /// What is known of one request. It stays when the request is gone.
   struct Exchange {
-    std::string method;
     std::string url;
     /// As it was at the start of the request.
     std::string body;
@@ -35,21 +35,15 @@ class StubTransport final : public HttpRequestFactory {
 
   ~StubTransport() override;
 
-  /// From now on the factory returns null.
-  void MakeNull(bool value) { makes_null_ = value; }
-  /// From now on Start() yields this, whatever `on_start` reports.
-  void SetStartResult(int result) { start_result_ = result; }
-
-  /// Ends a request as complete, with status 200.
-  void Reply(std::size_t index, std::string_view body,
-             const HeaderList& headers = {{"Content-Type", "application/binary"}});
-  /// Ends a request as failed.
-  void Fail(std::size_t index, int status);
+  /// Ends a request with that status, as complete if that is 200, otherwise as failed.
+  void End(std::size_t index, int status, std::string_view body = "",
+           const HeaderList& headers = {{"Content-Type", "application/binary"}});
 
   std::size_t count() const { return exchanges_.size(); }
-  const Exchange& exchange(std::size_t index) const { return *exchanges_.at(index); }
-  /// How many requests exist at this moment.
-  int open_count() const;
+  const Exchange& exchange(std::size_t index) const { return exchanges_.at(index); }
+  const Exchange& latest() const { return exchanges_.back(); }
+  /// The requests that have been started and not ended, from the oldest on.
+  std::vector<std::size_t> Open() const;
 
   HttpRequestInterface* NewHttpGetRequest(const common_base::GString& url,
                                           common_base::ByteVector* response_body,
@@ -59,14 +53,16 @@ class StubTransport final : public HttpRequestFactory {
                                            common_base::ByteVector* response_body,
                                            StatusInfo* status_info) override;
 
+  /// Whether the factory returns null.
+  bool makes_null = false;
+  /// What Start() yields, whatever `on_start` reports.
+  int start_result = 0;
   /// What happens inside the making of a POST, and inside Start().
   std::function<void()> on_new = [] {};
   std::function<void()> on_start = [] {};
 
  private:
-  bool makes_null_ = false;
-  int start_result_ = 0;
-  std::vector<std::unique_ptr<Exchange>> exchanges_;
+  std::deque<Exchange> exchanges_;
 };
 
 }  // namespace kesu_test

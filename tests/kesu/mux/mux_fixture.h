@@ -1,7 +1,6 @@
 #ifndef TESTS_KESU_MUX_MUX_FIXTURE_H_
 #define TESTS_KESU_MUX_MUX_FIXTURE_H_
 
-#include <cstddef>
 #include <functional>
 #include <memory>
 #include <string>
@@ -21,7 +20,7 @@ namespace kesu_test {
 /// The multiplexer on a stub transport and a clock that is moved by hand.
 struct MuxFixture {
   static constexpr char kUrl[] = "http://service.example/mux";
-  /// Of the header block, the protocol version included, as NewConfig() makes it.
+  /// Of the header block, the protocol version included, as Initialize() makes it.
   static constexpr int kHeaderBytes = 42;
   static constexpr long long kBatchDelay = 100000;
   static constexpr long long kRetryDelay = 500000;
@@ -32,9 +31,6 @@ struct MuxFixture {
   MuxFixture& operator=(const MuxFixture&) = delete;
 
   void Initialize(const char* url = kUrl) {
-    common_kesu::MobileServiceMux::Initialize(&transport, &queue, &clock, NewConfig(url));
-  }
-  static common_kesu::MuxConfig* NewConfig(const char* url) {
     auto* config = new common_kesu::MuxConfig;
     config->product = "prod";
     config->version = "1.0";
@@ -43,7 +39,7 @@ struct MuxFixture {
     config->configuration = "cfg";
     config->service_url = url;
     config->platform = "plat";
-    return config;
+    common_kesu::MobileServiceMux::Initialize(&transport, &queue, &clock, config);
   }
 
   common_kesu::MobileServiceMux* mux() const {
@@ -80,32 +76,30 @@ struct RecordingListener final : common_kesu::Request::ListenerInterface {
     /// The payload that the request was sent with.
     std::string name;
     int status;
-    bool is_error;
-    std::string payload;
     int http_status;
     std::string url;
+    /// Behind a blank; "!" for an error.
+    std::string payload;
   };
 
   bool RequestComplete(const common_kesu::Request* request, const common_kesu::Response* response,
                        bool*) override {
     const auto* plain = static_cast<const common_kesu::PlainRequest*>(request);
     const HttpRequestInterface* http = response->http_request();
-    outcomes.push_back({plain->payload() ? TextOf(*plain->payload()) : "", response->status_code(),
-                        response->is_error(), "",
-                        http == nullptr ? 0 : http->HttpResponseStatusCode(),
-                        TextOf(response->http_status_info()->effective_url)});
     const std::unique_ptr<common_base::DataInputStream> stream(response->GetInputStream());
-    if (stream) outcomes.back().payload = TextOf(stream->ReadFully());
+    outcomes.push_back({plain->payload() ? TextOf(*plain->payload()) : "", response->status_code(),
+                        http ? http->HttpResponseStatusCode() : 0,
+                        TextOf(response->http_status_info()->effective_url),
+                        response->is_error() ? "!" : ' ' + TextOf(stream->ReadFully())});
     if (action) action(request);
     return true;
   }
 
-  /// "a:200:text b:-3! " of what was told, errors with a "!".
+  /// "a:200 text; b:-3!; " of what was told.
   std::string Told() const {
     std::string text;
     for (const Outcome& outcome : outcomes) {
-      text += outcome.name + ":" + std::to_string(outcome.status) +
-              (outcome.is_error ? "!" : ":" + outcome.payload) + ' ';
+      text += outcome.name + ':' + std::to_string(outcome.status) + outcome.payload + "; ";
     }
     return text;
   }
@@ -114,52 +108,36 @@ struct RecordingListener final : common_kesu::Request::ListenerInterface {
   std::function<void(const common_kesu::Request*)> action;
 };
 
-inline unsigned BigEndian(std::string_view bytes) {
-  unsigned value = 0;
-  for (const char byte : bytes) value = value << 8 | static_cast<unsigned char>(byte);
-  return value;
-}
-
-inline std::string BigEndian(unsigned value, int width) {
-  std::string bytes;
-  while (width-- > 0) bytes += static_cast<char>(value >> 8 * width);
-  return bytes;
-}
-
 /// A request block of a POST.
 struct PostedRequest {
   int id;
-  std::string service;
   std::string payload;
 };
 
 /// The request blocks of a POST, taken apart.
 inline std::vector<PostedRequest> PostedRequests(std::string_view body) {
-  std::vector<PostedRequest> requests;
   const auto take = [&body](unsigned length) {
     REQUIRE(length <= body.size());
     const std::string_view taken = body.substr(0, length);
     body.remove_prefix(length);
     return taken;
   };
+  const auto take_number = [&](unsigned width) {
+    unsigned value = 0;
+    for (const char byte : take(width)) value = value << 8 | static_cast<unsigned char>(byte);
+    return value;
+  };
+  std::vector<PostedRequest> requests;
   take(2);
-  const unsigned header_length = BigEndian(take(4));
+  const unsigned header_length = take_number(4);
   take(2 + header_length);
   while (!body.empty()) {
     take(6);
-    const int id = static_cast<short>(BigEndian(take(2)));
-    const std::string service(take(BigEndian(take(2))));
-    take(2);
-    requests.push_back({id, service, std::string(take(BigEndian(take(4))))});
+    const int id = static_cast<short>(take_number(2));
+    take(take_number(2) + 2);
+    requests.push_back({id, std::string(take(take_number(4)))});
   }
   return requests;
-}
-
-/// The payloads of a POST, one after the other with a blank behind each.
-inline std::string PostedPayloads(std::string_view body) {
-  std::string payloads;
-  for (const PostedRequest& request : PostedRequests(body)) payloads += request.payload + ' ';
-  return payloads;
 }
 
 inline const std::string kReplyStart("\0\1", 2);
@@ -167,11 +145,10 @@ inline const std::string kReplyStart("\0\1", 2);
 /// A reply block.
 inline std::string ReplyBlock(int id, std::string_view payload, int status = 200,
                               std::string_view encodings = "") {
-  const std::string body = BigEndian(static_cast<unsigned>(id), 2) +
-                           BigEndian(static_cast<unsigned>(status), 2) +
-                           BigEndian(static_cast<unsigned>(encodings.size()), 2) +
-                           std::string(encodings) + BigEndian(0, 4) + std::string(payload);
-  return BigEndian(static_cast<unsigned>(body.size()), 4) + "\x81" + std::string(1, '\0') + body;
+  const std::string body =
+      BigEndian(static_cast<unsigned>(id), 2) + BigEndian(static_cast<unsigned>(status), 2) +
+      BigEndian(encodings.size(), 2).append(encodings) + BigEndian(0, 4).append(payload);
+  return BigEndian(body.size(), 4) + BigEndian(0x8100, 2) + body;
 }
 
 }  // namespace kesu_test

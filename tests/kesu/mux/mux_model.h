@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <functional>
 #include <map>
 #include <random>
 #include <set>
@@ -14,30 +15,9 @@
 
 namespace kesu_test {
 
-/// How a POST ends.
-struct Ending {
-  int http_status = 200;
-  bool has_right_type = true;
-  /// Of the reply, whose body is empty for 0.
-  int version = 1;
-  /// Decides what the reply holds; 0: each request is answered, in order.
-  unsigned seed = 0;
-};
-
 /// Something that is done to the multiplexer, from outside or from inside a listener.
 struct Step {
-  enum Kind {
-    kSubmit,
-    kHoldBack,
-    kCancel,
-    kPause,
-    kResume,
-    kFlush,
-    kAdvance,
-    kEndPost,
-    kRemake,
-    kSetTransport
-  };
+  enum Kind { kSubmit, kHoldBack, kCancel, kPause, kResume, kFlush, kAdvance, kEndPost };
   enum Transport { kWorks, kEndsInsideStart, kDoesNotStart, kMakesNone };
 
   Kind kind;
@@ -47,107 +27,109 @@ struct Step {
   long long ticks = 0;
   /// Which of the POSTs that are under way, counted round.
   unsigned post = 0;
-  Ending ending = {};
+  /// What the transport does from this step on.
   Transport transport = kWorks;
+  /// How the POST ends, or those that end inside Start().
+  int http_status = 200;
+  unsigned reply_seed = 0;
 };
 
 /// A request, by its number.
 struct RequestPlan {
   int payload_bytes;
-  /// Whether it may be submitted again when it has ended; otherwise it is deleted at once.
+  /// Whether it stays when it has ended; otherwise it is deleted, and made anew when it is wanted.
   bool is_kept;
   /// What its listener does the first time it is told.
   std::vector<Step> inside;
 };
 using Plans = std::deque<RequestPlan>;
 
-/// A block of a reply.
-struct ReplyPart {
-  enum Kind { kAnswer, kUnknownType, kUndecodable, kCut };
-  Kind kind;
+/// A place in a POST.
+struct Place {
+  int request;
   int id;
-  int status;
-  std::string payload;
 };
 
-/// The reply to a POST with these ids.
-inline std::vector<ReplyPart> PartsOf(std::vector<int> ids, unsigned seed) {
-  std::minstd_rand random(seed);
-  const auto one_in = [&](unsigned count) { return seed != 0 && random() % count == 0; };
-  std::vector<ReplyPart> parts;
-  const auto add = [&](ReplyPart::Kind kind, int id) {
-    parts.push_back({kind, id, one_in(4) ? 550 : 200, std::to_string(parts.size())});
+/// The reply to a POST. With the seed 0 each request is answered, in order.
+struct Reply {
+  struct Answer {
+    int id;
+    int status;
+    std::string payload;
   };
-  if (one_in(2)) std::shuffle(ids.begin(), ids.end(), random);
-  for (const int id : ids) {
-    if (one_in(12)) add(ReplyPart::kUnknownType, id);
-    if (one_in(12)) add(ReplyPart::kAnswer, id + 3000);
-    if (one_in(12)) add(ReplyPart::kUndecodable, id);
-    if (one_in(8)) continue;
-    add(ReplyPart::kAnswer, id);
-    if (one_in(8)) add(ReplyPart::kAnswer, id);
-  }
-  if (one_in(8)) add(ReplyPart::kCut, ids[0]);
-  return parts;
-}
 
-inline std::string BytesOf(const std::vector<ReplyPart>& parts, int version) {
-  if (version == 0) return "";
-  std::string bytes = BigEndian(version, 2);
-  for (const ReplyPart& part : parts) {
-    const char* encodings = part.kind == ReplyPart::kUndecodable ? "n,x" : "";
-    std::string block = ReplyBlock(part.id, part.payload, part.status, encodings);
-    if (part.kind == ReplyPart::kUnknownType) block[5] = 1;
-    if (part.kind == ReplyPart::kCut) block.pop_back();
-    bytes += block;
+  Reply(std::vector<Place> places, unsigned seed) {
+    std::minstd_rand random(seed);
+    const auto one_in = [&](unsigned count) { return seed != 0 && random() % count == 0; };
+    const bool is_other_version = one_in(8);
+    has_right_type = !one_in(8);
+    if (is_other_version && has_right_type) status_of_rest = 2;
+    bytes = is_other_version ? std::string("\0\2", 2) : kReplyStart;
+    bool is_readable = has_right_type && !is_other_version;
+    const auto add = [&](int id, bool is_answer = true, const char* encodings = "") {
+      const Answer answer = {id, one_in(4) ? 550 : 200, std::to_string(bytes.size())};
+      std::string block = ReplyBlock(id, answer.payload, answer.status, encodings);
+      if (!is_answer) block[5] = 1;
+      bytes += block;
+      is_readable = is_readable && *encodings == '\0';
+      if (is_readable && is_answer) answers.push_back(answer);
+    };
+    if (one_in(2)) std::shuffle(places.begin(), places.end(), random);
+    for (const Place& place : places) {
+      if (one_in(12)) add(place.id, false);
+      if (one_in(12)) add(place.id + 3000);
+      if (one_in(12)) add(place.id, true, "n,x");
+      if (one_in(8)) continue;
+      add(place.id);
+      if (one_in(8)) add(place.id);
+    }
   }
-  return bytes;
-}
+
+  bool has_right_type;
+  std::string bytes;
+  /// Those that are read.
+  std::vector<Answer> answers;
+  /// -3 where the other requests may be sent again.
+  int status_of_rest = -3;
+};
 
 /// What steps are done to, the multiplexer or the model: writes down each POST and each outcome.
 class World {
  public:
   explicit World(const Plans* plans) : plans_(plans) {}
-  World(const World&) = delete;
-  World& operator=(const World&) = delete;
   virtual ~World() = default;
 
   /// Does nothing where the owner of the request may not do such a thing.
   void Do(const Step& step) {
-    const int request = step.request;
-    const bool is_idle = !live_.contains(request) && plan(request).is_kept;
-    if (step.kind == Step::kSubmit || step.kind == Step::kHoldBack) {
-      if (!is_idle && used_.contains(request)) return;
-      used_.insert(request);
-      live_.insert(request);
-    }
-    if (step.kind == Step::kCancel && !live_.contains(request)) return;
-    if (step.kind == Step::kEndPost && OpenPosts().empty()) return;
+    const bool is_submission = step.kind == Step::kSubmit || step.kind == Step::kHoldBack;
+    if (is_submission && !live_.insert(step.request).second) return;
+    if (step.kind == Step::kCancel && !live_.contains(step.request)) return;
+    transport_ = step;
     Perform(step);
-    if (step.kind == Step::kCancel) Forget(request);
-    while (step.kind == Step::kRemake && !live_.empty()) Forget(*live_.begin());
+    if (step.kind == Step::kCancel) Forget(step.request);
+    const auto open = OpenPosts();
+    if (step.kind == Step::kEndPost && !open.empty()) End(open[step.post % open.size()], step);
   }
 
-  /// What has been written down since the last time, and numbers that count too.
-  std::string TakeTrace() {
-    std::string trace = std::exchange(trace_, "");
-    for (const auto number : Numbers()) trace += ' ' + std::to_string(number);
-    return trace;
-  }
+  /// What has been written down since the last time.
+  std::string TakeTrace() { return std::exchange(trace_, ""); }
   /// Whether a request waits for its outcome.
   bool HasLive() const { return !live_.empty(); }
 
  protected:
   const RequestPlan& plan(int request) const { return (*plans_)[request]; }
+  /// The step that says what the transport does.
+  const Step& transport() const { return transport_; }
+  /// All but the end of a POST.
   virtual void Perform(const Step& step) = 0;
-  virtual void Delete(int) {}
-  virtual std::vector<int> OpenPosts() const = 0;
-  virtual std::vector<int> Numbers() const = 0;
+  virtual void End(std::size_t post, const Step& step) = 0;
+  virtual void Delete(int request) = 0;
+  virtual std::vector<std::size_t> OpenPosts() const = 0;
 
-  void WritePost(long long now, const std::vector<int>& requests, const std::vector<int>& ids) {
+  void WritePost(long long now, const std::vector<Place>& places) {
     trace_ += "POST at " + std::to_string(now) + ':';
-    for (std::size_t i = 0; i < ids.size(); ++i) {
-      trace_ += ' ' + std::to_string(requests[i]) + '#' + std::to_string(ids[i]);
+    for (const Place& place : places) {
+      trace_ += ' ' + std::to_string(place.request) + '#' + std::to_string(place.id);
     }
     trace_ += "; ";
   }
@@ -166,9 +148,9 @@ class World {
   }
 
   const Plans* plans_;
-  std::set<int> used_;
   std::set<int> live_;
   std::set<int> has_acted_;
+  Step transport_ = {Step::kAdvance};
   std::string trace_;
 };
 
@@ -179,19 +161,12 @@ class MuxModel final : public World {
   MuxModel(const Plans* plans, int first_id) : World(plans), next_id_(first_id) {}
 
  private:
+  /// In place of a request that has been cancelled or told, or of none.
   static constexpr int kNobody = -1;
-  struct Post {
-    /// kNobody where the request has been cancelled or told.
-    std::vector<int> requests;
-    std::vector<int> ids;
-    bool is_open = false;
-  };
+  static constexpr int kBatch = -2;
   struct Wait {
-    enum Kind { kForBatch, kHeldBack, kNotStarted };
-    Kind kind;
-    int request = kNobody;
-    bool send_now = false;
-    int post = 0;
+    int request;
+    std::function<void()> end;
   };
 
   void Perform(const Step& step) override {
@@ -203,15 +178,10 @@ class MuxModel final : public World {
     if (step.kind == Step::kResume) SendPending();
     if (step.kind == Step::kFlush) SendGathered();
     if (step.kind == Step::kAdvance) Advance(step.ticks);
-    if (step.kind == Step::kEndPost) End(OpenPosts()[step.post % OpenPosts().size()], step.ending);
-    if (step.kind == Step::kSetTransport) transport_ = step;
-    if (step.kind == Step::kRemake) Remake();
   }
 
-  std::vector<int> Numbers() const override {
-    const auto open_count = static_cast<int>(OpenPosts().size());
-    return {sent_, received_, next_id_, is_paused_, open_count};
-  }
+  void Delete(int request) override { was_sent_again_.erase(request); }
+  std::vector<std::size_t> OpenPosts() const override { return {open_.begin(), open_.end()}; }
 
   void Submit(int request, bool send_now) {
     gathered_.push_back(request);
@@ -220,28 +190,33 @@ class MuxModel final : public World {
     if (is_gathering_) return;
     is_gathering_ = true;
     hard_deadline_ = now_ + 1000000;
-    waits_.insert({soft_deadline_, {Wait::kForBatch}});
+    WaitForBatch();
+  }
+
+  void WaitForBatch() {
+    const long long deadline = std::min(soft_deadline_, hard_deadline_);
+    if (deadline <= now_) return SendGathered();
+    waits_.insert({deadline, {kBatch, [this] { WaitForBatch(); }}});
   }
 
   void HoldBack(int request, long long ticks, bool send_now) {
-    waits_.insert({now_ + ticks, {Wait::kHeldBack, request, send_now}});
+    waits_.insert({now_ + ticks, {request, [=, this] { Submit(request, send_now); }}});
+  }
+
+  void EndWaitOf(int request) {
+    std::erase_if(waits_, [&](const auto& wait) { return wait.second.request == request; });
   }
 
   void Advance(long long ticks) {
     // What is done meanwhile may move the clock further: what is due only then waits.
     const long long now = now_ += ticks;
     while (!waits_.empty() && waits_.begin()->first <= now) {
-      const Wait wait = waits_.extract(waits_.begin()).mapped();
-      if (wait.kind == Wait::kHeldBack) Submit(wait.request, wait.send_now);
-      if (wait.kind == Wait::kNotStarted) End(wait.post, {.http_status = 0});
-      const long long deadline = std::min(soft_deadline_, hard_deadline_);
-      if (wait.kind == Wait::kForBatch && deadline <= now_) SendGathered();
-      if (wait.kind == Wait::kForBatch && deadline > now_) waits_.insert({deadline, wait});
+      waits_.extract(waits_.begin()).mapped().end();
     }
   }
 
   void SendGathered() {
-    std::erase_if(waits_, [](const auto& wait) { return wait.second.kind == Wait::kForBatch; });
+    EndWaitOf(kBatch);
     is_gathering_ = false;
     pending_.insert(pending_.end(), gathered_.begin(), gathered_.end());
     gathered_.clear();
@@ -250,99 +225,75 @@ class MuxModel final : public World {
 
   void SendPending() {
     while (!pending_.empty()) {
-      Post post;
+      std::vector<Place> places;
       int bytes = MuxFixture::kHeaderBytes;
       for (; !pending_.empty(); pending_.pop_front()) {
         const int block_bytes = 17 + plan(pending_.front()).payload_bytes;
-        if (!post.requests.empty() && bytes + block_bytes + 2 > 32768) break;
+        if (!places.empty() && bytes + block_bytes + 2 > 32768) break;
         bytes += block_bytes;
-        post.requests.push_back(pending_.front());
-        post.ids.push_back(static_cast<short>(next_id_++));
+        places.push_back({pending_.front(), static_cast<short>(next_id_++)});
       }
-      sent_ += bytes;
-      posts_.insert({++last_post_, post});
+      posts_[++last_post_] = places;
       Start(last_post_);
     }
   }
 
-  void Start(int number) {
-    Post& post = posts_[number];
-    if (transport_.transport != Step::kMakesNone) WritePost(now_, post.requests, post.ids);
-    if (transport_.transport == Step::kEndsInsideStart) return End(number, transport_.ending);
-    post.is_open = transport_.transport == Step::kWorks;
-    if (!post.is_open) waits_.insert({now_, {Wait::kNotStarted, kNobody, false, number}});
-  }
-
-  std::vector<int> OpenPosts() const override {
-    std::vector<int> open;
-    for (const auto& [number, post] : posts_) {
-      if (post.is_open) open.push_back(number);
-    }
-    return open;
-  }
-
-  void End(int number, const Ending& ending) {
-    Post& post = posts_[number];
-    post.is_open = false;
-    const int status = ending.http_status;
-    if (status == 200 && ending.has_right_type) {
-      HandleReply(&post, ending);
-    } else if (status == 200 || status == 502) {
-      SendAgain(&post, status);
+  void Start(std::size_t post) {
+    const Step::Transport transport = this->transport().transport;
+    if (transport != Step::kMakesNone) WritePost(now_, posts_[post]);
+    if (transport == Step::kEndsInsideStart) return End(post, this->transport());
+    if (transport == Step::kWorks) {
+      open_.insert(post);
     } else {
-      Fail(&post, status, status);
-    }
-    posts_.erase(number);
-  }
-
-  void HandleReply(Post* post, const Ending& ending) {
-    const auto parts = PartsOf(post->ids, ending.seed);
-    received_ += static_cast<int>(BytesOf(parts, ending.version).size());
-    if (ending.version != 1) return Fail(post, 2, 200);
-    for (const ReplyPart& part : parts) {
-      if (part.kind == ReplyPart::kUnknownType) continue;
-      if (part.kind != ReplyPart::kAnswer) break;
-      const auto id = std::find(post->ids.begin(), post->ids.end(), static_cast<short>(part.id));
-      if (id == post->ids.end()) continue;
-      const int request = std::exchange(post->requests[id - post->ids.begin()], kNobody);
-      if (request != kNobody) Tell(request, part.status, 200, ' ' + part.payload);
-    }
-    SendAgain(post, 200);
-  }
-
-  void Fail(Post* post, int status, int http_status) {
-    for (int& entry : post->requests) {
-      const int request = std::exchange(entry, kNobody);
-      if (request != kNobody) Tell(request, status, http_status, "!");
+      const Step failure = {.kind = Step::kEndPost, .http_status = 0};
+      waits_.insert({now_, {kNobody, [=, this] { End(post, failure); }}});
     }
   }
 
-  void SendAgain(Post* post, int http_status) {
-    for (int& entry : post->requests) {
-      const int request = std::exchange(entry, kNobody);
+  void End(std::size_t post, const Step& step) override {
+    open_.erase(post);
+    std::vector<Place>* places = &posts_[post];
+    if (step.http_status == 200) {
+      HandleReply(Reply(*places, step.reply_seed), places);
+    } else {
+      EndRest(step.http_status == 502 ? -3 : step.http_status, step.http_status, places);
+    }
+    posts_.erase(post);
+  }
+
+  void HandleReply(const Reply& reply, std::vector<Place>* places) {
+    for (const Reply::Answer& answer : reply.answers) {
+      for (Place& place : *places) {
+        if (place.id != static_cast<short>(answer.id)) continue;
+        const int request = std::exchange(place.request, kNobody);
+        if (request != kNobody) Tell(request, answer.status, 200, ' ' + answer.payload);
+      }
+    }
+    EndRest(reply.status_of_rest, 200, places);
+  }
+
+  void EndRest(int status, int http_status, std::vector<Place>* places) {
+    for (Place& place : *places) {
+      const int request = std::exchange(place.request, kNobody);
       if (request == kNobody) continue;
       // Once in all its life.
-      const bool may_retry = was_sent_again_.insert(request).second;
-      may_retry ? HoldBack(request, 500000, true) : Tell(request, -3, http_status, "!");
+      if (status == -3 && was_sent_again_.insert(request).second) {
+        HoldBack(request, 500000, true);
+      } else {
+        Tell(request, status, http_status, "!");
+      }
     }
   }
 
   void Cancel(int request) {
-    std::erase_if(waits_, [&](const auto& wait) { return wait.second.request == request; });
+    EndWaitOf(request);
     std::erase(gathered_, request);
     std::erase(pending_, request);
-    for (auto& [number, post] : posts_) {
-      std::replace(post.requests.begin(), post.requests.end(), request, kNobody);
+    for (auto& [post, places] : posts_) {
+      for (Place& place : places) {
+        if (place.request == request) place.request = kNobody;
+      }
     }
-  }
-
-  void Remake() {
-    waits_.clear();
-    gathered_.clear();
-    pending_.clear();
-    posts_.clear();
-    is_gathering_ = is_paused_ = false;
-    sent_ = received_ = next_id_ = 0;
   }
 
   long long now_ = 777;
@@ -350,16 +301,14 @@ class MuxModel final : public World {
   long long hard_deadline_ = 0;
   bool is_gathering_ = false;
   bool is_paused_ = false;
-  int sent_ = 0;
-  int received_ = 0;
   int next_id_;
-  int last_post_ = 0;
-  Step transport_ = {Step::kSetTransport};
+  std::size_t last_post_ = 0;
   /// By the tick they end at; those of one tick in the order they began.
   std::multimap<long long, Wait> waits_;
   std::vector<int> gathered_;
   std::deque<int> pending_;
-  std::map<int, Post> posts_;
+  std::map<std::size_t, std::vector<Place>> posts_;
+  std::set<std::size_t> open_;
   std::set<int> was_sent_again_;
 };
 

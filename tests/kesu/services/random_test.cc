@@ -4,20 +4,19 @@
 #include <list>
 #include <memory>
 #include <random>
-#include <vector>
 
 #include <doctest/doctest.h>
 
+#include "kesu/mux/mux_fixture.h"
 #include "kesu/services/location_service.h"
 #include "kesu/services/reverse_geocode_service.h"
-#include "kesu/services/service_fixture.h"
 
 using common_base::RequestInterface;
 using common_kesu::LbsService;
 using common_kesu::LocationService;
 using common_kesu::MobileServiceMux;
 using common_kesu::ReverseGeocodeService;
-using kesu_test::ServiceFixture;
+using kesu_test::MuxFixture;
 
 namespace {
 
@@ -29,8 +28,8 @@ class History {
     while (steps-- > 0) Step();
     depth_ = kMaxDepth;
     for (int i = 0; i < 4; ++i) {
-      fixture_.Advance(4 * ServiceFixture::kRetryDelay);
-      while (EndSomePost()) continue;
+      fixture_.Advance(4 * MuxFixture::kRetryDelay);
+      while (!fixture_.transport.Open().empty()) EndSomePost();
     }
     for (const Call& call : calls_) CHECK((!call.is_running || call.mux != mux_));
     while (!services_.empty()) DeleteService();
@@ -98,10 +97,10 @@ class History {
   void NewService() {
     AnyService* service = &services_.emplace_back();
     const int kind = Pick(3);
-    if (kind == 0) service->typed.reset(new LbsService("g", ServiceFixture::NewRequest("A")));
-    if (kind == 1) service->reverse.reset(new ReverseGeocodeService(1.0F, 2.0F, nullptr));
+    if (kind == 0) service->typed = std::make_unique<LbsService>("g", new lbs::GLocRequest);
+    if (kind == 1) service->reverse = std::make_unique<ReverseGeocodeService>(1.0F, 2.0F, nullptr);
     if (kind != 2) return;
-    service->location.reset(new LocationService("g", ServiceFixture::NewRequest("A")));
+    service->location = std::make_unique<LocationService>("g", new lbs::GLocRequest);
     service->location->set_send_immediately(Pick(2) == 0);
   }
 
@@ -126,11 +125,11 @@ class History {
 
   void Start(Call* call) {
     if (call->is_running) return;
-    AnyService* service = call->service;
-    call->is_running =
+    const AnyService* service = call->service;
+    const bool may_start =
         MobileServiceMux::InstanceExists() && service != nullptr && service->current == call;
+    call->is_running = may_start;
     call->mux = mux_;
-    const bool may_start = call->is_running;
     if (may_start && service->typed) service->typed->ResetForNewRequest();
     CHECK((call->request->Start(call) == 0) == may_start);
   }
@@ -149,30 +148,19 @@ class History {
     if (Pick(3) != 0) fixture_.Initialize();
   }
 
-  bool EndSomePost() {
-    auto& transport = fixture_.transport;
-    std::vector<std::size_t> posts;
-    for (std::size_t i = 0; i < transport.count(); ++i) {
-      const auto& exchange = transport.exchange(i);
-      if (exchange.request != nullptr && !exchange.has_ended) posts.push_back(i);
-    }
-    if (posts.empty()) return false;
-    const std::size_t index = *PickFrom(&posts);
+  void EndSomePost() {
+    const auto posts = fixture_.transport.Open();
+    if (posts.empty()) return;
+    const std::size_t post = *PickFrom(&posts);
     std::string reply = kesu_test::kReplyStart;
-    for (const auto& request : kesu_test::PostedRequests(transport.exchange(index).body)) {
-      const char* payload = Pick(4) == 0 ? ServiceFixture::kGarbage : "\x1A\1k";
-      if (Pick(5) != 0) reply += kesu_test::ReplyBlock(request.id, payload);
+    for (const auto& request : kesu_test::PostedRequests(fixture_.transport.exchange(post).body)) {
+      if (Pick(5) != 0) reply += kesu_test::ReplyBlock(request.id, Pick(4) == 0 ? "?" : "\x1A\1k");
     }
-    if (Pick(3) == 0) {
-      transport.Fail(index, Pick(2) == 0 ? 500 : 502);
-    } else {
-      transport.Reply(index, reply);
-    }
-    return true;
+    fixture_.transport.End(post, Pick(3) != 0 ? 200 : Pick(2) == 0 ? 500 : 502, reply);
   }
 
   std::mt19937 random_;
-  ServiceFixture fixture_;
+  MuxFixture fixture_;
   std::list<AnyService> services_;
   std::list<Call> calls_;
   int mux_ = 0;

@@ -2,42 +2,80 @@
 #include <cmath>
 #include <memory>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include <doctest/doctest.h>
 
+#include "kesu/mux/mux_fixture.h"
 #include "kesu/services/location_service.h"
 #include "kesu/services/reverse_geocode_service.h"
-#include "kesu/services/service_fixture.h"
 
 #include "support/log_capture.h"
+#include "support/recording_requester.h"
 
 using common_base::GString;
 using common_kesu::KesuServiceRequest;
 using common_kesu::LbsService;
 using common_kesu::LocationService;
 using common_kesu::ReverseGeocodeService;
-using kesu_test::kPayloadA;
-using kesu_test::kPayloadB;
-using kesu_test::RecordingRequester;
-using kesu_test::ServiceFixture;
+using kesu_test::Bytes;
 using kesu_test::TextOf;
+using kesu_test::ToHex;
+using Lines = std::vector<std::string>;
 
 namespace {
 
-struct Fixture : ServiceFixture {
+constexpr char kGarbage[] = "\x12\x7F";
+/// Of a request with the version "A".
+constexpr char kPayloadA[] = "0A 03 0A 01 41";
+
+lbs::GLocRequest* NewRequest(const char* version) {
+  auto* request = new lbs::GLocRequest;
+  request->mutable_platformprofile()->set_version(version);
+  return request;
+}
+
+std::string PayloadOf(const common_net_proto::Message& message) {
+  common_base::ByteVector bytes;
+  common_base::DataOutputStream stream(&bytes);
+  message.Write(&stream);
+  return ToHex(bytes);
+}
+
+struct Fixture : kesu_test::MuxFixture {
+  template <typename Service>
+  void Start(Service* service) {
+    CHECK(service->NewInvocation()->Start(&requester) == 0);
+  }
+  /// Sends what waits, one call, and answers it.
+  void Answer(std::string_view payload, int status = 200) {
+    mux()->FlushPendingRequests();
+    const int id = kesu_test::PostedRequests(transport.latest().body).at(0).id;
+    transport.End(transport.count() - 1, 200,
+                  kesu_test::kReplyStart + kesu_test::ReplyBlock(id, payload, status));
+  }
+  /// Sends what waits and lets that POST fail.
+  void FailPost(int status = 500) {
+    mux()->FlushPendingRequests();
+    transport.End(transport.count() - 1, status);
+  }
   /// A call with this answer, in hexadecimal.
   template <typename Service>
   void Call(Service* service, const std::string& reply, int status = 200) {
-    CHECK(service->NewInvocation()->Start(&requester) == 0);
-    Answer(TextOf(kesu_test::Bytes(reply)), status);
+    Start(service);
+    Answer(TextOf(Bytes(reply)), status);
+  }
+  /// The payload of the one call in the latest POST, in hexadecimal.
+  std::string LatestPayload() const {
+    const auto posted = kesu_test::PostedRequests(transport.latest().body);
+    REQUIRE(posted.size() == 1);
+    return ToHex(kesu_test::ViewOf(posted[0].payload));
   }
   /// The payload of a call that leaves at once.
   template <typename Service>
   std::string Sent(Service* service) {
     service->set_send_immediately(true);
-    CHECK(service->NewInvocation()->Start(&requester) == 0);
+    Start(service);
     return LatestPayload();
   }
   /// The accuracies of all locations, and the key: "10 20 k".
@@ -51,7 +89,7 @@ struct Fixture : ServiceFixture {
     return text + TextOf(key);
   }
 
-  RecordingRequester requester;
+  kesu_test::RecordingRequester requester;
   LbsService typed{"g:loc/ql", NewRequest("A")};
   LocationService location{"g:loc/ql", NewRequest("A")};
   ReverseGeocodeService reverse{52.5F, 13.4F, nullptr};
@@ -66,17 +104,7 @@ TEST_CASE_FIXTURE(Fixture, "what is sent, byte for byte") {
   CHECK(invocation->ElapsedTicks() == kBatchDelay);
   CHECK(LatestPayload() == kPayloadA);
   Answer("");
-  location.request()->mutable_platformprofile()->set_version("1");
-  lbs::GCell* cell =
-      location.request()->add_requestelements()->mutable_cellularprofile()->mutable_primarycell();
-  cell->set_mcc(1);
-  cell->set_mnc(1);
-  cell->set_area_code(300);
-  cell->set_cell_id(70000);
-  cell->set_signal_strength_dbm(-90);
-  CHECK(Sent(&location) ==
-        "0A 03 0A 01 31 22 1A 0A 18 0A 16 08 01 10 01 18 AC 02 20 F0 A2 04 "
-        "28 A6 FF FF FF FF FF FF FF FF 01");
+  CHECK(Sent(&location) == kPayloadA);
 
   // 52.5 is 525000000 = 0x1F4ADD40; the float next to 13.4 is 13.39999961..., cut to 133999996 =
   // 0x07FCAD7C.
@@ -107,25 +135,25 @@ TEST_CASE("how a call ends, and what the log says") {
     void (*end)(Fixture*);
     int status;
     int http_status;
-    std::string log;
+    Lines log;
   };
-  const std::string error = "**W: The server sent back an error";
-  const std::string unreadable = "**W: An error occurred while attempting to extract the response";
+  const Lines error = {"**W: The server sent back an error"};
+  const Lines unreadable = {"**W: An error occurred while attempting to extract the response"};
   const Row rows[] = {
-      {[](Fixture* f) { f->Answer("\x08\1"); }, 200, 200, ""},
+      {[](Fixture* f) { f->Answer("\x08\1"); }, 200, 200, {}},
       {[](Fixture* f) { f->FailPost(503); }, 503, 503, error},
       {[](Fixture* f) {
          f->FailPost(502);
-         f->Advance(ServiceFixture::kRetryDelay);
+         f->Advance(Fixture::kRetryDelay);
          f->FailPost(502);
        },
        -3, 502, error},
       {[](Fixture* f) { f->Answer("\x08\1", 404); }, 404, 200, unreadable},
-      {[](Fixture* f) { f->Answer(ServiceFixture::kGarbage); }, 200, 200, unreadable},
+      {[](Fixture* f) { f->Answer(kGarbage); }, 200, 200, unreadable},
   };
   for (const Row& row : rows) {
     Fixture f;
-    RecordingRequester requester([&](common_base::RequestInterface* request) {
+    kesu_test::RecordingRequester requester([&](common_base::RequestInterface* request) {
       const auto* response = static_cast<KesuServiceRequest*>(request)->response();
       CHECK(response->status_code() == row.status);
       CHECK_FALSE(f.typed.HasInvocationRunning());
@@ -134,19 +162,19 @@ TEST_CASE("how a call ends, and what the log says") {
     CHECK(f.typed.HasInvocationRunning());
     const kesu_test::LogCapture log(common_base::kLogWarnings);
     row.end(&f);
-    CHECK(log.lines() == std::vector<std::string>(row.log.empty() ? 0 : 1, row.log));
+    CHECK(log.lines() == row.log);
     CHECK((row.log.empty() ? requester.completed : requester.failed) == 1);
     CHECK(f.typed.is_response_received() == row.log.empty());
     CHECK(f.typed.last_status() == row.status);
     CHECK(f.typed.last_http_status() == row.http_status);
-    // The next call writes its payload afresh, or succeeds at once until the reset.
+    // The next call succeeds at once until the reset, then it writes its payload afresh.
     f.typed.vollen_request()->mutable_platformprofile()->set_version("B");
     if (row.log.empty()) {
-      CHECK(f.typed.NewInvocation()->Start(&f.requester) == 0);
+      f.Start(&f.typed);
       CHECK(f.requester.completed == 1);
       f.typed.ResetForNewRequest();
     }
-    CHECK(f.Sent(&f.typed) == kPayloadB);
+    CHECK(f.Sent(&f.typed) == "0A 03 0A 01 42");
     f.Answer("");
   }
 }
@@ -174,7 +202,7 @@ TEST_CASE_FIXTURE(Fixture, "a request maker shapes the requests, and messages ca
   };
   auto service = std::make_unique<LbsService>("s", new SlowMaker, NewRequest("A"));
   const std::unique_ptr<lbs::GLocRequest> request(service->vollen_request_as_owner());
-  service->NewInvocation()->Start(&requester);
+  Start(service.get());
   FailPost(502);
   Advance(1999999);
   CHECK(transport.count() == 1);
@@ -187,24 +215,25 @@ TEST_CASE_FIXTURE(Fixture, "a request maker shapes the requests, and messages ca
   Call(service.get(), "08 02");
   const std::unique_ptr<lbs::GLocReply> second(service->vollen_response_as_owner());
   service.reset();
-  CHECK(PayloadOf(*request) == "\x0A\3\x0A\1A");
+  CHECK(PayloadOf(*request) == kPayloadA);
   CHECK(first->status() == 1);
   CHECK(second->status() == 2);
 }
 
-TEST_CASE("what a lookup takes from the reply") {
-  const std::string empty_key = "**W: received empty platfrom key from server";
-  const std::string no_key = "**W: server did not return a platform key";
+TEST_CASE("what a lookup and the geocoder take from the reply") {
   struct Row {
-    const char* reply;
+    std::string reply;
     std::string found;
-    std::string log;
+    Lines log;
+    bool geocoder_succeeds;
+    std::string geocoder_key;
   };
+  // Success of the geocoder is a status that is there and 0.
   const Row rows[] = {
-      {"08 00 12 04 12 02 18 0A 12 04 12 02 18 14 1A 02 6B 31", "10 20 k1", ""},
-      {"12 02 08 01 12 04 12 02 18 14 1A 01 6B", "20 k", ""},
-      {"12 04 12 02 18 0A 1A 00", "10 ", empty_key},
-      {"", "untouched", no_key},
+      {"08 00 12 04 12 02 18 0A 12 04 12 02 18 14 1A 02 6B 31", "10 20 k1", {}, true, "k1"},
+      {"12 02 08 01 12 04 12 02 18 14 1A 01 6B", "20 k", {}, false, "k"},
+      {"08 00 1A 00", "", {"**W: received empty platfrom key from server"}, true, ""},
+      {"08 01", "untouched", {"**W: server did not return a platform key"}, false, "old"},
   };
   for (const Row& row : rows) {
     CAPTURE(row.reply);
@@ -212,22 +241,12 @@ TEST_CASE("what a lookup takes from the reply") {
     const kesu_test::LogCapture log(common_base::kLogWarnings);
     f.Call(&f.location, row.reply);
     CHECK(f.Found() == row.found);
-    CHECK(log.lines() == std::vector<std::string>(row.log.empty() ? 0 : 1, row.log));
-    CHECK(f.PayloadOf(*f.location.GetGLocReply()) == TextOf(kesu_test::Bytes(row.reply)));
-  }
-}
-
-TEST_CASE("success of the geocoder is a status that is there and 0") {
-  const std::tuple<const char*, bool, std::string> rows[] = {{"1A 01 6B", false, "k"},
-                                                             {"08 00 1A 01 6B", true, "k"},
-                                                             {"08 01", false, "old"},
-                                                             {"08 00 1A 00", true, ""}};
-  for (const auto& [reply, succeeded, key] : rows) {
-    Fixture f;
+    CHECK(log.lines() == row.log);
+    CHECK(PayloadOf(*f.location.GetGLocReply()) == row.reply);
     f.reverse.set_platform_key("old");
-    f.Call(&f.reverse, reply);
-    CHECK(f.reverse.revgeocode_request_succeeded() == succeeded);
-    CHECK(TextOf(f.reverse.platform_key()) == key);
+    f.Call(&f.reverse, row.reply);
+    CHECK(f.reverse.revgeocode_request_succeeded() == row.geocoder_succeeds);
+    CHECK(TextOf(f.reverse.platform_key()) == row.geocoder_key);
   }
 }
 
@@ -235,48 +254,43 @@ TEST_CASE_FIXTURE(Fixture, "locations pile up, and a failed call leaves everythi
   const std::string good = "08 00 12 04 12 02 18 0A 1A 01 6B";
   Call(&location, good);
   Call(&reverse, good);
-  const std::string replies[] = {"", good, "08 01 1A 01 78 12 7F"};
-  for (const std::string& reply : replies) {
-    CAPTURE(reply);
-    for (int i = 0; i < 2; ++i) {
-      const int started = i == 0 ? location.NewInvocation()->Start(&requester)
-                                 : reverse.NewInvocation()->Start(&requester);
-      CHECK(started == 0);
-      if (reply.empty()) FailPost();
-      if (!reply.empty()) Answer(TextOf(kesu_test::Bytes(reply)), reply == good ? 404 : 200);
-    }
-    CHECK(Found() == "10 k");
-    CHECK(PayloadOf(*location.GetGLocReply()) == TextOf(kesu_test::Bytes(good)));
-    CHECK(PayloadOf(*reverse.GetGLocReply()) == TextOf(kesu_test::Bytes(good)));
-    CHECK(TextOf(reverse.platform_key()) == "k");
-    CHECK_FALSE(reverse.revgeocode_request_succeeded());
-  }
+  Start(&location);
+  FailPost();
+  Start(&reverse);
+  FailPost();
+  Call(&location, good, 404);
+  Call(&reverse, good, 404);
+  Call(&location, "08 01 1A 01 78 12 7F");
+  Call(&reverse, "08 01 1A 01 78 12 7F");
   CHECK(requester.completed == 2);
   CHECK(requester.failed == 6);
+  CHECK(Found() == "10 k");
+  CHECK(PayloadOf(*location.GetGLocReply()) == good);
+  CHECK(PayloadOf(*reverse.GetGLocReply()) == good);
+  CHECK(TextOf(reverse.platform_key()) == "k");
+  CHECK_FALSE(reverse.revgeocode_request_succeeded());
   Call(&location, "12 04 12 02 18 14 12 04 12 02 18 1E");
   CHECK(Found() == "10 20 30 k");
 }
 
-TEST_CASE("the longest name") {
+TEST_CASE_FIXTURE(Fixture, "the longest name") {
   const std::pair<std::vector<std::vector<const char*>>, std::string> rows[] = {
       {{{}, {nullptr}, {""}}, ""},
-      {{{"a"}, {}, {"bb", nullptr}, {"c"}}, "bb"},
-      {{{"a", "bb"}, {"cc", "dd"}}, "bb"},
+      {{{"a"}, {}, {"bb", nullptr}, {"cc", "d"}}, "bb"},
       // Characters count, neither bytes nor UTF-16 units.
       {{{"abc", "\xF0\x9F\x8C\x8D\xF0\x9F\x8C\x8D"}}, "abc"},
   };
-  Fixture f;
-  CHECK(TextOf(f.reverse.GetLongestReverseGeocode()) == "");
+  CHECK(TextOf(reverse.GetLongestReverseGeocode()) == "");
   for (const auto& [elements, longest] : rows) {
     lbs::GLocReply reply;
     for (const auto& names : elements) {
-      lbs::GLocation* location = reply.add_replyelements()->mutable_location();
+      lbs::GLocation* place = reply.add_replyelements()->mutable_location();
       for (const char* name : names) {
-        lbs::GFeature* feature = location->add_feature();
+        lbs::GFeature* feature = place->add_feature();
         if (name != nullptr) feature->set_name(name);
       }
     }
-    f.reverse.SaveGLocReply(&reply);
-    CHECK(TextOf(f.reverse.GetLongestReverseGeocode()) == longest);
+    reverse.SaveGLocReply(&reply);
+    CHECK(TextOf(reverse.GetLongestReverseGeocode()) == longest);
   }
 }
