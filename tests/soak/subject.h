@@ -65,8 +65,11 @@ class LocationSubject final : public Subject {
     if (wants_nothing) return locations.length() == locations_before_;
     common_base::GString key;
     service_.GetPlatformKey(&key);
-    return key == key_ && locations.length() == locations_before_ + 1 &&
-           IsAtCell(locations[locations_before_]->latlng());
+    if (key != key_ || locations.length() != locations_before_ + 1) return false;
+    const lbs::GLatLng& position = locations[locations_before_]->latlng();
+    constexpr double kToleranceDegrees = 2e-6;
+    return std::abs(position.latitude_e7() / 1e7 - std::stod((*cell_)[4])) < kToleranceDegrees &&
+           std::abs(position.longitude_e7() / 1e7 - std::stod((*cell_)[5])) < kToleranceDegrees;
   }
   int last_status() const override { return service_.last_status(); }
 
@@ -75,11 +78,6 @@ class LocationSubject final : public Subject {
     common_base::GVector<lbs::GLocation*> locations;
     service_.GetGLocations(&locations);
     return locations;
-  }
-  bool IsAtCell(const lbs::GLatLng& position) const {
-    constexpr double kToleranceDegrees = 2e-6;
-    return std::abs(position.latitude_e7() / 1e7 - std::stod((*cell_)[4])) < kToleranceDegrees &&
-           std::abs(position.longitude_e7() / 1e7 - std::stod((*cell_)[5])) < kToleranceDegrees;
   }
 
   common_kesu::LocationService service_{common_kesu::kLBSServiceUri, new lbs::GLocRequest};

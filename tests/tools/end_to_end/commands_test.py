@@ -1,4 +1,4 @@
-"""The commands of kesu at work: against kesu-server with its built-in data, and on bodies."""
+"""The commands of kesu at work, against kesu-server and on bodies."""
 
 import json
 import os
@@ -10,6 +10,7 @@ import unittest
 
 from programs import KESU, PATIENCE_S, kesu, kesu_json, kesu_server
 
+DATA = os.environ["KESU_DATA"]
 NGINX = shutil.which("nginx", path=os.environ.get("PATH", "") + ":/usr/sbin:/usr/local/sbin")
 
 # One process that runs as whoever runs the test and writes below its prefix alone.
@@ -23,38 +24,30 @@ http {{
 }}
 """
 
-# Version 1, one reply block: request 7, status 200, no encodings, a GLocReply with status 1.
-REPLY = bytes.fromhex("0001 0000000C 8100 0007 00C8 0000 00000000 0801")
-
-
 def data_rows(table):
-    """The rows of a table of the built-in data, each a list of its fields."""
-    with open(os.path.join(os.environ["KESU_DATA"], table), encoding="utf-8") as lines:
+    """The rows of a table of the data, each a list of its fields."""
+    with open(os.path.join(DATA, table), encoding="utf-8") as lines:
         return [line.rstrip("\n").split("\t") for line in lines if not line.startswith("#")]
 
 
-def decode(*arguments, body=REPLY, folder=None):
-    """The exit status, and the lines of both outputs, with `body` as standard input."""
-    run = subprocess.run([KESU, "decode", *arguments], cwd=folder, input=body, capture_output=True,
-                         timeout=PATIENCE_S, check=False)
-    return run.returncode, run.stdout.decode().splitlines(), run.stderr.decode()
-
-
-class Lookups(unittest.TestCase):
+class Commands(unittest.TestCase):
     def test_found_and_not_found(self):
         known = data_rows("access_points.tsv")[0]
+        cell = data_rows("cells.tsv")[0]
         lookups = ["--cell", "1,1,1,999", "--next", "--wifi", known[0].lower().replace("-", ":"),
-                   "--next", "--cell", "1,1,1,999", "--next", "--gps", "-34.6,-58.45"]
-        with kesu_server() as (server, _):
+                   "--next", "--cell", ",".join(cell[:4]), "--cell", "1,1,1,999",
+                   "--next", "--gps", "-34.6,-58.45"]
+        with kesu_server("--data", DATA) as (server, _):
             status, results = kesu_json("locate", *lookups, server=server)
             run = kesu("locate", *lookups, server=server)
         self.assertEqual(status, 1)
-        self.assertEqual([r["latitude"] for r in results], [None, float(known[1]), None, -34.6])
+        self.assertEqual([r["latitude"] for r in results],
+                         [None, float(known[1]), float(cell[4]), -34.6])
         self.assertTrue(all(r["platform_key"] for r in results))
         self.assertEqual((run.returncode, run.stderr), (1, ""))
         self.assertRegex(run.stdout, r"\Alookup 1: nothing found\n"
                          r"lookup 2: 38\.71685, -9\.13179, within \d+ m, platform key \S+\n"
-                         r"lookup 3: nothing found\n"
+                         r"lookup 3: \S+, \S+, within \d+ m, platform key \S+\n"
                          r"lookup 4: -34\.60000, -58\.45000, platform key \S+\n\Z")
 
     def test_several_points_travel_in_one_post(self):
@@ -114,21 +107,18 @@ class Lookups(unittest.TestCase):
                 process.terminate()
                 process.wait(timeout=PATIENCE_S)
 
-
-class Decode(unittest.TestCase):
-    def test_a_file_and_standard_input(self):
-        status, lines, error = decode("-")
-        self.assertEqual((status, len(lines), error), (0, 9, ""))
-        self.assertEqual(lines[0], "       0  reply, 20 bytes")
-        self.assertEqual(lines[-1], "      18        1 status: 1")
-        with tempfile.TemporaryDirectory() as folder:
-            for name in ("reply.bin", "-5", " reply"):
-                with open(os.path.join(folder, name), "wb") as file:
-                    file.write(REPLY)
-                self.assertEqual(decode("--", name, folder=folder, body=b""), (0, lines, ""))
-
-    def test_malformed(self):
+    def test_decode(self):
+        # A reply block that says to be of 12 bytes and has 11: request 7, status 200, no encodings.
+        body = bytes.fromhex("0001 0000000C 8100 0007 00C8 0000 00000000 08")
         message = "reply block: the length is 12, but there are 11 bytes"
-        status, lines, error = decode("--json", "-", body=REPLY[:-1])
-        self.assertEqual((status, error), (5, f"kesu: standard input, offset 2: {message}\n"))
-        self.assertEqual(json.loads(lines[0])["error"], {"offset": 2, "message": message})
+        with tempfile.TemporaryDirectory() as folder:
+            for words, name in ((["-"], "standard input"), (["--", "-5"], '"-5"')):
+                with self.subTest(words), open(os.path.join(folder, "-5"), "w+b") as file:
+                    file.write(body)
+                    file.seek(0)
+                    run = subprocess.run([KESU, "decode", "--json", *words], cwd=folder, stdin=file,
+                                         capture_output=True, timeout=PATIENCE_S, check=False)
+                    self.assertEqual(json.loads(run.stdout)["error"],
+                                     {"offset": 2, "message": message})
+                    self.assertEqual((run.returncode, run.stderr.decode()),
+                                     (5, f"kesu: {name}, offset 2: {message}\n"))

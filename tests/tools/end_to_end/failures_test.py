@@ -3,6 +3,7 @@
 import concurrent.futures
 import contextlib
 import json
+import os
 import re
 import signal
 import socket
@@ -15,7 +16,7 @@ import unittest
 import zlib
 from typing import NamedTuple
 
-from programs import KESU, PATIENCE_S, kesu, kesu_server
+from programs import KESU, PATIENCE_S, kesu
 from raw_server import CLOSE, RESET, STALL, Reply, serving
 
 MIB = 1 << 20
@@ -94,7 +95,6 @@ def bomb():
 
 class Case(NamedTuple):
     name: str
-    # Those of a raw server, or the faults of a kesu-server.
     replies: list
     exit_status: int
     # For each lookup a position, nothing, or the kind and status of the error.
@@ -112,7 +112,7 @@ ANSWER, BAD_GATEWAY = found(BINARY), Reply(http(b"", 502))
 
 CASES = [
     Case("an ordinary server", [ANSWER], 0, [POSITION]),
-    Case("64 lookups", [ANSWER], 0, [POSITION] * 64),
+    Case("900 lookups", [ANSWER], 0, [POSITION] * 900, 2),
     Case("one byte at a time", [Reply(one_by_one)], 0, [POSITION]),
     Case("nobody listens", [], 3, NO_REPLY, 0),
     Case("reset before any byte", [Reply(b"", RESET)], 3, NO_REPLY),
@@ -131,9 +131,10 @@ CASES = [
     # The transport notices that it was the kept connection, and sends again.
     Case("closed at the next POST", [BAD_GATEWAY, Reply(b"", CLOSE), ANSWER], 0, [POSITION], 3),
     Case("reset at the next POST", [BAD_GATEWAY, Reply(b"", RESET), ANSWER], 0, [POSITION], 3),
+    Case("redirect", [redirect(b"/elsewhere"), ANSWER], 0, [POSITION], 2),
     Case("redirect loop", [redirect(b"/m/appreq/cllDovi")], 3, [("failure", 302)], 11),
-    Case("redirect to a file", [redirect(b"file:///etc/hostname")], 3, [("failure", 302)]),
-    Case("redirect to FTP", [redirect(b"ftp://127.0.0.1/")], 3, [("failure", 302)]),
+    # Who opened that would wait for ever.
+    Case("redirect to a file", [redirect(b"file://{folder}/fifo")], 3, [("failure", 302)]),
     Case("64 MiB", [flood(http(b"", length=64 * MIB))], 5, [("malformed", 200)]),
     Case("64 MiB, no length", [flood(OK + BINARY + b"\r\n\r\n")], 5, [("malformed", 200)]),
     Case("64 MiB of headers", [flood(OK, b"X:" + b"x" * 1020 + b"\r\n")], 5, NO_ANSWER, 2),
@@ -159,18 +160,6 @@ CASES = [
     Case("TLS, unknown authority", [ANSWER], 3, NO_REPLY, 0, TRACED, "sound"),
     Case("TLS, another name", [ANSWER], 3, NO_REPLY, 0, TRACED + TRUSTING, "other-name"),
     Case("TLS, expired", [ANSWER], 3, NO_REPLY, 0, TRACED + TRUSTING, "expired"),
-    Case("kesu-server", ["encoding=n"], 0, [POSITION] * 900, 2),
-    Case("fault status", ["status=502:1", "status=204"], 3, [("failure", 204)], 2),
-    Case("fault delay", ["delay=60000"], 4, TIMEOUT, 1, BRIEFLY),
-    Case("fault drop", ["drop"], 3, NO_REPLY),
-    Case("fault cut", ["cut=1"], 5, VERSION),
-    Case("fault chunked", ["chunked"], 5, VERSION),
-    Case("fault content-type", ["content-type=text/html:1"], 0, [POSITION], 2),
-    Case("fault version", ["version=2"], 5, VERSION),
-    Case("fault garbage", ["garbage"], 5, VERSION),
-    Case("fault omit", ["omit=2:1"], 0, [POSITION] * 4, 3),
-    Case("fault encoding", ["encoding=g"], 1, [NOTHING]),
-    Case("fault redirect", ["redirect={other}/m/appreq/cllDovi"], 0, [POSITION]),
 ]
 
 # What no case may need more than an ordinary lookup, and far longer than any takes.
@@ -225,34 +214,34 @@ def outcome(line, number):
 class Failures(unittest.TestCase):
     @contextlib.contextmanager
     def server_of(self, case):
-        """Yields the URL of the server, and a function that counts the POSTs that came."""
+        """Yields the URL of the server, and the POSTs that came."""
         if not case.replies:
             with socket.socket() as bound:
                 bound.bind(("127.0.0.1", 0))
-                yield f"http://127.0.0.1:{bound.getsockname()[1]}", lambda: 0
-        elif isinstance(case.replies[0], str):
-            with serving(ANSWER) as other, \
-                    kesu_server(*(f.format(other=other.url) for f in case.replies)) as (url, end):
-                yield url, lambda: len(end())
+                yield f"http://127.0.0.1:{bound.getsockname()[1]}", []
         else:
             tls = None
             if case.certificate:
                 tls = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
                 path = self.folder + "/"
                 tls.load_cert_chain(path + case.certificate + ".pem", path + "key.pem")
-            with serving(*case.replies, tls=tls) as server:
-                yield server.url, lambda: len(server.bodies)
+            replies = [reply if callable(reply.content) else reply._replace(
+                content=reply.content.replace(b"{folder}", self.folder.encode()))
+                       for reply in case.replies]
+            with serving(*replies, tls=tls) as server:
+                yield server.url, server.bodies
 
     def run_case(self, case):
         arguments = ["--json", *(word.format(folder=self.folder) for word in case.options)]
         for i in range(len(case.outcomes)):
             arguments += ["--next" if i else "locate", "--gps", f"38.{7166667 + i},-9.1333333"]
-        with self.server_of(case) as (url, count_posts):
-            return kesu(*arguments, server=url), count_posts()
+        with self.server_of(case) as (url, posts):
+            return kesu(*arguments, server=url), len(posts)
 
     def test_cases(self):
         with tempfile.TemporaryDirectory() as self.folder, \
                 concurrent.futures.ThreadPoolExecutor(8) as pool:
+            os.mkfifo(self.folder + "/fifo")
             subprocess.run(["sh", "-ec", CERTIFICATES], cwd=self.folder, check=True,
                            capture_output=True)
             ran = list(pool.map(self.run_case, CASES))

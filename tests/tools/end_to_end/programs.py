@@ -16,11 +16,10 @@ PATIENCE_S = 60
 
 
 @contextlib.contextmanager
-def kesu_server(*faults):
-    """Runs a kesu-server with its built-in data. Yields its URL and a function that ends it and
+def kesu_server(*options):
+    """Runs a kesu-server. Yields its URL and a function that ends it and
     yields its lines about the requests."""
-    server = subprocess.Popen([KESU_SERVER, "--port", "0", "--verbose",
-                               *("--fault=" + fault for fault in faults)],
+    server = subprocess.Popen([KESU_SERVER, "--port", "0", "--verbose", *options],
                               stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
 
     def end():

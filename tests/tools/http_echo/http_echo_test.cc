@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <cstdlib>
 #include <memory>
 #include <string>
 
@@ -10,6 +9,7 @@
 #include "kesu/mux/http_response.h"
 #include "kesu/mux/mobile_service_mux.h"
 
+#include "soak/server_process.h"
 #include "support/bytes.h"
 #include "support/scripted_server.h"
 #include "tools/kesu/session.h"
@@ -56,10 +56,10 @@ BufferChunkProvider* NewBody(const std::string& text) {
 }
 
 TEST_CASE("HTTP requests in one POST come back as HTTP responses") {
-  const char* const url = std::getenv("KESU_SERVER_URL");
-  REQUIRE_MESSAGE(url != nullptr, "KESU_SERVER_URL is not set");
+  ServerProcess server(KESU_SERVER);
+  REQUIRE(server.Start({}));
   DoviDeploymentSettings settings;
-  settings.host = url;
+  settings.host = server.url().c_str();
   REQUIRE(SetDoviDeploymentSettings(settings));
   const kesu_tool::Session session(false);
   // Many chunks, with bytes of every value.
@@ -117,6 +117,7 @@ TEST_CASE("HTTP requests in one POST come back as HTTP responses") {
     CHECK(c.answer.headers == c.headers);
     CHECK((c.answer.body == c.body));
   }
+  CHECK(server.Stop());
 }
 
 }  // namespace

@@ -5,21 +5,9 @@
 
 #include <doctest/doctest.h>
 
-#include "tools/kesu-server/fault_effects.h"
-
 namespace {
 
-using kesu_server::Fault;
 using kesu_server::ParseFault;
-using kesu_server::ReplyContent;
-
-Fault Parsed(const std::string& words) {
-  std::string error;
-  const std::optional<Fault> fault = ParseFault(words, &error);
-  REQUIRE_MESSAGE(fault, words, ": ", error);
-  CHECK(fault->words == words);
-  return *fault;
-}
 
 TEST_CASE("faults as they are asked for") {
   const struct {
@@ -40,10 +28,13 @@ TEST_CASE("faults as they are asked for") {
   };
   for (const auto& row : cases) {
     CAPTURE(row.words);
-    const Fault fault = Parsed(row.words);
-    CHECK(fault.uses_left == row.uses);
-    CHECK(fault.number == row.number);
-    CHECK(fault.text == row.text);
+    std::string error;
+    const std::optional<kesu_server::Fault> fault = ParseFault(row.words, &error);
+    REQUIRE_MESSAGE(fault, error);
+    CHECK(fault->words == row.words);
+    CHECK(fault->uses_left == row.uses);
+    CHECK(fault->number == row.number);
+    CHECK(fault->text == row.text);
   }
 }
 
@@ -69,44 +60,6 @@ TEST_CASE("faults that nobody can ask for") {
     CHECK_FALSE(ParseFault(words, &error));
     CHECK_FALSE(error.empty());
   }
-}
-
-TEST_CASE("each POST uses up the first fault that has uses left") {
-  kesu_server::FaultPlan plan;
-  CHECK(plan.Next() == nullptr);
-  for (const char* words : {"drop:2", "status=500:1"}) plan.Add(Parsed(words));
-  for (const char* words : {"drop:2", "drop:2", "status=500:1"}) {
-    const Fault* const fault = plan.Next();
-    REQUIRE(fault != nullptr);
-    CHECK(fault->words == words);
-  }
-  CHECK(plan.Next() == nullptr);
-}
-
-ReplyContent Spoiled(const char* words, ReplyContent content) {
-  kesu_server::SpoilContent(Parsed(words), &content);
-  return content;
-}
-
-TEST_CASE("every second answer is omitted") {
-  const ReplyContent content =
-      Spoiled("omit=2", {1, {{11, 200, ""}, {12, 200, ""}, {13, 200, ""}, {14, 200, ""}}});
-  REQUIRE(content.blocks.size() == 2);
-  CHECK(content.blocks[0].id == 11);
-  CHECK(content.blocks[1].id == 13);
-}
-
-TEST_CASE("the encoding g is gzip, once for each time that it is listed") {
-  const ReplyContent content = {1, {{1, 200, std::string(1000, 'P')}}};
-  const ReplyContent once = Spoiled("encoding=g,x", content);
-  CHECK(once.blocks[0].encodings == "g,x");
-  const std::string& payload = once.blocks[0].payload;
-  CHECK(payload.size() < 100);
-  CHECK(payload.starts_with("\x1F\x8B\x08"));
-  // The last four bytes are the length of what was compressed, least significant byte first.
-  CHECK(payload.ends_with(std::string("\xE8\x03\0\0", 4)));
-  CHECK(Spoiled("encoding=g,n,g", content).blocks[0].payload ==
-        Spoiled("encoding=g", once).blocks[0].payload);
 }
 
 }  // namespace
