@@ -132,6 +132,7 @@ CASES = [
     Case("closed at the next POST", [BAD_GATEWAY, Reply(b"", CLOSE), ANSWER], 0, [POSITION], 3),
     Case("reset at the next POST", [BAD_GATEWAY, Reply(b"", RESET), ANSWER], 0, [POSITION], 3),
     Case("redirect", [redirect(b"/elsewhere"), ANSWER], 0, [POSITION], 2),
+    Case("redirect to another server", [redirect(b"{other}/")], 0, [POSITION]),
     Case("redirect loop", [redirect(b"/m/appreq/cllDovi")], 3, [("failure", 302)], 11),
     # Who opened that would wait for ever.
     Case("redirect to a file", [redirect(b"file://{folder}/fifo")], 3, [("failure", 302)]),
@@ -157,6 +158,8 @@ CASES = [
          [Reply(http(body(block(2), block(1, UNREADABLE), block(0, status=400))))], 3,
          [("failure", 400), ("malformed", 200), NOTHING]),
     Case("TLS", [ANSWER], 0, [POSITION], 1, TRUSTING, "sound"),
+    Case("TLS, redirected out of it", [redirect(b"{other}/")], 3, [("failure", 302)], 1, TRUSTING,
+         "sound"),
     Case("TLS, unknown authority", [ANSWER], 3, NO_REPLY, 0, TRACED, "sound"),
     Case("TLS, another name", [ANSWER], 3, NO_REPLY, 0, TRACED + TRUSTING, "other-name"),
     Case("TLS, expired", [ANSWER], 3, NO_REPLY, 0, TRACED + TRUSTING, "expired"),
@@ -226,8 +229,8 @@ class Failures(unittest.TestCase):
                 path = self.folder + "/"
                 tls.load_cert_chain(path + case.certificate + ".pem", path + "key.pem")
             replies = [reply if callable(reply.content) else reply._replace(
-                content=reply.content.replace(b"{folder}", self.folder.encode()))
-                       for reply in case.replies]
+                content=reply.content.replace(b"{folder}", self.folder.encode())
+                .replace(b"{other}", self.other.url.encode())) for reply in case.replies]
             with serving(*replies, tls=tls) as server:
                 yield server.url, server.bodies
 
@@ -239,7 +242,7 @@ class Failures(unittest.TestCase):
             return kesu(*arguments, server=url), len(posts)
 
     def test_cases(self):
-        with tempfile.TemporaryDirectory() as self.folder, \
+        with tempfile.TemporaryDirectory() as self.folder, serving(ANSWER) as self.other, \
                 concurrent.futures.ThreadPoolExecutor(8) as pool:
             os.mkfifo(self.folder + "/fifo")
             subprocess.run(["sh", "-ec", CERTIFICATES], cwd=self.folder, check=True,
