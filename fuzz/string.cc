@@ -30,6 +30,11 @@ struct Script : ByteScript {
 
   Slot& PickSlot() { return slots[TakeByte() % slots.size()]; }
   std::string TakeString() { return std::string(TakeText(TakeByte() % 32)); }
+  /// Without a NUL.
+  std::string TakeCString() {
+    const std::string text = TakeString();
+    return text.substr(0, text.find('\0'));
+  }
   unsigned long long TakeUint64() {
     const unsigned long long high = TakeUint32();
     return high << 32 | TakeUint32();
@@ -122,7 +127,7 @@ using Argument =
     std::variant<int, unsigned, long long, unsigned long long, const char*, const GString*>;
 
 void AppendFormat(Script* script, Slot* slot) {
-  std::string format = script->TakeString().c_str();
+  std::string format = script->TakeCString();
   std::array<Argument, 3> arguments;
   std::array<std::string, 3> texts;
   std::size_t count = 0;
@@ -153,7 +158,7 @@ void AppendFormat(Script* script, Slot* slot) {
       model += UnitsOf(code_point);
       arguments[count++] = code_point;
     } else if (directive == 's') {
-      texts[count] = script->TakeString().c_str();
+      texts[count] = script->TakeCString();
       model += DecodeUtf8(texts[count]);
       arguments[count] = texts[count].c_str();
       ++count;
@@ -176,7 +181,8 @@ void AppendPositionalFormat(Script* script, Slot* slot) {
     arguments.Append(argument.text);
     models.push_back(argument.model);
   }
-  const Units units = DecodeUtf8(Utf8Of(format.model).c_str());
+  const std::string utf8 = Utf8Of(format.model);
+  const Units units = DecodeUtf8(utf8.substr(0, utf8.find('\0')));
   slot->text.AppendPositionalFormat(format.text, arguments);
   for (std::size_t i = 0; i < units.size(); ++i) {
     if (units[i] == u'{' && units[i + 1] >= u'0' && units[i + 1] <= u'9' && units[i + 2] == u'}') {
@@ -260,7 +266,7 @@ void Compare(Script* script, Slot* slot) {
   const unsigned code_point = script->TakeCodePoint();
   const std::size_t found = slot->model.find(static_cast<char16_t>(code_point));
   Require(a->IndexOf(code_point) == static_cast<int>(found));
-  const std::string utf8 = script->TakeString().c_str();
+  const std::string utf8 = script->TakeCString();
   Require(a->EqualsUtf8(utf8.c_str()) == (slot->model == DecodeUtf8(utf8)));
 }
 

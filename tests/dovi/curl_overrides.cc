@@ -49,7 +49,9 @@ const char* __asan_default_options() {
   return "quarantine_size_mb=4";
 }
 
-// Curl calls this one, on a thread of its own, in place of the one of the C library.
+// Curl calls this one, on a thread of its own, in place of the one of the C library, whose
+// parameters have reserved names.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
 int getaddrinfo(const char* name, const char* service, const addrinfo* hints, addrinfo** result) {
   static const auto real = reinterpret_cast<decltype(&getaddrinfo)>(dlsym(RTLD_NEXT, __func__));
   if (std::strcmp(name, HeldLookups::kName) != 0) return real(name, service, hints, result);

@@ -41,7 +41,7 @@ std::string Chunked(Request* request) {
 
 /// The block of a request, whether it is written or read in chunks.
 std::string BlockOf(Request* request) {
-  const std::string block = Written([&](DataOutputStream* out) {
+  std::string block = Written([&](DataOutputStream* out) {
     request->WriteHeader(out);
     request->WriteBody(out);
   });

@@ -26,7 +26,7 @@ std::string Decode(const ByteView& body, std::optional<kesu_tool::Fault>* fault)
   Writer writer(out);
   *fault = kesu_tool::BodyDecoder(&writer).Decode(body);
   std::fclose(out);
-  const std::string output(text, length);
+  std::string output(text, length);
   std::free(text);
   return output;
 }

@@ -69,11 +69,11 @@ TEST_CASE("malformed HTTP-like requests") {
 
 TEST_CASE("a request with more headers than an answer can count is refused") {
   // The method is one header more.
-  for (const int count : {254, 255}) {
+  for (const std::size_t count : {254U, 255U}) {
     CAPTURE(count);
     std::string payload("\0\0", 2);
     payload += static_cast<char>(count);
-    payload.append(static_cast<std::size_t>(4 * count + 4), '\0');
+    payload.append(4 * count + 4, '\0');
     CHECK(StatusOfEcho(false, payload) == (count == 254 ? 200 : 400));
   }
 }

@@ -27,7 +27,6 @@ using kesu_server::LatLng;
 using kesu_server::ReverseGeocoder;
 using kesu_server::Sighting;
 using kesu_test::TextOf;
-using lbs::GLocRequestElement;
 
 /// A small world to ask the server about.
 class TestWorld {
@@ -155,7 +154,8 @@ TEST_CASE("the search finds what comparing with every place finds") {
   std::string error;
   REQUIRE_MESSAGE(places.Load({"grid", table}, &error), error);
   for (int i = 0; i < 41 * 33; ++i) {
-    const LatLng position = {-90 + i / 33 * 4.5, -180 + i % 33 * 11.25};
+    const int row = i / 33;
+    const LatLng position = {-90 + row * 4.5, -180 + i % 33 * 11.25};
     CAPTURE(position.latitude);
     CAPTURE(position.longitude);
     double nearest_m = kesu_server::kHalfCircumferenceM;
