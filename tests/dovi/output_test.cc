@@ -101,6 +101,7 @@ void LookUp(const std::string& http_reply) {
   server.Reply({http_reply});
   REQUIRE(service.NewInvocation()->Start(&requester) == 0);
   IterateUntil([&] { return requester.completed + requester.failed > 0; });
+  REQUIRE_FALSE(server.requests().empty());
   const bool was_asked = server.requests()[0].find(kAskedMac) != std::string::npos;
   const bool was_told = requester.completed == 1;
   std::printf("asked %d, told %d\n", was_asked, was_told);
