@@ -5,6 +5,7 @@
 #include "kesu/common/base/request_interface.h"
 #include "kesu/common/base/vector.h"
 #include "kesu/mux/header_field_iterator_interface.h"
+#include "kesu/mux/transport_error.h"
 
 /// One HTTP exchange of the transport. It does not delete itself when it ends: its owner does, by
 /// Cancel(), which is allowed from inside the requester's callback too.
@@ -20,6 +21,9 @@ class HttpRequestInterface : public common_base::RequestInterface {
   /// A new iterator over the headers of the response, owned by the caller. The request must outlive
   /// it.
   virtual HeaderFieldIteratorInterface* HttpResponseHeaders() const = 0;
+  /// Why there is no whole response, once the requester has been told; a transport that does not
+  /// know says kNone.
+  virtual common_kesu::TransportError last_transport_error() const { return {}; }
 };
 
 #endif  // KESU_MUX_HTTP_REQUEST_INTERFACE_H_
