@@ -53,6 +53,9 @@ class StubTransport::Request final : public HttpRequestInterface {
   HeaderFieldIteratorInterface* HttpResponseHeaders() const override {
     return new HeaderFieldIterator(ViewOf(response_headers_));
   }
+  common_kesu::TransportError last_transport_error() const override {
+    return status_ == 0 ? transport_->error : common_kesu::TransportError();
+  }
 
   void End(int status, std::string_view body, const HeaderList& headers) {
     Require(exchange_->is_started && !exchange_->has_ended);

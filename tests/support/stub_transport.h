@@ -57,6 +57,8 @@ class StubTransport final : public HttpRequestFactory {
   bool makes_null = false;
   /// What Start() yields, whatever `on_start` reports.
   int start_result = 0;
+  /// What the requests say of an exchange that ends without a status.
+  common_kesu::TransportError error;
   /// What happens inside the making of a POST, and inside Start().
   std::function<void()> on_new = [] {};
   std::function<void()> on_start = [] {};

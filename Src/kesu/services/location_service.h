@@ -1,6 +1,8 @@
 #ifndef KESU_SERVICES_LOCATION_SERVICE_H_
 #define KESU_SERVICES_LOCATION_SERVICE_H_
 
+#include <utility>
+
 #include "kesu/common/base/gstring.h"
 #include "kesu/common/base/memory.h"
 #include "kesu/common/base/scoped_ptr.h"
@@ -48,6 +50,8 @@ class LocationService : public common_base::HeapObject {
   /// The last reply, owned by the service and replaced by the next; null before the first.
   virtual lbs::GLocReply* GetGLocReply() const { return reply_.get(); }
   /// Appends the locations received so far, of all invocations, to `out`. The service owns them.
+  /// They pile up: a lookup that finds nothing leaves those of earlier ones. Who asks again and
+  /// again takes them, or clears them before each lookup.
   virtual void GetGLocations(common_base::GVector<lbs::GLocation*>* out) const;
   /// Sets `out` to the platform key, if the server has issued one.
   virtual void GetPlatformKey(common_base::GString* out) const;
@@ -63,6 +67,13 @@ class LocationService : public common_base::HeapObject {
   /// Appends a copy.
   virtual void AddGLocation(const lbs::GLocation& location);
 
+  /// Hands over the locations received so far; the service then holds none.
+  common_base::GVector<common_base::ScopedPtr<lbs::GLocation>> TakeGLocations() {
+    return std::exchange(locations_, {});
+  }
+  /// Deletes the locations received so far.
+  void ClearGLocations() { locations_.Clear(); }
+
   lbs::GLocRequest* request() const { return request_.get(); }
   const common_base::GString& service_name() const { return service_name_; }
   /// Whether lookups leave at once rather than wait for a batch. Off at first.
@@ -70,6 +81,7 @@ class LocationService : public common_base::HeapObject {
   /// Tell the reasons of a failed lookup apart, see RequestReplyServiceBase.
   int last_status() const { return service_->last_status(); }
   int last_http_status() const { return service_->last_http_status(); }
+  const TransportError& last_transport_error() const { return service_->last_transport_error(); }
 
  private:
   common_base::ScopedPtr<LbsService> service_;

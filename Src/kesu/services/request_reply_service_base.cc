@@ -35,13 +35,15 @@ KesuServiceRequest* RequestReplyServiceBase::NewInvocation() {
 
 bool RequestReplyServiceBase::MakeTheKesuRequest() {
   MobileServiceMux* mux = MobileServiceMux::GetInstance();
-  if (mux == nullptr) return false;
+  if (mux == nullptr) {
+    ForgetOutcome({TransportErrorKind::kNotStarted, "there is no multiplexer"});
+    return false;
+  }
   if (response_received_) {
     InformRequester(true, nullptr);
     return true;
   }
-  last_status_ = 0;
-  last_http_status_ = 0;
+  ForgetOutcome({});
   payload_.Clear();
   DataOutputStream stream(&payload_);
   WriteThePayloadTo(&stream);
@@ -68,7 +70,7 @@ bool RequestReplyServiceBase::RequestComplete(const Request*, const Response* re
   request_made_ = false;
   response_received_ = false;
   if (invocation_ == nullptr) return true;
-  RememberStatus(*response);
+  RememberOutcome(*response);
   LogDebug("... handling the response");
   if (response->is_error()) {
     LogWarn("The server sent back an error");
@@ -86,10 +88,21 @@ bool RequestReplyServiceBase::RequestComplete(const Request*, const Response* re
   return true;
 }
 
-void RequestReplyServiceBase::RememberStatus(const Response& response) {
-  last_status_ = response.status_code();
+void RequestReplyServiceBase::ForgetOutcome(const TransportError& error) {
+  last_status_ = 0;
+  last_http_status_ = 0;
+  last_transport_error_ = error;
+}
+
+void RequestReplyServiceBase::RememberOutcome(const Response& response) {
   const HttpRequestInterface* http_request = response.http_request();
-  last_http_status_ = http_request == nullptr ? 0 : http_request->HttpResponseStatusCode();
+  if (http_request == nullptr) {
+    ForgetOutcome({TransportErrorKind::kNotStarted, "the transport made no request"});
+  } else {
+    last_http_status_ = http_request->HttpResponseStatusCode();
+    last_transport_error_ = http_request->last_transport_error();
+  }
+  last_status_ = response.status_code();
 }
 
 /// The requester may delete this service: nothing of it may be touched afterwards.

@@ -8,6 +8,7 @@
 #include "kesu/common/base/scoped_ptr.h"
 #include "kesu/common/base/vector.h"
 #include "kesu/mux/request.h"
+#include "kesu/mux/transport_error.h"
 #include "kesu/services/kesu_request_maker.h"
 #include "kesu/services/kesu_service_request.h"
 
@@ -52,17 +53,22 @@ class RequestReplyServiceBase : public common_base::HeapObject,
   const common_base::GString& service_uri() const { return service_uri_; }
   bool is_request_made() const { return request_made_; }
   bool is_response_received() const { return response_received_; }
-  /// How the last invocation that was sent ended: the status of its response, 200 for an answer
-  /// that was delivered, readable or not. Of a request that failed as a whole it is the HTTP status
-  /// of the carrier or one of those in ErrorResponse. 0 while there is none.
+  /// How the last invocation ended: the status of its response, 200 for an answer that was
+  /// delivered, readable or not. Of a request that failed as a whole it is the HTTP status of the
+  /// carrier or one of those in ErrorResponse. 0 while there is none.
   int last_status() const { return last_status_; }
   /// The HTTP status of the exchange that carried that response; 0 where there was none.
   int last_http_status() const { return last_http_status_; }
+  /// Why that exchange got no response, as the transport says; kNotStarted where there was none, be
+  /// it that there is no multiplexer. kNone while an invocation runs, and wherever a server
+  /// answered, whatever its status.
+  const TransportError& last_transport_error() const { return last_transport_error_; }
   /// Whether an invocation has been started and has not ended.
   bool HasInvocationRunning() const { return invocation_ != nullptr && invocation_->is_started(); }
 
  private:
-  void RememberStatus(const Response& response);
+  void ForgetOutcome(const TransportError& error);
+  void RememberOutcome(const Response& response);
   void ReplaceRequest(Request* request);
   void InformRequester(bool success, const Response* response);
 
@@ -79,6 +85,7 @@ class RequestReplyServiceBase : public common_base::HeapObject,
 
   int last_status_ = 0;
   int last_http_status_ = 0;
+  TransportError last_transport_error_;
 };
 
 }  // namespace common_kesu

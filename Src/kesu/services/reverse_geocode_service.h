@@ -76,6 +76,7 @@ class ReverseGeocodeService : public common_base::HeapObject {
   /// Tell the reasons of a failed call apart, see RequestReplyServiceBase.
   int last_status() const { return service_->last_status(); }
   int last_http_status() const { return service_->last_http_status(); }
+  const TransportError& last_transport_error() const { return service_->last_transport_error(); }
 
  private:
   friend class ReverseGeoRequestAdapter;

@@ -35,6 +35,12 @@ lbs::GLocRequest* NewRequest(const char* version) {
   return request;
 }
 
+template <typename Service>
+std::string ErrorOf(const Service& service) {
+  const common_kesu::TransportError& error = service.last_transport_error();
+  return std::string(TransportErrorKindName(error.kind)) + ' ' + TextOf(error.text);
+}
+
 std::string PayloadOf(const common_net_proto::Message& message) {
   common_base::ByteVector bytes;
   common_base::DataOutputStream stream(&bytes);
@@ -136,12 +142,21 @@ TEST_CASE("how a call ends, and what the log says") {
     int status;
     int http_status;
     Lines log;
+    std::string transport_error = "none ";
   };
   const Lines error = {"**W: The server sent back an error"};
   const Lines unreadable = {"**W: An error occurred while attempting to extract the response"};
   const Row rows[] = {
       {[](Fixture* f) { f->Answer("\x08\1"); }, 200, 200, {}},
       {[](Fixture* f) { f->FailPost(503); }, 503, 503, error},
+      {[](Fixture* f) { f->FailPost(0); }, 0, 0, error, "timed-out after 3 s"},
+      {[](Fixture* f) {
+         f->transport.makes_null = true;
+         f->mux()->FlushPendingRequests();
+         f->Advance(0);
+         f->transport.makes_null = false;
+       },
+       0, 0, error, "not-started the transport made no request"},
       {[](Fixture* f) {
          f->FailPost(502);
          f->Advance(Fixture::kRetryDelay);
@@ -153,6 +168,7 @@ TEST_CASE("how a call ends, and what the log says") {
   };
   for (const Row& row : rows) {
     Fixture f;
+    f.transport.error = {common_kesu::TransportErrorKind::kTimedOut, "after 3 s"};
     kesu_test::RecordingRequester requester([&](common_base::RequestInterface* request) {
       const auto* response = static_cast<KesuServiceRequest*>(request)->response();
       CHECK(response->status_code() == row.status);
@@ -167,6 +183,7 @@ TEST_CASE("how a call ends, and what the log says") {
     CHECK(f.typed.is_response_received() == row.log.empty());
     CHECK(f.typed.last_status() == row.status);
     CHECK(f.typed.last_http_status() == row.http_status);
+    CHECK(ErrorOf(f.typed) == row.transport_error);
     // The next call succeeds at once until the reset, then it writes its payload afresh.
     f.typed.vollen_request()->mutable_platformprofile()->set_version("B");
     if (row.log.empty()) {
@@ -177,6 +194,18 @@ TEST_CASE("how a call ends, and what the log says") {
     CHECK(f.Sent(&f.typed) == "0A 03 0A 01 42");
     f.Answer("");
   }
+  Fixture f;
+  common_kesu::MobileServiceMux::DeleteInstance();
+  const auto check_refusal = [](auto* service) {
+    common_base::RequestInterface* call = service->NewInvocation();
+    CHECK(call->Start(nullptr) != 0);
+    call->Cancel();
+    CHECK(service->last_status() == 0);
+    CHECK(ErrorOf(*service) == "not-started there is no multiplexer");
+  };
+  check_refusal(&f.typed);
+  check_refusal(&f.location);
+  check_refusal(&f.reverse);
 }
 
 TEST_CASE_FIXTURE(Fixture, "a request made without an invocation brings a response for the next") {
@@ -269,8 +298,14 @@ TEST_CASE_FIXTURE(Fixture, "locations pile up, and a failed call leaves everythi
   CHECK(PayloadOf(*reverse.GetGLocReply()) == good);
   CHECK(TextOf(reverse.platform_key()) == "k");
   CHECK_FALSE(reverse.revgeocode_request_succeeded());
-  Call(&location, "12 04 12 02 18 14 12 04 12 02 18 1E");
+  const std::string two = "12 04 12 02 18 14 12 04 12 02 18 1E";
+  Call(&location, two);
   CHECK(Found() == "10 20 30 k");
+  CHECK(location.TakeGLocations().length() == 3);
+  CHECK(Found() == "k");
+  Call(&location, two);
+  location.ClearGLocations();
+  CHECK(Found() == "k");
 }
 
 TEST_CASE_FIXTURE(Fixture, "the longest name") {
