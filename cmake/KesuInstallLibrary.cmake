@@ -61,6 +61,7 @@ set(public_headers
   kesu/mux/request_list.h
   kesu/mux/request_scheduler.h
   kesu/mux/response.h
+  kesu/mux/transport_error.h
   kesu/proto/lbs.h
   kesu/proto/lbs_cell_report.h
   kesu/proto/lbs_exchange.h

@@ -7,15 +7,18 @@
 
 namespace common_base {
 
-/// The path of a source file as reports name it: without its extension.
+/// The path of a source file as reports name it: without its extension, and without the "../" by
+/// which a compiler cache may have led the compiler to it.
 template <std::size_t kSize>
 struct SourcePath {
   consteval SourcePath(const char (&file)[kSize]) {
+    std::size_t begin = 0;
+    while (kSize - begin > 3 && file[begin] == '.' && file[begin + 1] == '.') begin += 3;
     std::size_t end = kSize - 1;
-    for (std::size_t i = 0; i < kSize; ++i) {
+    for (std::size_t i = begin; i < kSize; ++i) {
       if (file[i] == '.') end = i;
     }
-    for (std::size_t i = 0; i < end; ++i) text[i] = file[i];
+    for (std::size_t i = begin; i < end; ++i) text[i - begin] = file[i];
   }
 
   char text[kSize] = {};
