@@ -36,8 +36,11 @@ struct StoredSettings {
       : host(CopyOf(HostOf(settings))),
         ca_file(CopyOf(settings.ca_file)),
         proxy(CopyOf(settings.proxy)),
-        view{host.data(), ca_file.data(), proxy.data(), settings.connect_timeout_ms,
-             settings.total_timeout_ms} {}
+        view(settings) {
+    view.host = host.data();
+    view.ca_file = ca_file.data();
+    view.proxy = proxy.data();
+  }
 
   Text host;
   Text ca_file;
@@ -55,6 +58,8 @@ StoredSettings& Stored() {
 bool SetDoviDeploymentSettings(const DoviDeploymentSettings& settings) {
   if (!DoesUrlFit(HostOf(settings))) return false;
   if (settings.connect_timeout_ms < 0 || settings.total_timeout_ms < 0) return false;
+  const bool wants_callback = settings.trace == DoviTraceTarget::kCallback;
+  if (wants_callback && settings.trace_callback == nullptr) return false;
   // The new texts may be those in force, so they are copied before these go.
   StoredSettings replacement(settings);
   Stored() = std::move(replacement);

@@ -1,6 +1,21 @@
 #ifndef DOVI_DEPLOYMENT_SETTINGS_H_
 #define DOVI_DEPLOYMENT_SETTINGS_H_
 
+/// Where the trace of the transport goes: what it does, step by step, with the URLs, without
+/// anything that is asked or answered.
+enum class DoviTraceTarget {
+  /// And the two lines of the start to standard error.
+  kStandardOutput,
+  /// DoviDeploymentSettings::trace_callback.
+  kCallback,
+  kNowhere,
+};
+
+/// Takes a piece of the trace: a line with its newline, part of a line, or several lines, as they
+/// would be printed. Called from inside libcurl too: it must not call the library or throw. The
+/// text is valid during the call.
+using DoviTraceCallback = void (*)(const char* text, void* closure);
+
 /// How this deployment reaches the service. Every text is UTF-8; null and the empty text mean that
 /// nothing is set.
 struct DoviDeploymentSettings {
@@ -16,11 +31,15 @@ struct DoviDeploymentSettings {
   int connect_timeout_ms = 0;
   /// Milliseconds that a whole exchange may take; 0 is without a limit.
   int total_timeout_ms = 0;
+  DoviTraceTarget trace = DoviTraceTarget::kStandardOutput;
+  /// For DoviTraceTarget::kCallback, with what is passed to it.
+  DoviTraceCallback trace_callback = nullptr;
+  void* trace_closure = nullptr;
 };
 
 /// Replaces the settings of the process; the texts are copied. To be called before the
 /// DoviHttpRequestFactory is made. False, with nothing changed, when the service's URL would not
-/// fit its buffer or a time-out is negative.
+/// fit its buffer, a time-out is negative or the callback of the trace is missing.
 bool SetDoviDeploymentSettings(const DoviDeploymentSettings& settings);
 
 /// The settings in force. No text is null: what is not set is empty, and the host is the actual

@@ -1,13 +1,14 @@
 #include "dovi/dovi_http_request.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <string_view>
 
 #include <strings.h>
 
+#include "dovi/curl_error.h"
 #include "dovi/glibcurl.h"
+#include "dovi/trace.h"
 #include "kesu/common/base/assertions.h"
 #include "kesu/mux/header_field_iterator.h"
 #include "kesu/mux/http_constants.h"
@@ -16,6 +17,7 @@ using common_base::ByteView;
 using common_base::GString;
 using common_base::GVector;
 using common_base::GVectorRef;
+using common_kesu::TransportErrorKind;
 
 namespace {
 
@@ -23,7 +25,9 @@ namespace {
 constexpr int kStarted = 0;
 constexpr int kCouldNotStart = 1;
 
-constexpr int kMaxHeaderBytes = 1 << 20;
+/// Of all responses of an exchange. Below what curl itself takes (300 KiB, less one line of up to
+/// 100 KiB), so that every version of it stops here, and the exchange fails.
+constexpr int kMaxHeaderBytes = 192 << 10;
 /// Far above any answer to a POST, and low enough that one made of nothing but empty messages,
 /// which take fifty times their size in memory, can be borne.
 constexpr int kMaxBodyBytes = 8 << 20;
@@ -81,21 +85,21 @@ DoviHttpRequest::DoviHttpRequest(DoviHttpRequestFactory* factory,
       request_body_(request_body),
       response_body_(response_body) {
   WriteDoviServiceUrl(url_buffer_);
-  std::puts("constructing DoviHttpRequest()");
+  DoviTrace("constructing DoviHttpRequest()\n");
   // The "%s" is part of the line, deliberately.
-  std::printf("url is %%s%s\n", url_buffer_);
+  DoviTrace("url is %%s%s\n", url_buffer_);
 }
 
 DoviHttpRequest::~DoviHttpRequest() {
-  std::puts("~DoviHttpRequest ");
+  DoviTrace("~DoviHttpRequest \n");
   curl_slist_free_all(header_list_);
-  std::puts("enf curl_slist_free_all()");
+  DoviTrace("enf curl_slist_free_all()\n");
   // Without a handle nothing was added to the multi handle.
   if (easy_handle_ == nullptr) return;
   glibcurl_remove(easy_handle_);
-  std::puts("glibcurl_remove()");
+  DoviTrace("glibcurl_remove()\n");
   curl_easy_cleanup(easy_handle_);
-  std::puts("end curl_easy_cleanup()");
+  DoviTrace("end curl_easy_cleanup()\n");
 }
 
 int DoviHttpRequest::Start(common_base::RequesterInterface* requester) {
@@ -106,7 +110,7 @@ int DoviHttpRequest::Start(common_base::RequesterInterface* requester) {
 }
 
 void DoviHttpRequest::Cancel() {
-  std::puts("Cancel ");
+  DoviTrace("Cancel \n");
   delete this;
 }
 
@@ -124,8 +128,8 @@ GString DoviHttpRequest::RedirectedToUrl() const {
 
 HeaderFieldIteratorInterface* DoviHttpRequest::HttpResponseHeaders() const {
   // Without a newline, deliberately.
-  std::printf("HttpResponseHeaders============= m_response_header size %d ",
-              response_headers_.length());
+  DoviTrace("HttpResponseHeaders============= m_response_header size %d ",
+            response_headers_.length());
   return new HeaderFieldIterator(response_headers_);
 }
 
@@ -135,13 +139,13 @@ std::size_t DoviHttpRequest::WriteMemoryCallback(char*, std::size_t size, std::s
 }
 
 int DoviHttpRequest::sendPostRequest(const char* url) {
-  std::puts("======================sendPostRequest");
+  DoviTrace("======================sendPostRequest\n");
   easy_handle_ = curl_easy_init();
   if (easy_handle_ == nullptr) {
-    std::puts("!m_easyhandle");
+    DoviTrace("!m_easyhandle\n");
     return kCouldNotStart;
   }
-  std::printf("sendPostRequest handle%p\n", easy_handle_);
+  DoviTrace("sendPostRequest handle%p\n", easy_handle_);
   curl_easy_setopt(easy_handle_, CURLOPT_URL, url);
   curl_easy_setopt(easy_handle_, CURLOPT_FOLLOWLOCATION, 1L);
   curl_easy_setopt(easy_handle_, CURLOPT_PRIVATE, this);
@@ -163,6 +167,7 @@ void DoviHttpRequest::SetTransportOptions() {
   // HTTP/2 would deliver header names in lower case, and they are compared as they come.
   curl_easy_setopt(easy_handle_, CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1});
   curl_easy_setopt(easy_handle_, CURLOPT_NOSIGNAL, 1L);
+  curl_easy_setopt(easy_handle_, CURLOPT_ERRORBUFFER, curl_error_text_);
   curl_easy_setopt(easy_handle_, CURLOPT_MAXREDIRS, kMaxRedirects);
   // A POST stays one. Turned into a GET it would announce, by our own header, a body that does not
   // come.
@@ -192,15 +197,15 @@ void DoviHttpRequest::SetHeaderOption() {
 
 void DoviHttpRequest::SetBodyOptions() {
   if (request_body_ == nullptr || request_body_->length() <= 0) return;
-  std::printf("======================post data size %d\n", request_body_->length());
+  DoviTrace("======================post data size %d\n", request_body_->length());
   CURLcode result = curl_easy_setopt(easy_handle_, CURLOPT_POST, 1L);
   curl_easy_setopt(easy_handle_, CURLOPT_POSTFIELDSIZE, long{request_body_->length()});
   if (result != CURLE_OK) {
-    std::printf("======================err in curl_easy_setopt  %d\n", result);
+    DoviTrace("======================err in curl_easy_setopt  %d\n", result);
   }
   result = curl_easy_setopt(easy_handle_, CURLOPT_POSTFIELDS, request_body_->data());
   if (result != CURLE_OK) {
-    std::printf("======================err in CURLOPT_POSTFIELDS  %d\n", result);
+    DoviTrace("======================err in CURLOPT_POSTFIELDS  %d\n", result);
   }
 }
 
@@ -216,27 +221,25 @@ std::size_t DoviHttpRequest::parse_header(char* bytes, std::size_t size, std::si
 
 std::size_t DoviHttpRequest::parse_my_resp(const char* bytes, std::size_t size, std::size_t count) {
   const std::size_t length = size * count;
-  std::printf("In parse resp num of bytes : %d \n", static_cast<int>(length));
+  DoviTrace("In parse resp num of bytes : %d \n", static_cast<int>(length));
   if (length == 0) return 0;
   if (received_body_.length() == 0) {
-    std::printf("Allocate m_responsebuffer : %d \n", static_cast<int>(length) + 1);
+    DoviTrace("Allocate m_responsebuffer : %d \n", static_cast<int>(length) + 1);
   }
-  receive_failed_ = !received_body_.Append(bytes, length);
-  return receive_failed_ ? 0 : length;
+  return received_body_.Append(bytes, length) ? length : 0;
 }
 
 std::size_t DoviHttpRequest::parse_my_header(const char* bytes, std::size_t size,
                                              std::size_t count) {
   const std::size_t length = size * count;
-  receive_failed_ = !response_header_text_.AppendText(bytes, length);
-  return receive_failed_ ? 0 : length;
+  return response_header_text_.AppendText(bytes, length) ? length : 0;
 }
 
 void DoviHttpRequest::GlibcurlCallback(void*) {
   try {
     CollectFinishedTransfers();
   } catch (...) {
-    std::puts("================= CurlFactory::GlibcurlCallback uncaught exception");
+    DoviTrace("================= CurlFactory::GlibcurlCallback uncaught exception\n");
   }
 }
 
@@ -246,13 +249,13 @@ void DoviHttpRequest::CollectFinishedTransfers() {
   int messages_left = 0;
   while (const CURLMsg* message = curl_multi_info_read(glibcurl_handle(), &messages_left)) {
     if (message->msg != CURLMSG_DONE) continue;
-    std::printf("connection closed, CURLMsg:%s\n", curl_easy_strerror(message->data.result));
+    DoviTrace("connection closed, CURLMsg:%s\n", curl_easy_strerror(message->data.result));
     DoviHttpRequest* request = nullptr;
     const CURLcode result = curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &request);
     if (result != CURLE_OK) {
       RequestFailed(request);
     } else if (request != nullptr) {
-      request->ConnectionDone(message->easy_handle);
+      request->ConnectionDone(message->easy_handle, message->data.result);
     }
   }
 }
@@ -265,10 +268,10 @@ void DoviHttpRequest::RequestFailed(DoviHttpRequest* request) {
 }
 
 /// The requester may delete this request: nothing follows its call.
-void DoviHttpRequest::ConnectionDone(CURL* done_handle) {
+void DoviHttpRequest::ConnectionDone(CURL* done_handle, CURLcode result) {
   const char* url = nullptr;
   curl_easy_getinfo(done_handle, CURLINFO_EFFECTIVE_URL, &url);
-  std::printf("lasturll%s\n", url == nullptr ? "" : url);
+  DoviTrace("lasturll%s\n", url == nullptr ? "" : url);
   status_info_->effective_url = GString(url);
 
   long status_code = 0;
@@ -277,21 +280,23 @@ void DoviHttpRequest::ConnectionDone(CURL* done_handle) {
   long header_size = 0;
   curl_easy_getinfo(done_handle, CURLINFO_HEADER_SIZE, &header_size);
   if (header_size > 0) KeepResponseHeaders(header_size);
-  std::puts("last error is: ");
+  transport_error_ = TransportErrorOf(done_handle, result, curl_error_text_);
+  DoviTrace("last error is: \n");
 
   curl_off_t content_length = -1;
   curl_easy_getinfo(done_handle, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &content_length);
   DeliverResponseBody(content_length);
-  std::printf("my_GlibcurlCallback============= 2 m_response_header size %d \n",
-              response_headers_.length());
+  DoviTrace("my_GlibcurlCallback============= 2 m_response_header size %d \n",
+            response_headers_.length());
   response_header_text_.Free();
   received_body_.Free();
 
-  if (status_code_ == 200 && !receive_failed_) {
-    std::puts("================= OnRequestComplete ");
+  const bool is_too_large = transport_error_.kind == TransportErrorKind::kTooLarge;
+  if (status_code_ == 200 && !is_too_large) {
+    DoviTrace("================= OnRequestComplete \n");
     requester_->OnRequestComplete(this);
   } else {
-    std::puts("================= OnRequestFailed ");
+    DoviTrace("================= OnRequestFailed \n");
     requester_->OnRequestFailed(this);
   }
 }
@@ -306,8 +311,8 @@ void DoviHttpRequest::KeepResponseHeaders(long header_size) {
     response_headers_.AppendAll(ByteView(common_base::kReferenceExistingBuffer,
                                          response_header_text_.bytes(), static_cast<int>(kept)));
   }
-  std::printf("my_GlibcurlCallback============= m_response_header size %d  \n",
-              response_headers_.length());
+  DoviTrace("my_GlibcurlCallback============= m_response_header size %d  \n",
+            response_headers_.length());
 }
 
 /// A body that is longer than its Content-Length is cut to it, a shorter one comes as far as it
@@ -318,6 +323,6 @@ void DoviHttpRequest::DeliverResponseBody(curl_off_t content_length) {
     response_body_->AppendAll(ByteView(common_base::kReferenceExistingBuffer,
                                        received_body_.bytes(), static_cast<int>(length)));
   } else if (received_body_.bytes() != nullptr) {
-    std::puts("Nnnnnnooooooooooooooo respbody: ");
+    DoviTrace("Nnnnnnooooooooooooooo respbody: \n");
   }
 }

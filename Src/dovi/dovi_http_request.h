@@ -19,7 +19,7 @@ class DoviHttpRequestFactory;
 /// deployment has one endpoint. With a body that is not empty it is a POST, otherwise a GET.
 ///
 /// It completes with status 200 and fails with any other, 0 included, and when more arrives than it
-/// takes: 8 MiB of body, 1 MiB of headers. Two things follow from that,
+/// takes: 8 MiB of body, 192 KiB of headers, 100 KiB for one of them. Two things follow from that,
 /// deliberately: a response that breaks off after its status 200 completes, with the bytes that
 /// came; and only a response with a Content-Length delivers a body, one in chunks completes with
 /// none.
@@ -46,6 +46,8 @@ class DoviHttpRequest : public HttpRequestInterface {
   /// The header text of every response of the exchange, redirects included, with the one byte that
   /// follows it, mostly a NUL.
   HeaderFieldIteratorInterface* HttpResponseHeaders() const override;
+  /// Set also where the exchange completes and its body is not whole.
+  common_kesu::TransportError last_transport_error() const override { return transport_error_; }
 
   DoviHttpRequestFactory* factory() const { return factory_; }
 
@@ -67,7 +69,7 @@ class DoviHttpRequest : public HttpRequestInterface {
   static void GlibcurlCallback(void*);
   static void CollectFinishedTransfers();
   static void RequestFailed(DoviHttpRequest* request);
-  void ConnectionDone(CURL* done_handle);
+  void ConnectionDone(CURL* done_handle, CURLcode result);
   void KeepResponseHeaders(long header_size);
   void DeliverResponseBody(curl_off_t content_length);
 
@@ -85,8 +87,8 @@ class DoviHttpRequest : public HttpRequestInterface {
   common_base::GVector<unsigned char> response_headers_;
   curl_slist* header_list_ = nullptr;
   CURL* easy_handle_ = nullptr;
-  /// There was no room for what arrived; the exchange fails whatever its status.
-  bool receive_failed_ = false;
+  common_kesu::TransportError transport_error_;
+  char curl_error_text_[CURL_ERROR_SIZE] = "";
 };
 
 #endif  // DOVI_DOVI_HTTP_REQUEST_H_

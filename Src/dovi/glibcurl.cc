@@ -4,13 +4,14 @@
 
 #include <algorithm>
 #include <cassert>
-#include <cstdio>
 #include <ctime>
 
 #include <glib.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <unistd.h>
+
+#include "dovi/trace.h"
 
 namespace {
 
@@ -100,7 +101,7 @@ void registerUnregisterFds() {
                      &curlSrc->exceptFds, &curlSrc->fdMax);
   }
   if (!IsDescriptorMaximumInRange()) {
-    std::printf("registerUnregisterFds: fdMax=%d\n", curlSrc->fdMax);
+    DoviTrace("registerUnregisterFds: fdMax=%d\n", curlSrc->fdMax);
     CURL_SOURCE_ASSERT(477, "curlSrc->fdMax >= -1 && curlSrc->fdMax <= 1023",
                        IsDescriptorMaximumInRange());
   }
@@ -197,13 +198,12 @@ curl_socket_t OpenWatchableSocket(void*, curlsocktype, curl_sockaddr* address) {
 }  // namespace
 
 void glibcurl_init() {
-  std::fputs(" in glibcurl_init", stderr);
+  DoviTraceToStandardError(" in glibcurl_init");
   GSource* source = g_source_new(&curlFuncs, sizeof(CurlSource));
   curlSrc = reinterpret_cast<CurlSource*>(source);
   // GLib ends the process rather than return null, which the analyzer does not know.
-  std::fputs(
-      source == nullptr ? "hhh g_source_new is NULl  \n" : "hhh g_source_new is not NULl  \n",
-      stderr);
+  DoviTraceToStandardError(source == nullptr ? "hhh g_source_new is NULl  \n"
+                                             : "hhh g_source_new is not NULl  \n");
   g_source_attach(source, nullptr);
   // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage)
   for (int fd = 0; fd < kMaxDescriptors; ++fd) curlSrc->pollFds[fd] = GPollFD{fd, 0, 0};

@@ -19,6 +19,7 @@ using kesu_test::kOk;
 using kesu_test::ScopedSettings;
 using kesu_test::ScriptedReply;
 using kesu_test::ScriptedServer;
+using kesu_test::TextOf;
 using namespace std::string_literals;
 
 namespace {
@@ -73,28 +74,35 @@ TEST_CASE("what a response leads to, in bounded memory") {
       {{"HTTP/1.1 201 Created\r\nContent-Length: 2\r\n\r\nok"}, "failed 201 ok"},
       {{"HTTP/1.1 500 Oops\r\nContent-Length: 3\r\n\r\nbad"}, "failed 500 bad"},
       // Shorter and longer than announced. An int holds neither 2^32 + 2 nor 2^31.
-      {{Head("10") + "hello", kClose}, "completed 200 hello"},
-      {{Head("4294967298") + "hello", kClose}, "completed 200 hello"},
-      {{Head("2147483648") + "hello", kClose}, "completed 200 hello"},
+      {{Head("10") + "hello", kClose}, "completed 200 hello (closed-early)"},
+      {{Head("4294967298") + "hello", kClose}, "completed 200 hello (closed-early)"},
+      {{Head("2147483648") + "hello", kClose}, "completed 200 hello (closed-early)"},
       {{Head("2") + "hello"}, "completed 200 he"},
       // No number, or not one.
-      {{Head("-1") + "hello", kClose}, "completed 200 "},
+      {{Head("-1") + "hello", kClose}, "completed 200  (other)"},
       {{Head("9223372036854775808") + "hello", kClose}, "completed 200 "},
       {{Head("5\r\nContent-Length: 2") + "hello", kClose}, "completed 200 he"},
       // No HTTP, or an old one.
-      {{"", kClose}, "failed 0 "},
-      {{"", kReset}, "failed 0 "},
-      {{"220 mail.invalid ESMTP\r\n", kClose}, "failed 0 "},
-      {{"<html>hello</html>", kClose}, "failed 0 "},
-      {{"\0\xff\0\xff\r\n\r\n"s, kClose}, "failed 0 "},
+      {{"", kClose}, "failed 0  (closed-early)"},
+      {{"", kReset}, "failed 0  (closed-early)"},
+      {{"220 mail.invalid ESMTP\r\n", kClose}, "failed 0  (other)"},
+      {{"<html>hello</html>", kClose}, "failed 0  (other)"},
+      {{"\0\xff\0\xff\r\n\r\n"s, kClose}, "failed 0  (other)"},
       // Without end: a body, a header, headers, chunks, interim responses.
       {{Head("8388608"), kKeepOpen, 0, pattern, 128}, "completed 200 " + full},
-      {{Head("8388609") + "x", kKeepOpen, 0, pattern, 128}, "failed 200 "},
-      {{Head("67108864"), kKeepOpen, 0, pattern, 1024}, "failed 200 "},
-      {{"HTTP/1.1 200 OK\r\n\r\n", kClose, 0, pattern, 1024}, "failed 200 "},
-      {{"HTTP/1.1 500 Oops\r\nX: ", kKeepOpen, 0, std::string(9999, 'x'), kEndless}, "failed 500 "},
-      {{"HTTP/1.1 500 Oops\r\n", kKeepOpen, 0, Repeated("X: y\r\n", 999), kEndless}, "failed 500 "},
-      {{"", kKeepOpen, 0, Repeated("HTTP/1.1 100 Continue\r\n\r\n", 999), kEndless}, "failed 100 "},
+      {{Head("8388609") + "x", kKeepOpen, 0, pattern, 128}, "failed 200  (too-large)"},
+      {{Head("67108864"), kKeepOpen, 0, pattern, 1024}, "failed 200  (too-large)"},
+      {{"HTTP/1.1 200 OK\r\n\r\n", kClose, 0, pattern, 1024}, "failed 200  (too-large)"},
+      {{"HTTP/1.1 500 Oops\r\nX: ", kKeepOpen, 0, std::string(9999, 'x'), kEndless},
+       "failed 500  (too-large)"},
+      {{"HTTP/1.1 500 Oops\r\n", kKeepOpen, 0, Repeated("X: y\r\n", 999), kEndless},
+       "failed 500  (too-large)"},
+      {{"HTTP/1.1 200 OK\r\nX: ", kKeepOpen, 0, std::string(9999, 'x'), kEndless},
+       "failed 200  (too-large)"},
+      {{"HTTP/1.1 200 OK\r\n", kKeepOpen, 0, Repeated("X: y\r\n", 999), kEndless},
+       "failed 200  (too-large)"},
+      {{"", kKeepOpen, 0, Repeated("HTTP/1.1 100 Continue\r\n\r\n", 999), kEndless},
+       "failed 100  (too-large)"},
   };
   ScriptedServer server;
   const ScopedSettings settings(server.host());
@@ -174,7 +182,13 @@ TEST_CASE("an exchange that is stuck ends with its cancellation, its time-out or
         endpoint.RunAnotherExchange();
       } else if (end == End::kTimeOut || peer == kServer || (end == End::kReset && peer == kDeaf)) {
         CHECK(IterateUntil([&] { return exchanges[i]->HasEnded(); }));
-        CHECK(exchanges[i]->Outcome() == cases[i].outcome);
+        // Nobody listens any more to the one that still waited to be accepted.
+        const bool is_refused =
+            peer == kDeaf && exchanges[i - 1]->HasEnded() && cases[i - 1].peer == kDeaf;
+        const std::string error = end == End::kTimeOut ? " (timed-out)"
+                                  : is_refused         ? " (connection-refused)"
+                                                       : " (closed-early)";
+        CHECK(exchanges[i]->Outcome() == cases[i].outcome + error);
       }
     }
     // The loop has not waited for the name server.
@@ -186,7 +200,19 @@ TEST_CASE("a connection that does not come about") {
   const HeldLookups held;
   const ScriptedServer deaf(ScriptedServer::kDeaf);
   const std::string held_host = "http://"s + HeldLookups::kName;
-  for (const std::string& host : {kesu_test::RefusingHost(), deaf.host(), held_host}) {
+  const std::string refusing_host = kesu_test::RefusingHost();
+  const struct {
+    std::string host;
+    std::string kind;
+    std::string text;
+  } cases[] = {
+      {refusing_host, "connection-refused", ": Connection refused"},
+      {deaf.host(), "timed-out", ": Failed to connect to 127.0.0.1 port "},
+      {held_host, "timed-out", ":80: Resolving timed out after "},
+      {"http://-bad-.invalid:99", "cannot-resolve", ": Could not resolve host: -bad-.invalid"},
+      {"https" + refusing_host.substr(4), "connection-refused", ": Connection refused"},
+  };
+  for (const auto& [host, kind, text] : cases) {
     CAPTURE(host);
     Endpoint endpoint;
     const ScopedSettings settings(host, "", 50);
@@ -196,7 +222,10 @@ TEST_CASE("a connection that does not come about") {
     kesu_test::Settle();
     Exchange exchange(&endpoint.factory, "request");
     exchange.Run();
-    CHECK(exchange.Outcome() == "failed 0 ");
+    CHECK(exchange.Outcome() == "failed 0  (" + kind + ")");
+    const std::string told = TextOf(exchange.request->last_transport_error().text);
+    CAPTURE(told);
+    CHECK(told.starts_with(host.substr(host.find("//") + 2) + text));
   }
 }
 
@@ -212,7 +241,7 @@ TEST_CASE("connections that the server closes between two POSTs, or under the se
       // POST once more: the service may see it twice.
       {kKeepOpen, {{"", kClose}, {kOk}}, "completed 200 ok"},
       {kKeepOpen, {{"", kReset}, {kOk}}, "completed 200 ok"},
-      {kKeepOpen, {{"", kClose}, {"", kClose}}, "failed 0 "},
+      {kKeepOpen, {{"", kClose}, {"", kClose}}, "failed 0  (closed-early)"},
       {kKeepOpen, {{"HTTP/1.1 2", kClose}, {kOk}}, "completed 200 ok"},
       {kKeepOpen, {{"HTTP/1.1 500 Oops\r\n", kClose}}, "failed 500 "},
   };
@@ -249,7 +278,7 @@ TEST_CASE("64 exchanges at once, and 300 behind them") {
     REQUIRE(
         IterateUntil([&] { return std::all_of(exchanges.begin(), exchanges.end(), has_ended); }));
     for (const auto& exchange : exchanges) {
-      REQUIRE(exchange->Outcome() == (is_answered ? "completed 200 ok" : "failed 0 "));
+      REQUIRE(exchange->Outcome() == (is_answered ? "completed 200 ok" : "failed 0  (timed-out)"));
     }
     if (is_answered) CHECK(endpoint.server.connection_count() == 64);
     endpoint.RunAnotherExchange();

@@ -78,6 +78,7 @@ TEST_CASE("requests use the descriptors up to 1023 and fail beyond") {
           exchange = std::make_unique<Exchange>(&below.factory, "request");
           REQUIRE(exchange->Start() == 0);
         }
+        const std::string error = has_name && c.limit == 900 ? "cannot-resolve" : "other";
         const std::size_t expected = std::min(c.completed, exchanges.size());
         REQUIRE(IterateUntil([&] { return server.requests().size() == expected; }));
         // Programs that are executed meanwhile do not inherit the connection.
@@ -85,7 +86,8 @@ TEST_CASE("requests use the descriptors up to 1023 and fail beyond") {
         for (std::size_t i = 0; i < expected; ++i) server.Reply({kOk});
         for (std::size_t i = 0; i < exchanges.size(); ++i) {
           REQUIRE(IterateUntil([&] { return exchanges[i]->HasEnded(); }));
-          CHECK(exchanges[i]->Outcome() == (i < expected ? "completed 200 ok" : "failed 0 "));
+          CHECK(exchanges[i]->Outcome() ==
+                (i < expected ? "completed 200 ok" : "failed 0  (" + error + ")"));
         }
       }
       below.server.Reply({kOk});

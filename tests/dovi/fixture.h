@@ -98,13 +98,17 @@ class Exchange : public common_base::RequesterInterface {
     REQUIRE(IterateUntil([this] { return HasEnded(); }));
   }
   bool HasEnded() const { return completed + failed > 0; }
-  /// "", or what its requester was told, the status and the body: "completed 200 ok".
+  /// "", or what its requester was told, the status, the body and the kind of error, if there was
+  /// one: "completed 200 o (closed-early)".
   std::string Outcome() const {
     std::string told;
     for (int i = 0; i < completed; ++i) told += "completed ";
     for (int i = 0; i < failed; ++i) told += "failed ";
     if (!HasEnded()) return told;
-    return told + std::to_string(request->HttpResponseStatusCode()) + " " + TextOf(response_body);
+    told += std::to_string(request->HttpResponseStatusCode()) + " " + TextOf(response_body);
+    const auto kind = request->last_transport_error().kind;
+    if (kind == common_kesu::TransportErrorKind::kNone) return told;
+    return told + " (" + TransportErrorKindName(kind) + ")";
   }
   /// "name=value|name=value|"
   std::string ResponseHeaders() const {

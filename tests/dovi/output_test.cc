@@ -53,10 +53,18 @@ std::string OutputOf(Deed deed) {
 }
 
 /// With a # for each number and address that differs from run to run.
-std::string TraceOf(const std::string& reply) {
+std::string TraceOf(const std::string& reply, DoviTraceTarget target = {}) {
   const std::string text = OutputOf([&] {
     kesu_test::ScriptedServer server;
-    const kesu_test::ScopedSettings settings(server.host());
+    DoviDeploymentSettings settings;
+    const std::string host = server.host();
+    settings.host = host.c_str();
+    settings.trace = target;
+    settings.trace_closure = const_cast<char*>("|%s");
+    settings.trace_callback = [](const char* piece, void* format) {
+      std::printf(static_cast<const char*>(format), piece);
+    };
+    REQUIRE(SetDoviDeploymentSettings(settings));
     DoviHttpRequestFactory factory;
     server.Reply({reply});
     kesu_test::Exchange exchange(&factory, "hello");
@@ -130,30 +138,36 @@ void PrepareWithHighestDescriptor(int descriptor) {
 }  // namespace
 
 TEST_CASE("the trace of a POST") {
-  CHECK(TraceOf("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok") ==
-        "=========glibcurl_init================\n"
-        " in glibcurl_inithhh g_source_new is not NULl  \n"
-        "=========NewHttpPostRequest================\n"
-        "constructing DoviHttpRequest()\n"
-        "url is %shttp://127.0.0.1:#/m/appreq/cllDovi\n"
-        "=========NewHttpPostRequest req================#\n"
-        "======================sendPostRequest\n"
-        "sendPostRequest handle#\n"
-        "======================post data size 5\n"
-        "In parse resp num of bytes : 2 \n"
-        "Allocate m_responsebuffer : 3 \n"
-        "connection closed, CURLMsg:No error\n"
-        "lasturllhttp://127.0.0.1:#/m/appreq/cllDovi\n"
-        "my_GlibcurlCallback============= m_response_header size 39  \n"
-        "last error is: \n"
-        "my_GlibcurlCallback============= 2 m_response_header size 39 \n"
-        "================= OnRequestComplete \n"
-        "HttpResponseHeaders============= m_response_header size 39 Cancel \n"
-        "~DoviHttpRequest \n"
-        "enf curl_slist_free_all()\n"
-        "glibcurl_remove()\n"
-        "end curl_easy_cleanup()\n"
-        "=========Clean up the curl================\n");
+  const std::string reply = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
+  const std::string trace =
+      "=========glibcurl_init================\n"
+      " in glibcurl_inithhh g_source_new is not NULl  \n"
+      "=========NewHttpPostRequest================\n"
+      "constructing DoviHttpRequest()\n"
+      "url is %shttp://127.0.0.1:#/m/appreq/cllDovi\n"
+      "=========NewHttpPostRequest req================#\n"
+      "======================sendPostRequest\n"
+      "sendPostRequest handle#\n"
+      "======================post data size 5\n"
+      "In parse resp num of bytes : 2 \n"
+      "Allocate m_responsebuffer : 3 \n"
+      "connection closed, CURLMsg:No error\n"
+      "lasturllhttp://127.0.0.1:#/m/appreq/cllDovi\n"
+      "my_GlibcurlCallback============= m_response_header size 39  \n"
+      "last error is: \n"
+      "my_GlibcurlCallback============= 2 m_response_header size 39 \n"
+      "================= OnRequestComplete \n"
+      "HttpResponseHeaders============= m_response_header size 39 Cancel \n"
+      "~DoviHttpRequest \n"
+      "enf curl_slist_free_all()\n"
+      "glibcurl_remove()\n"
+      "end curl_easy_cleanup()\n"
+      "=========Clean up the curl================\n";
+  CHECK(TraceOf(reply) == trace);
+  CHECK(TraceOf(reply, DoviTraceTarget::kNowhere) == "");
+  std::string pieces = TraceOf(reply, DoviTraceTarget::kCallback);
+  CHECK(std::erase(pieces, '|') == 25);
+  CHECK(pieces == trace);
   CHECK(TraceOf("HTTP/1.1 500 No\r\nTransfer-Encoding: chunked\r\n\r\n1\r\nx\r\n0\r\n\r\n")
             .find("last error is: \n"
                   "Nnnnnnooooooooooooooo respbody: \n"

@@ -38,6 +38,9 @@ TEST_CASE("deployment settings") {
   CHECK_FALSE(SetDoviDeploymentSettings({too_long.c_str(), nullptr, "http://a:1"}));
   CHECK_FALSE(SetDoviDeploymentSettings({"http://a", nullptr, "http://a:1", -1, 0}));
   CHECK_FALSE(SetDoviDeploymentSettings({"http://a", nullptr, "http://a:1", 0, -1}));
+  DoviDeploymentSettings no_callback;
+  no_callback.trace = DoviTraceTarget::kCallback;
+  CHECK_FALSE(SetDoviDeploymentSettings(no_callback));
   // Texts are copied, also from the settings in force.
   DoviDeploymentSettings settings = GetDoviDeploymentSettings();
   settings.connect_timeout_ms = 5;

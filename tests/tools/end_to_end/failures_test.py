@@ -138,8 +138,8 @@ CASES = [
     Case("redirect to a file", [redirect(b"file://{folder}/fifo")], 3, [("failure", 302)]),
     Case("64 MiB", [flood(http(b"", length=64 * MIB))], 5, [("malformed", 200)]),
     Case("64 MiB, no length", [flood(OK + BINARY + b"\r\n\r\n")], 5, [("malformed", 200)]),
-    Case("64 MiB of headers", [flood(OK, b"X:" + b"x" * 1020 + b"\r\n")], 5, NO_ANSWER, 2),
-    Case("64 MiB of one header", [flood(OK, b"X" * MIB)], 5, NO_ANSWER, 2),
+    Case("64 MiB of headers", [flood(OK, b"X:" + b"x" * 1020 + b"\r\n")], 5, [("malformed", 200)]),
+    Case("64 MiB of one header", [flood(OK, b"X" * MIB)], 5, [("malformed", 200)]),
     # The inflater keeps 4096 bytes at most, and zeros are no fields.
     Case("64 MiB compressed", [Reply(http(body(block(0, bomb(), 200, b"g"))))], 1, [NOTHING]),
     *[Case(f"status {status}", [Reply(http(b"sorry", status))], 3, [("failure", status)])

@@ -1,0 +1,14 @@
+#ifndef DOVI_CURL_ERROR_H_
+#define DOVI_CURL_ERROR_H_
+
+#include <curl/curl.h>
+
+#include "kesu/mux/transport_error.h"
+
+/// What a transfer that ended with `result` says to people and programs: the host and port that it
+/// was at last, after redirects, and the cause. `details` is curl's error buffer. Of a proxy's
+/// address and of URLs nothing but host and port is told.
+common_kesu::TransportError TransportErrorOf(CURL* done_handle, CURLcode result,
+                                             const char* details);
+
+#endif  // DOVI_CURL_ERROR_H_
