@@ -18,6 +18,7 @@ set(public_headers
   kesu/common/base/internal/null_requester.h
   kesu/common/base/internal/posix_clock.h
   kesu/common/base/internal/request_adapter.h
+  kesu/common/base/internal/steady_ticks.h
   kesu/common/base/logging.h
   kesu/common/base/memory.h
   kesu/common/base/request_interface.h

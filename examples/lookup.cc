@@ -71,7 +71,7 @@ int main(int argc, char** argv) {
   if (!SetDoviDeploymentSettings(settings)) return 2;
 
   // Start-up: the transport, the queue and its timer, the multiplexer.
-  const ScopedPtr<ClockInterface> clock(NewClock());
+  const ScopedPtr<ClockInterface> clock(NewMonotonicClock());
   DoviHttpRequestFactory factory;
   SimpleRequestQueue queue(clock.get());
   const DeferredRequestSource timer(&queue, clock.get());

@@ -69,7 +69,7 @@ int main(int argc, char** argv) {
   settings.host = argc > 1 ? argv[1] : nullptr;
   settings.total_timeout_ms = 20'000;
   if (!SetDoviDeploymentSettings(settings)) return 2;
-  const ScopedPtr<ClockInterface> clock(NewClock());
+  const ScopedPtr<ClockInterface> clock(NewMonotonicClock());
   DoviHttpRequestFactory factory;
   SimpleRequestQueue queue(clock.get());
   const DeferredRequestSource timer(&queue, clock.get());

@@ -12,8 +12,12 @@ struct QueueSource {
   const common_base::ClockInterface* clock;
 };
 
+/// What GLib takes for a source that has no time-out.
+constexpr gint kForever = -1;
+
 /// Milliseconds until the next request is due, rounded up so that the loop does not wake too early.
 gint MillisecondsToWait(const QueueSource& source) {
+  if (!source.queue->HasPendingRequests()) return kForever;
   const long long ticks = source.queue->TimeOfNextRequest() - source.clock->TickCount();
   const long long milliseconds = ticks / kTicksPerMillisecond + (ticks % kTicksPerMillisecond > 0);
   return static_cast<gint>(std::clamp<long long>(milliseconds, 0, G_MAXINT));
@@ -25,7 +29,8 @@ gboolean Prepare(GSource* source, gint* timeout) {
 }
 
 gboolean Check(GSource* source) {
-  return MillisecondsToWait(*reinterpret_cast<QueueSource*>(source)) == 0;
+  gint timeout = kForever;
+  return Prepare(source, &timeout);
 }
 
 /// A request may destroy the DeferredRequestSource. GLib keeps the source itself until this

@@ -34,7 +34,7 @@ DoviHttpRequestFactory* NewTransport(bool wants_trace) {
 
 Session::Session(bool wants_trace)
     : factory_(NewTransport(wants_trace)),
-      clock_(common_base::NewClock()),
+      clock_(common_base::NewMonotonicClock()),
       queue_(clock_.get()),
       timer_(&queue_, clock_.get()) {
   common_kesu::MobileServiceMux::Initialize(factory_.get(), &queue_, clock_.get(), NewConfig());

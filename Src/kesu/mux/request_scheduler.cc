@@ -28,7 +28,7 @@ RequestScheduler::RequestScheduler(ListenerInterface* listener, RequestQueueInte
                                    ClockInterface* clock, long long min_delay, long long max_delay)
     : listener_(listener),
       queue_(queue),
-      clock_(clock),
+      ticks_(clock),
       min_delay_(min_delay),
       max_delay_(max_delay) {}
 
@@ -48,7 +48,7 @@ void RequestScheduler::Submit(Request* request, bool send_now) {
     SendPendingRequests();
     return;
   }
-  const long long now = clock_->TickCount();
+  const long long now = ticks_.Now();
   soft_deadline_ = TimeAfter(now, min_delay_);
   if (timer_ != nullptr) return;
   hard_deadline_ = TimeAfter(now, max_delay_);
@@ -58,7 +58,7 @@ void RequestScheduler::Submit(Request* request, bool send_now) {
 void RequestScheduler::OnRequestComplete(RequestInterface* request) {
   if (request != timer_) return;
   timer_ = nullptr;
-  const long long remaining = std::min(hard_deadline_, soft_deadline_) - clock_->TickCount();
+  const long long remaining = std::min(hard_deadline_, soft_deadline_) - ticks_.Now();
   if (remaining <= 0) {
     SendPendingRequests();
   } else {

@@ -7,6 +7,7 @@
 
 #include "kesu/common/base/clock_interface.h"
 #include "kesu/common/base/gallocator.h"
+#include "kesu/common/base/internal/steady_ticks.h"
 #include "kesu/common/base/request_interface.h"
 #include "kesu/common/base/vector.h"
 #include "kesu/mux/request.h"
@@ -16,7 +17,8 @@ namespace common_kesu {
 
 /// Gathers requests that are made close together into one batch, and holds others back for a time.
 /// A batch leaves `min_delay` ticks after its last request, but not later than `max_delay` after
-/// its first. Requests are borrowed until they are handed to the listener or cancelled.
+/// its first, give or take a step back of the clock. Requests are borrowed until they are handed to
+/// the listener or cancelled.
 class RequestScheduler : public common_base::RequesterInterface {
  public:
   class ListenerInterface {
@@ -76,7 +78,7 @@ class RequestScheduler : public common_base::RequesterInterface {
 
   ListenerInterface* listener_;
   common_base::RequestQueueInterface* queue_;
-  common_base::ClockInterface* clock_;
+  common_base::SteadyTicks ticks_;
   long long min_delay_;
   long long max_delay_;
   common_base::RequestInterface* timer_ = nullptr;

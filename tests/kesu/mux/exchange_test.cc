@@ -137,6 +137,14 @@ TEST_CASE_FIXTURE(MuxFixture,
   CHECK(posted == "bba b b ");
 }
 
+TEST_CASE_FIXTURE(MuxFixture, "a batch does not wait for a clock that was set back a day") {
+  TestRequest request(nullptr, "a");
+  mux()->Submit(&request);
+  Advance(kBatchDelay / 2 - 86'400'000'000);
+  for (int i = 0; i < 2; ++i) Advance(kBatchDelay);
+  CHECK(transport.count() == 1);
+}
+
 TEST_CASE_FIXTURE(MuxFixture, "a request that waits anew, while others are posted, is cancelled") {
   RecordingListener listener;
   TestRequest small(&listener, "a");

@@ -56,6 +56,32 @@ TEST_CASE("a due time that ticks cannot hold is the last or first tick") {
   }
 }
 
+TEST_CASE("a clock that is set back costs the time since it was last read, and keeps the order") {
+  for (const long long step : {1LL, 700LL, 86'400'000'000LL}) {
+    CAPTURE(step);
+    ManualClock clock(1000);
+    SimpleRequestQueue queue(&clock);
+    std::string completed;
+    std::deque<RecordingRequester> requesters;
+    const auto start = [&](char name, long long delay) {
+      queue.NewDeferredRequest(delay)->Start(
+          &requesters.emplace_back([&, name](RequestInterface*) { completed += name; }));
+    };
+    start('b', 500);
+    start('c', 600);
+    clock.Advance(100);
+    start('a', 300);  // The last reading.
+    clock.Advance(50 - step);
+    CHECK(queue.TimeOfNextRequest() == clock.TickCount() + 300 - (step < 50 ? 50 - step : 0));
+    clock.Advance(10);
+    start('d', 490);  // Due with 'c', where the clock seems to have stood still.
+    clock.Advance(10 - step);
+    for (int i = 0; i < 800; ++i, clock.Advance(1)) queue.StartDeferredRequests();
+    CHECK(completed == "abcd");
+    CHECK_FALSE(queue.HasPendingRequests());
+  }
+}
+
 TEST_CASE("requests started and cancelled from inside a callback") {
   ManualClock clock;
   SimpleRequestQueue queue(&clock);

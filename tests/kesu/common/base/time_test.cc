@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <chrono>
 #include <climits>
 #include <cstdint>
 #include <cstdlib>
@@ -116,16 +117,28 @@ TEST_CASE("intervals") {
   }
 }
 
-TEST_CASE("the clock of the system; the local time's offset is in minutes") {
+TEST_CASE("the clocks of the system; the local time's offset is in minutes") {
   const ScopedPtr<ClockInterface> clock(NewClock());
-  const long long seconds[] = {std::time(nullptr) - 1, clock->GetUtcTime() / 1000,
+  const ScopedPtr<ClockInterface> monotonic(NewMonotonicClock());
+  const long long seconds[] = {std::time(nullptr) - 1,
+                               clock->GetUtcTime() / 1000,
                                clock->TickCount() / kTicksPerSecond,
-                               clock->GetUtcGTime().SecondsSinceEpoch(), std::time(nullptr) + 1};
+                               monotonic->GetUtcTime() / 1000,
+                               clock->GetUtcGTime().SecondsSinceEpoch(),
+                               std::time(nullptr) + 1};
   CHECK(std::is_sorted(std::begin(seconds), std::end(seconds)));
+  const auto now = [] { return std::chrono::steady_clock::now().time_since_epoch(); };
+  const long long ticks[] = {now() / std::chrono::microseconds(1), monotonic->TickCount(),
+                             now() / std::chrono::microseconds(1)};
+  CHECK(std::is_sorted(std::begin(ticks), std::end(ticks)));
+  const char* old_zone = std::getenv("TZ");
+  const std::string restored = old_zone == nullptr ? "" : old_zone;
   const std::pair<const char*, int> kZones[] = {{"XXX-5:30", 330}, {"XXX+3:30", -210}};
   for (const auto& [zone, minutes] : kZones) {
     setenv("TZ", zone, 1);
     tzset();
     CHECK(clock->GetCurrentLocalTimeOffsetFromUtc() == minutes);
   }
+  old_zone == nullptr ? unsetenv("TZ") : setenv("TZ", restored.c_str(), 1);
+  tzset();
 }

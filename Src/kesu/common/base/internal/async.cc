@@ -45,7 +45,7 @@ SimpleRequestQueue::DeferredRequest* SimpleRequestQueue::RemoveFirst() {
 }
 
 void SimpleRequestQueue::StartDeferredRequests() {
-  const long long now = clock_->TickCount();
+  const long long now = ticks_.Now();
   while (!pending_.IsEmpty() && pending_[0]->due_time_ <= now) {
     DeferredRequest* request = RemoveFirst();
     if (!request->cancelled_) request->requester_->OnRequestComplete(request);
@@ -54,8 +54,9 @@ void SimpleRequestQueue::StartDeferredRequests() {
 }
 
 long long SimpleRequestQueue::TimeOfNextRequest() const {
-  if (pending_.IsEmpty()) return clock_->TickCount() + kWaitWithNothingPending;
-  return pending_[0]->due_time_;
+  const long long now = ticks_.Now();
+  return ticks_.OnClock(pending_.IsEmpty() ? now + kWaitWithNothingPending
+                                           : pending_[0]->due_time_);
 }
 
 SimpleRequestQueue::DeferredRequest::DeferredRequest(SimpleRequestQueue* queue, long long delay)
@@ -69,7 +70,7 @@ int SimpleRequestQueue::DeferredRequest::Start(RequesterInterface* requester) {
   GWASSERT_AT(201, !requester_);
   GWASSERT_AT(202, !cancelled_);
   requester_ = requester;
-  due_time_ = TickAfter(queue_->clock_->TickCount(), delay_);
+  due_time_ = TickAfter(queue_->ticks_.Now(), delay_);
   queue_->Insert(this);
   return 0;
 }

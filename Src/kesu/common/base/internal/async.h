@@ -2,19 +2,21 @@
 #define KESU_COMMON_BASE_INTERNAL_ASYNC_H_
 
 #include "kesu/common/base/clock_interface.h"
+#include "kesu/common/base/internal/steady_ticks.h"
 #include "kesu/common/base/request_interface.h"
 #include "kesu/common/base/vector.h"
 
 namespace common_base {
 
 /// A request queue that its owner drives from a timer: arm it for TimeOfNextRequest(), and then
-/// call StartDeferredRequests().
+/// call StartDeferredRequests(). A clock that is set back delays what waits by no more than the
+/// time since the queue last looked at it.
 class SimpleRequestQueue : public RequestQueueInterface {
  public:
   class DeferredRequest;
 
   /// `clock` is borrowed and must outlive the queue.
-  explicit SimpleRequestQueue(const ClockInterface* clock) : clock_(clock) {}
+  explicit SimpleRequestQueue(const ClockInterface* clock) : ticks_(clock) {}
   SimpleRequestQueue(const SimpleRequestQueue&) = delete;
   SimpleRequestQueue& operator=(const SimpleRequestQueue&) = delete;
   /// Deletes the requests still waiting, in order, without telling anybody.
@@ -28,14 +30,17 @@ class SimpleRequestQueue : public RequestQueueInterface {
   /// due at the same tick in the order they were started.
   void StartDeferredRequests();
 
-  /// The tick at which the first request is due, or ten seconds from now when none waits.
+  /// The tick of the clock at which the first request is due, or ten seconds from now when none
+  /// waits.
   long long TimeOfNextRequest() const;
+  /// Whether any request waits. One that was cancelled does, until its time comes.
+  bool HasPendingRequests() const { return !pending_.IsEmpty(); }
 
  private:
   void Insert(DeferredRequest* request);
   DeferredRequest* RemoveFirst();
 
-  const ClockInterface* clock_;
+  SteadyTicks ticks_;
   /// A binary heap, the request that is due first on top.
   GVector<DeferredRequest*> pending_;
   /// Tells requests that are due at the same tick apart.

@@ -7,6 +7,8 @@
 namespace common_base {
 namespace {
 
+constexpr long kNanosecondsPerTick = 1000;
+
 timeval TimeOfDay() {
   timeval now = {};
   gettimeofday(&now, nullptr);
@@ -44,8 +46,18 @@ long long PosixClock::TickCount() const {
   return TimeInMicroseconds();
 }
 
+long long MonotonicClock::TickCount() const {
+  timespec now = {};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return now.tv_sec * kTicksPerSecond + now.tv_nsec / kNanosecondsPerTick;
+}
+
 ClockInterface* NewClock() {
   return new PosixClock;
+}
+
+ClockInterface* NewMonotonicClock() {
+  return new MonotonicClock;
 }
 
 }  // namespace common_base

@@ -16,8 +16,17 @@ class PosixClock : public ClockInterface {
   long long TickCount() const override;
 };
 
+/// The same with ticks from CLOCK_MONOTONIC, which nobody can set: those with which the main loop
+/// and libcurl wait. Like theirs, they stand still while the machine sleeps.
+class MonotonicClock final : public PosixClock {
+ public:
+  long long TickCount() const override;
+};
+
 /// A new PosixClock, owned by the caller.
 ClockInterface* NewClock();
+/// A new MonotonicClock, owned by the caller: the one to take unless ticks have to be wall time.
+ClockInterface* NewMonotonicClock();
 
 /// gettimeofday in milliseconds and in microseconds since 1970-01-01 00:00 UTC.
 long long GetUnixTimestamp();
