@@ -22,18 +22,18 @@ ByteVector Write(const common_net_proto::Message& message) {
 }
 
 template <typename Message>
-double EncodeRound(void (*fill)(Message*)) {
+double EncodeRound(void (*fill)(Message*, TextMaker)) {
   Message message;
-  fill(&message);
+  fill(&message, &common_base::NewGStringFromUtf8);
   int size = 0;
   const double seconds = Seconds(kRepetitions, [&] { size = Write(message).length(); });
   return kRepetitions * size / seconds / kBytesPerMegabyte;
 }
 
 template <typename Message>
-double DecodeRound(void (*fill)(Message*)) {
+double DecodeRound(void (*fill)(Message*, TextMaker)) {
   Message message;
-  fill(&message);
+  fill(&message, &common_base::NewGStringFromUtf8);
   const ByteVector bytes = Write(message);
   const ByteView view(bytes);
   const double seconds = Seconds(kRepetitions, [&] {
@@ -45,9 +45,9 @@ double DecodeRound(void (*fill)(Message*)) {
 }
 
 template <typename Message>
-double SizeOf(void (*fill)(Message*)) {
+double SizeOf(void (*fill)(Message*, TextMaker)) {
   Message message;
-  fill(&message);
+  fill(&message, &common_base::NewGStringFromUtf8);
   return Write(message).length();
 }
 

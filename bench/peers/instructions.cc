@@ -1,0 +1,84 @@
+#include "bench/peers/instructions.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include <unistd.h>
+
+// Machines that never count do without valgrind.
+#if __has_include(<valgrind/callgrind.h>)
+#include <valgrind/callgrind.h>
+#else
+#define RUNNING_ON_VALGRIND 0
+#define CALLGRIND_START_INSTRUMENTATION static_cast<void>(0)
+#define CALLGRIND_ZERO_STATS static_cast<void>(0)
+#define CALLGRIND_DUMP_STATS static_cast<void>(0)
+#define CALLGRIND_STOP_INSTRUMENTATION static_cast<void>(0)
+#endif
+
+namespace {
+
+/// Names the folder for callgrind's counts, for the program that runs under it.
+constexpr char kFolderVariable[] = "KESU_CALLGRIND_FOLDER";
+
+std::string CountsPath(const char* folder) {
+  return std::string(folder) + "/counts";
+}
+
+/// The total of the dump that callgrind has just written.
+double ReadTotal(const std::string& path) {
+  std::ifstream dump(path);
+  for (std::string word; dump >> word;) {
+    if (word != "totals:" && word != "summary:") continue;
+    double total = 0;
+    dump >> total;
+    return total;
+  }
+  std::fprintf(stderr, "no count in %s\n", path.c_str());
+  std::exit(EXIT_FAILURE);
+}
+
+}  // namespace
+
+bool CanCountInstructions() {
+  return RUNNING_ON_VALGRIND != 0 && std::getenv(kFolderVariable) != nullptr;
+}
+
+double CountInstructions(const std::function<void()>& work) {
+  static int dumps = 0;
+  CALLGRIND_START_INSTRUMENTATION;
+  CALLGRIND_ZERO_STATS;
+  work();
+  CALLGRIND_DUMP_STATS;
+  CALLGRIND_STOP_INSTRUMENTATION;
+  const std::string path = CountsPath(std::getenv(kFolderVariable)) + "." + std::to_string(++dumps);
+  const double total = ReadTotal(path);
+  std::remove(path.c_str());
+  return total;
+}
+
+void RunUnderCallgrind(char** argv) {
+  char folder[] = "/tmp/kesu-peers-XXXXXX";
+  if (mkdtemp(folder) == nullptr) return;
+  setenv(kFolderVariable, folder, 1);
+  std::string out_file = "--callgrind-out-file=" + CountsPath(folder);
+  char valgrind[] = "valgrind";
+  char tool[] = "--tool=callgrind";
+  char quiet[] = "-q";
+  char at_start[] = "--instr-atstart=no";
+  std::vector<char*> arguments = {valgrind, quiet, tool, at_start, out_file.data()};
+  char self[] = "/proc/self/exe";
+  char path[4096];
+  const ssize_t length = readlink(self, path, sizeof path - 1);
+  if (length < 0) return;
+  path[length] = 0;
+  arguments.push_back(path);
+  for (char** argument = argv + 1; *argument != nullptr; ++argument) {
+    arguments.push_back(*argument);
+  }
+  arguments.push_back(nullptr);
+  execvp(valgrind, arguments.data());
+}
