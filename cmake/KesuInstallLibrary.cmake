@@ -28,6 +28,7 @@ set(public_headers
   kesu/common/base/string_storage.h
   kesu/common/base/vector.h
   kesu/common/base/vector_impl.h
+  kesu/common/net/proto/decode_budget.h
   kesu/common/net/proto/extension_registry.h
   kesu/common/net/proto/field_storage.h
   kesu/common/net/proto/message.h

@@ -1,6 +1,7 @@
 #ifndef KESU_SERVICES_VOLLEN_SERVICE_H_
 #define KESU_SERVICES_VOLLEN_SERVICE_H_
 
+#include "kesu/common/net/proto/decode_budget.h"
 #include "kesu/services/request_reply_service_base.h"
 
 namespace common_kesu {
@@ -25,6 +26,7 @@ class VollenService : public RequestReplyServiceBase {
     if (!reply_handed_away_) delete reply_;
     reply_handed_away_ = false;
     reply_ = new Reply;
+    const common_net_proto::DecodeBudget budget;
     return reply_->Read(stream);
   }
   void WriteThePayloadTo(common_base::DataOutputStream* stream) override {

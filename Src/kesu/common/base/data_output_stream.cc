@@ -1,6 +1,15 @@
 #include "kesu/common/base/data_output_stream.h"
 
+#include <functional>
+
 namespace common_base {
+namespace {
+
+ByteVector CopyOf(const ByteView& bytes) {
+  return ByteVector(kAllocateAndCopy, bytes.data(), bytes.length());
+}
+
+}  // namespace
 
 void DataOutputStream::WriteUint16(unsigned short value) {
   WriteUint8(static_cast<unsigned char>(value >> 8));
@@ -27,13 +36,20 @@ void DataOutputStream::WriteLittleEndianUint64(unsigned long long value) {
   WriteLittleEndianUint32(static_cast<unsigned>(value >> 32));
 }
 
+bool DataOutputStream::IsInSink(const GVectorRef<const unsigned char>& bytes) const {
+  const std::less<> before;
+  return before(bytes.begin(), sink_->end()) && before(sink_->begin(), bytes.end());
+}
+
 void DataOutputStream::WriteRawBytes(const GVectorRef<const unsigned char>& bytes) {
+  if (IsInSink(bytes)) return sink_->AppendAll(CopyOf(bytes));
   sink_->AppendAll(bytes);
 }
 
 void DataOutputStream::WriteByteBlock(const GVectorRef<const unsigned char>& bytes) {
+  if (IsInSink(bytes)) return WriteByteBlock(CopyOf(bytes));
   WriteUint16(static_cast<unsigned short>(bytes.length()));
-  WriteRawBytes(bytes);
+  sink_->AppendAll(bytes);
 }
 
 void DataOutputStream::WriteUtf8String(const GString& text) {

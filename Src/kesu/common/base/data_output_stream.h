@@ -8,7 +8,7 @@
 namespace common_base {
 
 /// Appends numbers, bytes and strings to a byte vector. Numbers are big-endian unless the name says
-/// otherwise. Writes do not fail.
+/// otherwise. Writes do not fail. What is written may lie in the sink itself.
 class DataOutputStream : public HeapObject {
  public:
   /// `sink` is borrowed; every write appends to its end.
@@ -39,6 +39,10 @@ class DataOutputStream : public HeapObject {
   void WriteByteBlock(const GVectorRef<const unsigned char>& bytes);
   /// The UTF-8 form of `text` as a byte block.
   void WriteUtf8String(const GString& text);
+
+  /// Whether the bytes lie in the sink, whose growth would take them away. A writer that puts
+  /// something in front of them copies them first.
+  bool IsInSink(const GVectorRef<const unsigned char>& bytes) const;
 
  protected:
   GVector<unsigned char>* sink() const { return sink_; }

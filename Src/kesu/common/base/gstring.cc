@@ -16,7 +16,7 @@ GStringStorage* SharedEmptyStorage() {
 
 }  // namespace
 
-GStringStorage* GString::shared_empty_storage() {
+const GStringStorage* GString::shared_empty_storage() {
   return shared_empty;
 }
 

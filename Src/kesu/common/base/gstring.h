@@ -24,19 +24,26 @@ class GString {
   GString& operator=(const GString& other);
   ~GString();
 
-  GStringStorage* Storage() const { return storage_; }
-  GStringStorage* operator->() const { return storage_; }
+  /// For reading: what others may hold too is edited through a GStringBuffer alone.
+  const GStringStorage* Storage() const { return storage_; }
+  const GStringStorage* operator->() const { return storage_; }
 
   bool operator==(const GString& other) const { return storage_->Equals(other.storage_); }
+  bool operator==(const char* utf8) const { return storage_->EqualsUtf8(utf8); }
 
   /// For the storage and its writers: the storage that all default-made strings share, null while
   /// there is none, and the means to take it out of use.
-  static GStringStorage* shared_empty_storage();
+  static const GStringStorage* shared_empty_storage();
   static void ForgetSharedEmptyStorage(const GStringStorage* storage);
 
  protected:
-  /// Makes the storage this handle's alone, for a writer.
+  /// Makes the storage this handle's alone.
   void PrepareStorageForWrite();
+  /// The same, and yields it, for a change.
+  GStringStorage* StorageForWrite() {
+    PrepareStorageForWrite();
+    return storage_;
+  }
 
  private:
   void Hold(GStringStorage* storage);

@@ -9,8 +9,6 @@
 namespace common_base {
 namespace {
 
-constexpr unsigned kFirstSupplementary = 0x10000;
-constexpr unsigned kFirstBeyondUnicode = 0x110000;
 constexpr int kNoCodeUnit = 0xFFFF;
 constexpr int kMaxUtf8BytesPerCodePoint = 4;
 constexpr char32_t kReplacementCharacter = 0xFFFD;
@@ -40,14 +38,7 @@ int Sign(int comparison) {
 
 /// The one or two code units of a code point, or none for a value beyond Unicode.
 icu::UnicodeString Encode(unsigned code_point) {
-  icu::UnicodeString units;
-  if (code_point < kFirstSupplementary) {
-    units.append(static_cast<char16_t>(code_point));
-  } else if (code_point < kFirstBeyondUnicode) {
-    units.append(static_cast<char16_t>((code_point >> 10) + 0xD7C0));
-    units.append(static_cast<char16_t>((code_point & 0x3FF) | 0xDC00));
-  }
-  return units;
+  return icu::UnicodeString().append(static_cast<UChar32>(code_point));
 }
 
 }  // namespace
@@ -88,7 +79,7 @@ void PosixGStringStorage::AppendUtf16String(const wchar_t* units, int count) {
 }
 
 void PosixGStringStorage::AppendCodePoint(unsigned code_point) {
-  Edit().append(Encode(code_point));
+  Edit().append(static_cast<UChar32>(code_point));  // Nothing, for a value beyond Unicode.
 }
 
 void PosixGStringStorage::ReplaceCodePoint(unsigned from, unsigned to) {

@@ -17,8 +17,7 @@ bool IsDigit(char c) {
 
 void GStringBuffer::AppendUtf8Bytes(const char* text, int length) {
   if (length == 0) return;
-  PrepareStorageForWrite();
-  Storage()->AppendUtf8String(text, length);
+  StorageForWrite()->AppendUtf8String(text, length);
 }
 
 void GStringBuffer::AppendUtf8String(const char* text) {
@@ -30,13 +29,11 @@ void GStringBuffer::AppendUtf8Vector(const GVectorRef<const unsigned char>& utf8
 }
 
 void GStringBuffer::AppendCodePoint(unsigned code_point) {
-  PrepareStorageForWrite();
-  Storage()->AppendCodePoint(code_point);
+  StorageForWrite()->AppendCodePoint(code_point);
 }
 
 void GStringBuffer::AppendNewline() {
-  PrepareStorageForWrite();
-  Storage()->AppendNewline();
+  StorageForWrite()->AppendNewline();
 }
 
 void GStringBuffer::AppendGString(const GString& other) {
@@ -45,25 +42,21 @@ void GStringBuffer::AppendGString(const GString& other) {
     return;
   }
   const GString kept = other;  // `other` may be this very buffer.
-  PrepareStorageForWrite();
-  Storage()->AppendGString(kept);
+  StorageForWrite()->AppendGString(kept);
 }
 
 void GStringBuffer::ReplaceCodePoint(unsigned from, unsigned to) {
   if (IsEmpty()) return;
-  PrepareStorageForWrite();
-  Storage()->ReplaceCodePoint(from, to);
+  StorageForWrite()->ReplaceCodePoint(from, to);
 }
 
 void GStringBuffer::Delete(int start, int end) {
-  PrepareStorageForWrite();
-  Storage()->Delete(start, end);
+  StorageForWrite()->Delete(start, end);
 }
 
 void GStringBuffer::InsertGString(int position, const GString& other) {
   const GString kept = other;  // `other` may be this very buffer.
-  PrepareStorageForWrite();
-  Storage()->InsertGString(position, kept);
+  StorageForWrite()->InsertGString(position, kept);
 }
 
 void GStringBuffer::AppendUintBase(unsigned long long value, unsigned base, int width) {
@@ -149,7 +142,7 @@ const char* GStringBuffer::AppendDirective(char directive, const char* next, std
       AppendUtf8String(va_arg(*args, const char*));
       break;
     case 'S':
-      AppendGString(*va_arg(*args, const GString*));
+      if (const auto* text = va_arg(*args, const GString*)) AppendGString(*text);
       break;
     default:
       break;

@@ -53,7 +53,8 @@ class GStringBuffer : public GString {
   ///   %s  const char*      NUL-terminated UTF-8
   ///   %S  const GString*
   ///
-  /// Any other byte after a per cent sign is dropped with it, and takes no argument.
+  /// A null text or string is the empty one. Any other byte after a per cent sign is dropped with
+  /// it, and takes no argument.
   void AppendFormattedText(const char* format, ...);
   void VAppendFormattedText(const char* format, std::va_list args);
 

@@ -67,6 +67,7 @@ class GStringStorage : public GStringWriteInterface {
 
   bool Equals(const GString& other) const;
   int CompareIgnoreCase(const GString& other) const;
+  /// NUL-terminated; null is the empty text.
   bool EqualsUtf8(const char* utf8) const;
   bool StartsWith(const GString& prefix) const;
   /// Without the characters up to U+0020 at the start, the end, or both. Shares this storage when
@@ -88,6 +89,7 @@ class GStringStorage : public GStringWriteInterface {
   friend class GString;
 
   GString TrimSides(bool left, bool right) const;
+  GString WellFormedPart(int start, int end) const;
 
   int reference_count_ = 0;
 };

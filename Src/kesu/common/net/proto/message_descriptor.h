@@ -65,6 +65,8 @@ struct MessageDescriptor {
   int row_count = 0;
   /// Makes an empty message, which is then the caller's.
   Message* (*make)() = nullptr;
+  /// Bytes of an empty message.
+  unsigned size = 0;
 
   constexpr const FieldRow* begin() const { return rows; }
   constexpr const FieldRow* end() const { return rows + row_count; }

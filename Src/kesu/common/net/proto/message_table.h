@@ -20,8 +20,9 @@
 ///       KESU_MESSAGE_END();
 ///     };
 ///
-/// A .cc file makes the table with KESU_DEFINE_MESSAGE(GWifiProfile). A field number used twice
-/// does not compile, nor does a class that nests itself. Accessors of a field x:
+/// A .cc file makes the table with KESU_DEFINE_MESSAGE(GWifiProfile). TableMessage is the only
+/// base, or at least the first. What does not compile: field number 0 or one used twice, two fields
+/// on one line, a class that contains itself. Accessors of a field x:
 ///
 /// | field           | accessors                                          |
 /// | --------------- | -------------------------------------------------- |
@@ -88,18 +89,28 @@ class RepeatedMessageField : public RepeatedMessages {
   T* Add() { return static_cast<T*>(AddMessage(this, T::kDescriptor)); }
 };
 
-/// Marks the row of a field with its line, by which the collector finds it, and claims its number,
-/// so that a second claim in the same class is a compile error at that field.
+/// Mark the row of a field with its line, by which the collector finds it, and claim its number. A
+/// second field with the same mark is a compile error there, which names what was broken.
 template <int line>
-struct SourceLine {};
+struct OneFieldPerLine {};
 template <unsigned short number>
-struct FieldNumber {};
+struct EachNumberOnce {};
+
+/// Some T, only for its address.
+template <typename T>
+extern T some_message;
+
+/// Whether a T and the Message in it have one address, from which the table counts its offsets.
+template <typename T>
+constexpr bool kStartsWithMessage = static_cast<const void*>(&some_message<T>) ==
+                                    static_cast<const Message*>(&some_message<T>);
 
 /// Collects the rows of a class, at compile time, from the lines between its begin and its end.
 struct MessageTable {
   template <typename T>
   static constexpr MessageDescriptor Describe(const char* name) {
-    return {name, kRows<T>.data(), static_cast<int>(kRows<T>.size()), &Make<T>};
+    static_assert(kStartsWithMessage<T>, "TableMessage must be the first base of a message");
+    return {name, kRows<T>.data(), static_cast<int>(kRows<T>.size()), &Make<T>, sizeof(T)};
   }
 
  private:
@@ -111,13 +122,13 @@ struct MessageTable {
   template <typename T, int line>
   static constexpr bool HasFieldAt() {
     return requires {
-      T::RowAt(SourceLine<line>());
+      T::RowAt(OneFieldPerLine<line>());
     };
   }
 
   template <typename T, std::size_t count, int line>
   static constexpr void CollectLine(std::array<FieldRow, count>* rows, std::size_t* filled) {
-    if constexpr (HasFieldAt<T, line>()) (*rows)[(*filled)++] = T::RowAt(SourceLine<line>());
+    if constexpr (HasFieldAt<T, line>()) (*rows)[(*filled)++] = T::RowAt(OneFieldPerLine<line>());
   }
 
   template <typename T, int... lines>
@@ -175,8 +186,9 @@ struct MessageTable {
 
 #define KESU_ROW(Number, Label, Kind, Name, Nested)                                               \
  private:                                                                                         \
-  static void ClaimNumber(::common_net_proto::FieldNumber<Number>);                               \
-  static constexpr ::common_net_proto::FieldRow RowAt(::common_net_proto::SourceLine<__LINE__>) { \
+  static_assert((Number) != 0, "field numbers start at 1");                                       \
+  static void ClaimNumber(::common_net_proto::EachNumberOnce<Number>);                               \
+  static constexpr ::common_net_proto::FieldRow RowAt(::common_net_proto::OneFieldPerLine<__LINE__>) { \
     return {Number, Kind, ::common_net_proto::FieldLabel::Label, offsetof(Self, Name##_), #Name,  \
             Nested};                                                                              \
   }

@@ -160,6 +160,10 @@ void ProtoUtil::WriteFixed64(unsigned short field, long long value, DataOutputSt
 }
 
 void ProtoUtil::WriteBytes(unsigned short field, const ByteView& bytes, DataOutputStream* stream) {
+  if (stream->IsInSink(bytes)) {
+    const ByteVector copy(common_base::kAllocateAndCopy, bytes.data(), bytes.length());
+    return WriteBytes(field, copy, stream);
+  }
   WriteTagAndType(field, kWireLengthDelimited, stream);
   WriteBareVarint(bytes.length(), stream);
   stream->WriteRawBytes(bytes);

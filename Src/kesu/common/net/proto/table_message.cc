@@ -1,6 +1,7 @@
 #include "kesu/common/net/proto/table_message.h"
 
 #include "kesu/common/base/vector.h"
+#include "kesu/common/net/proto/decode_budget.h"
 #include "kesu/common/net/proto/message_descriptor.h"
 #include "kesu/common/net/proto/proto_util.h"
 #include "kesu/common/net/proto/wire_type.h"
@@ -62,7 +63,35 @@ bool ReadNestedMessage(Message* nested, DataInputStream* stream,
   return nested->Read(&nested_stream, registry);
 }
 
-/// False when a nested message was malformed; other failures show in the stream.
+/// What the heap takes for a block beyond what was asked for, and for an element of a vector that
+/// has just doubled.
+constexpr int kBlockOverhead = 16;
+constexpr int kElementRoom = 2;
+/// The storage of a text, and its UTF-16 form once somebody asks for it.
+constexpr int kTextBytes = 112;
+constexpr int kBytesPerTextByte = 2;
+
+bool TakeNumber(const FieldRow& row) {
+  return !row.is_repeated() || DecodeBudget::Take(kElementRoom * sizeof(long long));
+}
+
+bool TakeText(const ByteView& utf8) {
+  const int storage = utf8.IsEmpty() ? 0 : kTextBytes;  // All empty texts share one.
+  return DecodeBudget::Take(storage + kElementRoom * static_cast<long long>(sizeof(GString)) +
+                            kBytesPerTextByte * static_cast<long long>(utf8.length()));
+}
+
+/// The message that a value goes into, or null when it would be too much.
+Message* TakeMessage(const FieldRow& row, Message* message) {
+  const bool is_new = row.is_repeated() || row.Count(*message) == 0;
+  const bool is_taken =
+      !is_new || DecodeBudget::Take(row.nested->size + kBlockOverhead +
+                                    kElementRoom * static_cast<long long>(sizeof(Message*)));
+  return is_taken ? row.PutMessage(message) : nullptr;
+}
+
+/// False when a nested message was malformed or a value too much; other failures show in the
+/// stream.
 bool ReadValue(const FieldRow& row, Message* message, DataInputStream* stream,
                const ExtensionRegistry* registry) {
   switch (row.kind) {
@@ -71,20 +100,27 @@ bool ReadValue(const FieldRow& row, Message* message, DataInputStream* stream,
     case FieldKind::kUint32:
     case FieldKind::kBool:
       row.PutNumber(message, ProtoUtil::ReadVarint(stream));
-      return true;
+      return TakeNumber(row);
     case FieldKind::kFixed32:
       row.PutNumber(message, stream->ReadLittleEndianInt32());
-      return true;
+      return TakeNumber(row);
     case FieldKind::kFixed64:
       row.PutNumber(message, stream->ReadLittleEndianInt64());
+      return TakeNumber(row);
+    case FieldKind::kString: {
+      const ByteView utf8 = ProtoUtil::ReadLengthDelimited(stream);
+      if (!TakeText(utf8)) return false;
+      row.PutText(message, GString(utf8));
       return true;
-    case FieldKind::kString:
-      row.PutText(message, GString(ProtoUtil::ReadLengthDelimited(stream)));
-      return true;
-    case FieldKind::kMessage:
-      return ReadNestedMessage(row.PutMessage(message), stream, registry);
-    case FieldKind::kGroup:
-      return row.PutMessage(message)->Read(stream, registry);
+    }
+    case FieldKind::kMessage: {
+      Message* nested = TakeMessage(row, message);
+      return nested != nullptr && ReadNestedMessage(nested, stream, registry);
+    }
+    case FieldKind::kGroup: {
+      Message* group = TakeMessage(row, message);
+      return group != nullptr && group->Read(stream, registry);
+    }
   }
   return false;
 }

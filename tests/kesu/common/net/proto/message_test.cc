@@ -2,6 +2,7 @@
 
 #include <doctest/doctest.h>
 
+#include "kesu/common/net/proto/decode_budget.h"
 #include "kesu/common/net/proto/extension_registry.h"
 #include "kesu/common/net/proto/message_bytes.h"
 #include "kesu/common/net/proto/message_table.h"
@@ -120,6 +121,35 @@ TEST_CASE("what is read is written back") {
   }
 }
 
+TEST_CASE("what one reply may become is bounded, and nothing else") {
+  struct {
+    const char *what, *bytes;
+    bool grows = true;
+  } const kCases[] = {{"numbers", "48 01"},
+                      {"texts", "52 01 41"},
+                      {"empty texts", "52 00"},
+                      {"a text again and again", "3A 01 41"},
+                      {"messages", "5A 00"},
+                      {"groups", "6B 6C"},
+                      {"a message again and again", "42 00", false},
+                      {"a number again and again", "08 01", false}};
+  for (const auto& c : kCases) {
+    CAPTURE(c.what);
+    ByteVector bytes;
+    for (int i = 0; i < 1000; ++i) bytes.AppendAll(Bytes(c.bytes));
+    for (const long long limit : {12'000LL, kDefaultDecodeMemoryLimit}) {
+      SetDecodeMemoryLimit(limit);
+      const DecodeBudget budget;
+      Sample message;
+      CHECK(ReadMessage(bytes, &message) == (!c.grows || limit > 12'000));
+      const DecodeBudget fresh;
+      CHECK(ReadMessage(Bytes(c.bytes), &message));
+    }
+    Sample message;
+    CHECK(ReadMessage(bytes, &message));
+  }
+}
+
 TEST_CASE("a megabyte of unknown nested groups needs no call stack") {
   constexpr int kDepth = 1 << 20;
   ByteVector bytes;
@@ -139,6 +169,10 @@ TEST_CASE("keys, flags and zig-zag numbers") {
   ProtoUtil::WriteBool(2, true, &out);
   for (const long long value : {-1LL, 64LL, LLONG_MIN}) ProtoUtil::WriteZigZagInt(1, value, &out);
   CHECK(ToHex(bytes) == "FF FF 03 FC FF 1F 10 01 08 01 08 80 01 08 FF FF FF FF FF FF FF FF FF 01");
+  ByteVector own = Bytes("01 02");
+  DataOutputStream own_out(&own);
+  ProtoUtil::WriteBytes(1, own, &own_out);
+  CHECK(ToHex(own) == "01 02 0A 02 01 02");
   const ByteView view = bytes;
   DataInputStream in(&view);
   in.ReadByteSpan(8);
