@@ -1,7 +1,5 @@
 #include "kesu/mux/multiplexed_post.h"
 
-#include <cstdio>
-
 #include "kesu/common/base/string_format.h"
 #include "kesu/mux/http_constants.h"
 
@@ -32,7 +30,6 @@ MultiplexedPost::MultiplexedPost(const GVectorRef<Request*>& requests, int addit
 MultiplexedPost::~MultiplexedPost() {
   if (start_failure_ != nullptr) start_failure_->Cancel();
   if (post_request_ == nullptr) return;
-  std::puts("MultiplexedPost Cancel()");
   post_request_->Cancel();
 }
 
@@ -66,10 +63,6 @@ void MultiplexedPost::CreateTheHttpPost(HttpRequestFactory* factory, const MuxCo
   SetHeader(kContentTypeHeader, kKesuMuxContentType, post_request_);
   SetHeader(kContentLengthHeader, common_base::NewGStringFromFormat("%d", content_length),
             post_request_);
-}
-
-void MultiplexedPost::FinishPosting() {
-  std::puts("FinishPosting");
 }
 
 }  // namespace common_kesu

@@ -35,8 +35,8 @@ class MultiplexedPost : public common_base::HeapObject {
   /// The request at `index`, which the post then no longer holds; null if it was cancelled.
   Request* TakeRequest(int index) { return muxed_requests_.Take(index); }
 
-  void FinishPosting();
   /// For debugging; do nothing.
+  void FinishPosting() const {}
   void LogPostRequest() const {}
   void LogResponse() const {}
 
