@@ -179,7 +179,7 @@ class Soak {
     settings.total_timeout_ms = may_fail_ ? kImpatientTimeoutMs : kPatientTimeoutMs;
     Expect(SetDoviDeploymentSettings(settings), "the settings are refused");
 
-    std::optional<kesu_tool::Session> session(false);
+    std::optional<kesu_tool::Session> session(std::in_place);
     // What the last round left behind, and this multiplexer knows nothing of.
     DropServices();
     CheckMemory();

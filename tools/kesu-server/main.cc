@@ -16,6 +16,7 @@
 #include "tools/kesu-server/place_index.h"
 #include "tools/kesu-server/request_handler.h"
 #include "tools/kesu-server/station_index.h"
+#include "tools/support/standard_files.h"
 
 namespace kesu_server {
 namespace {
@@ -176,5 +177,6 @@ int Main(int argc, char** argv) {
 }  // namespace kesu_server
 
 int main(int argc, char** argv) {
+  OpenStandardFiles();
   return kesu_server::Main(argc, argv);
 }

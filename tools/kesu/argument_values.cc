@@ -26,8 +26,6 @@ constexpr IntegerField kCellFields[] = {
 };
 constexpr IntegerField kSignalStrength = {"DBM", -200, 20};
 
-constexpr double kLargestLatitude = 90;
-constexpr double kLargestLongitude = 180;
 constexpr double kLongestTimeoutSeconds = 24 * 60 * 60;
 constexpr int kMillisecondsPerSecond = 1000;
 

@@ -10,7 +10,7 @@
 
 #include "tools/kesu/body_decoder.h"
 #include "tools/kesu/json_tree_writer.h"
-#include "tools/kesu/print_error.h"
+#include "tools/kesu/printing.h"
 #include "tools/kesu/result.h"
 #include "tools/kesu/text_tree_writer.h"
 
@@ -64,10 +64,7 @@ int RunDecode(const Arguments& arguments) {
   const std::optional<Fault> fault = BodyDecoder(writer.get())
                                          .Decode({common_base::kReferenceExistingBuffer,
                                                   body.data(), static_cast<int>(body.size())});
-  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-    PrintError("the results could not be written");
-    return kFailureExitStatus;
-  }
+  if (!FlushResults()) return kFailureExitStatus;
   if (!fault) return 0;
   PrintError(name + ", offset " + std::to_string(fault->offset) + ": " + fault->reason);
   return kMalformedExitStatus;

@@ -11,24 +11,30 @@ HttpTestRun::~HttpTestRun() {
   g_main_loop_unref(loop_);
 }
 
-Outcome HttpTestRun::Run(HttpRequestFactory* factory, int timeout_ms, std::FILE* out) {
+Result HttpTestRun::Run(HttpRequestFactory* factory, int timeout_ms, std::FILE* out) {
   char url[kDoviUrlBufferSize];
   WriteDoviServiceUrl(url);
-  auto* const test = new common_kesu::SetHeaderTest(factory, url, out);
-  if (test->Start(this) != 0) {
-    test->Cancel();
-    return Outcome::kFailed;
+  test_ = new common_kesu::SetHeaderTest(factory, url, out);
+  if (test_->Start(this) != 0) {
+    test_->Cancel();
+    result_.outcome = Outcome::kFailed;
+    return result_;
   }
   const unsigned timeout = g_timeout_add(static_cast<unsigned>(timeout_ms), OnTimeout, this);
   g_main_loop_run(loop_);
   g_source_remove(timeout);
   // A test that has ended has deleted itself.
-  if (outcome_ == Outcome::kTimedOut) test->Cancel();
-  return outcome_;
+  if (result_.outcome == Outcome::kTimedOut) test_->Cancel();
+  return result_;
+}
+
+void HttpTestRun::OnRequestFailed(common_base::RequestInterface*) {
+  result_.SetTransportError(test_->last_transport_error());
+  End(Outcome::kFailed);
 }
 
 void HttpTestRun::End(Outcome outcome) {
-  outcome_ = outcome;
+  result_.outcome = outcome;
   g_main_loop_quit(loop_);
 }
 

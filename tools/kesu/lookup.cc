@@ -7,12 +7,12 @@
 #include "kesu/services/location_service.h"
 #include "kesu/services/reverse_geocode_service.h"
 
+#include "tools/kesu/location_check.h"
+
 namespace kesu_tool {
 namespace {
 
 using common_base::GString;
-
-constexpr double kUnitsPerDegree = 1e7;
 
 std::string TextOf(const GString& string) {
   common_base::ByteVector utf8;
@@ -68,11 +68,15 @@ class ServiceLookup : public Lookup {
       : service_(std::forward<ServiceArguments>(arguments)...) {}
 
   const Service& service() const { return service_; }
+  const lbs::GLocReply& reply() const final { return *service_.GetGLocReply(); }
 
  private:
   common_base::RequestInterface* NewInvocation() override { return service_.NewInvocation(); }
   int last_status() const override { return service_.last_status(); }
   int last_http_status() const override { return service_.last_http_status(); }
+  const common_kesu::TransportError& last_transport_error() const override {
+    return service_.last_transport_error();
+  }
 
   Service service_;
 };
@@ -111,18 +115,21 @@ class ReverseLookup final : public ServiceLookup<common_kesu::ReverseGeocodeServ
 
  private:
   void ReadAnswer(Result* result) const override {
-    result->address = TextOf(service().GetLongestReverseGeocode());
-    const lbs::GLocReply* reply = service().GetGLocReply();
-    for (int i = 0; i < reply->replyelements_size(); ++i) {
-      const lbs::GLocation& location = reply->replyelements(i).location();
+    if (service().revgeocode_request_succeeded()) {
+      result->address = TextOf(service().GetLongestReverseGeocode());
+      ReadFeatures(result);
+    }
+    if (result->address.empty()) result->outcome = Outcome::kNothingFound;
+  }
+
+  void ReadFeatures(Result* result) const {
+    for (int i = 0; i < reply().replyelements_size(); ++i) {
+      const lbs::GLocation& location = reply().replyelements(i).location();
       for (int j = 0; j < location.feature_size(); ++j) {
-        if (location.feature(j).has_name()) {
-          result->features.push_back(TextOf(location.feature(j).name()));
-        }
+        const GString& name = location.feature(j).name();
+        if (!name->IsEmpty()) result->features.push_back(TextOf(name));
       }
     }
-    const bool is_known = service().revgeocode_request_succeeded() && !result->address.empty();
-    if (!is_known) result->outcome = Outcome::kNothingFound;
   }
 };
 
@@ -133,6 +140,7 @@ bool Lookup::Start(std::function<void()> at_end) {
   common_base::RequestInterface* invocation = NewInvocation();
   if (invocation->Start(this) == 0) return true;
   invocation->Cancel();
+  TakeError();
   result_.outcome = Outcome::kFailed;
   return false;
 }
@@ -140,16 +148,22 @@ bool Lookup::Start(std::function<void()> at_end) {
 void Lookup::OnRequestComplete(common_base::RequestInterface*) {
   result_.status = last_status();
   result_.http_status = last_http_status();
-  result_.outcome = Outcome::kFound;
-  ReadAnswer(&result_);
+  result_.reason = DescribeImpossible(reply());
+  result_.outcome = result_.reason.empty() ? Outcome::kFound : Outcome::kMalformed;
+  if (result_.outcome == Outcome::kFound) ReadAnswer(&result_);
   at_end_();
 }
 
 void Lookup::OnRequestFailed(common_base::RequestInterface*) {
+  TakeError();
+  result_.outcome = ClassifyFailure(result_);
+  at_end_();
+}
+
+void Lookup::TakeError() {
   result_.status = last_status();
   result_.http_status = last_http_status();
-  result_.outcome = ClassifyFailure(result_.status, result_.http_status);
-  at_end_();
+  result_.SetTransportError(last_transport_error());
 }
 
 std::vector<std::unique_ptr<Lookup>> NewLookups(const Arguments& arguments,

@@ -7,6 +7,7 @@
 
 #include "kesu/common/base/clock_interface.h"
 #include "kesu/common/base/request_interface.h"
+#include "kesu/proto/lbs.h"
 
 #include "tools/kesu/arguments.h"
 #include "tools/kesu/result.h"
@@ -38,8 +39,13 @@ class Lookup : public common_base::RequesterInterface {
   virtual common_base::RequestInterface* NewInvocation() = 0;
   virtual int last_status() const = 0;
   virtual int last_http_status() const = 0;
+  virtual const common_kesu::TransportError& last_transport_error() const = 0;
+  /// The answer of a request that has succeeded.
+  virtual const lbs::GLocReply& reply() const = 0;
   /// Takes what the answer says into `result`, whose outcome is "found" already.
   virtual void ReadAnswer(Result* result) const = 0;
+
+  void TakeError();
 
   Result result_;
   std::function<void()> at_end_;

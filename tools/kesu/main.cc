@@ -18,10 +18,10 @@
 #include "tools/kesu/lookup_runner.h"
 #include "tools/kesu/option_words.h"
 #include "tools/kesu/output.h"
-#include "tools/kesu/print_error.h"
+#include "tools/kesu/printing.h"
 #include "tools/kesu/result.h"
-#include "tools/kesu/result_stream.h"
 #include "tools/kesu/session.h"
+#include "tools/support/standard_files.h"
 
 namespace kesu_tool {
 namespace {
@@ -36,8 +36,13 @@ int FailUsage(const std::string& error) {
 }
 
 int Print(const std::string& text) {
-  const bool ok = std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0;
-  return ok ? 0 : kFailureExitStatus;
+  std::fputs(text.c_str(), stdout);
+  return FlushResults() ? 0 : kFailureExitStatus;
+}
+
+/// A piece of the transport's trace, with its newlines.
+void PrintTrace(const char* text, void*) {
+  std::fputs(text, stderr);
 }
 
 bool ApplySettings(const Arguments& arguments, std::string* error) {
@@ -50,6 +55,8 @@ bool ApplySettings(const Arguments& arguments, std::string* error) {
   settings.ca_file = arguments.ca_file.c_str();
   // The self-test has a clock of its own, and ends differently when that runs out.
   settings.total_timeout_ms = arguments.command == Command::kHttpTest ? 0 : arguments.timeout_ms;
+  settings.trace = arguments.wants_trace ? DoviTraceTarget::kCallback : DoviTraceTarget::kNowhere;
+  settings.trace_callback = PrintTrace;
   if (SetDoviDeploymentSettings(settings)) return true;
   *error = "the name of the server is too long";
   return false;
@@ -64,7 +71,7 @@ void PrintLogLine(const common_base::GString& line, void*) {
 /// The results of all lookups, in order. Everything of the library is gone when this returns.
 /// `*signal` is what ended the run early, or 0.
 std::vector<Result> LookUp(const Arguments& arguments, int* signal) {
-  Session session(arguments.wants_trace);
+  Session session;
   LookupRunner runner;
   const auto lookups = NewLookups(arguments, session.clock());
   *signal = runner.Run(lookups, arguments.timeout_ms);
@@ -73,13 +80,16 @@ std::vector<Result> LookUp(const Arguments& arguments, int* signal) {
   return results;
 }
 
+void PrintLine(const std::string& line) {
+  std::fwrite((line + "\n").data(), 1, line.size() + 1, stdout);
+}
+
 /// JSON tells failures too; the other form leaves them to standard error.
-void WriteResults(const Arguments& arguments, std::span<const Result> results,
-                  ResultStream* stream) {
+void PrintResults(const Arguments& arguments, std::span<const Result> results) {
   for (std::size_t i = 0; i < results.size(); ++i) {
     const Result& result = results[i];
     if (arguments.wants_json) {
-      stream->WriteLine(FormatJson(arguments.command, result));
+      PrintLine(FormatJson(arguments.command, result));
       continue;
     }
     const bool is_numbered = arguments.command == Command::kLocate && results.size() > 1;
@@ -88,20 +98,12 @@ void WriteResults(const Arguments& arguments, std::span<const Result> results,
     if (IsFailure(result.outcome)) {
       PrintError(line);
     } else {
-      stream->WriteLine(line);
+      PrintLine(line);
     }
   }
 }
 
-/// The exit status, once the results are written.
-int Finish(std::span<const Result> results, ResultStream* stream) {
-  if (stream->Flush()) return ExitStatus(results);
-  PrintError("the results could not be written");
-  return kFailureExitStatus;
-}
-
 int RunLookups(const Arguments& arguments) {
-  ResultStream stream(arguments.wants_trace);
   int signal = 0;
   const std::vector<Result> results = LookUp(arguments, &signal);
   if (signal != 0) {
@@ -110,33 +112,17 @@ int RunLookups(const Arguments& arguments) {
     std::raise(signal);
     return kSignalExitStatus + signal;
   }
-  WriteResults(arguments, results, &stream);
-  return Finish(results, &stream);
-}
-
-/// Runs the self-test, and yields what it printed.
-std::string TestHttp(const Arguments& arguments, Result* result) {
-  char* text = nullptr;
-  std::size_t length = 0;
-  std::FILE* const out = open_memstream(&text, &length);
-  {
-    const common_base::ScopedPtr<DoviHttpRequestFactory> factory(
-        NewTransport(arguments.wants_trace));
-    HttpTestRun run;
-    result->outcome = run.Run(factory.get(), arguments.timeout_ms, out);
-  }
-  std::fclose(out);
-  std::string printed(text, length);
-  std::free(text);
-  return printed;
+  PrintResults(arguments, results);
+  return FlushResults() ? ExitStatus(results) : kFailureExitStatus;
 }
 
 int RunHttpTest(const Arguments& arguments) {
-  ResultStream stream(arguments.wants_trace);
-  Result result;
-  stream.Write(TestHttp(arguments, &result));
-  if (result.outcome == Outcome::kTimedOut) PrintError(DescribeFailure(result));
-  return Finish({&result, 1}, &stream);
+  DoviHttpRequestFactory factory;
+  const Result result = HttpTestRun().Run(&factory, arguments.timeout_ms, stdout);
+  if (result.outcome == Outcome::kTimedOut || !result.reason.empty()) {
+    PrintError(FormatFailure(result));
+  }
+  return FlushResults() ? ExitStatus({&result, 1}) : kFailureExitStatus;
 }
 
 int Run(const Arguments& arguments) {
@@ -163,5 +149,6 @@ int Main(int argc, char** argv) {
 }  // namespace kesu_tool
 
 int main(int argc, char** argv) {
+  OpenStandardFiles();
   return kesu_tool::Main(argc, argv);
 }

@@ -8,6 +8,11 @@
 /// What a device observes, as the command line tells it.
 namespace kesu_tool {
 
+inline constexpr double kLargestLatitude = 90;
+inline constexpr double kLargestLongitude = 180;
+/// Of the coordinates in messages.
+inline constexpr double kUnitsPerDegree = 1e7;
+
 /// Degrees, WGS 84.
 struct Point {
   double latitude = 0;

@@ -11,17 +11,6 @@ namespace {
 /// Keeps the members in the order they are added.
 using Json = nlohmann::ordered_json;
 
-const char* KindOf(Outcome outcome) {
-  switch (outcome) {
-    case Outcome::kTimedOut:
-      return "timeout";
-    case Outcome::kMalformed:
-      return "malformed";
-    default:
-      return "failure";
-  }
-}
-
 Json NullIfEmpty(const std::string& text) {
   return text.empty() ? Json() : Json(text);
 }
@@ -32,9 +21,10 @@ void AddPoint(const Result& result, Json* json) {
 }
 
 void AddError(const Result& result, Json* json) {
-  (*json)["error"] = {{"kind", KindOf(result.outcome)},
+  (*json)["error"] = {{"kind", KindOfFailure(result)},
                       {"status", result.status},
-                      {"message", DescribeFailure(result)}};
+                      {"message", DescribeFailure(result)},
+                      {"reason", NullIfEmpty(result.reason)}};
 }
 
 Json LocateJson(const Result& result) {
@@ -86,7 +76,7 @@ std::string PointText(const Point& point) {
 
 /// The part of the text behind what was asked about.
 std::string AnswerText(Command command, const Result& result) {
-  if (IsFailure(result.outcome)) return DescribeFailure(result);
+  if (IsFailure(result.outcome)) return FormatFailure(result);
   if (result.outcome == Outcome::kNothingFound) return "nothing found";
   if (command == Command::kReverse) {
     std::string text = Printable(result.address);
@@ -102,6 +92,10 @@ std::string AnswerText(Command command, const Result& result) {
 }
 
 }  // namespace
+
+std::string FormatFailure(const Result& result) {
+  return Printable(DescribeFailure(result));
+}
 
 std::string FormatJson(Command command, const Result& result) {
   const Json json = command == Command::kReverse ? ReverseJson(result) : LocateJson(result);

@@ -7,6 +7,8 @@
 namespace kesu_tool {
 namespace {
 
+using common_kesu::TransportErrorKind;
+
 constexpr int kOk = 200;
 
 struct OutcomeExitStatus {
@@ -23,11 +25,41 @@ constexpr OutcomeExitStatus kExitStatuses[] = {
     {Outcome::kFound, 0},
 };
 
+std::string DescribeInGeneral(const Result& result) {
+  if (result.outcome == Outcome::kTimedOut) return "no answer in time";
+  if (result.outcome == Outcome::kMalformed) {
+    switch (result.transport_error) {
+      case TransportErrorKind::kClosedEarly:
+        return "the reply broke off";
+      case TransportErrorKind::kTooLarge:
+        return "the reply is too large";
+      default:
+        return "the reply is malformed";
+    }
+  }
+  if (result.http_status == 0) return "the service cannot be reached";
+  if (result.http_status != kOk) {
+    std::string text = "the service answered with HTTP status ";
+    text += std::to_string(result.http_status);
+    if (result.http_status / 100 == 3) text += ", a redirect that is not followed";
+    return text;
+  }
+  return "the service refused with status " + std::to_string(result.status);
+}
+
 }  // namespace
 
-Outcome ClassifyFailure(int status, int http_status) {
-  if (http_status != kOk) return Outcome::kFailed;
-  switch (status) {
+void Result::SetTransportError(const common_kesu::TransportError& error) {
+  common_base::ByteVector utf8;
+  error.text->ToUtf8Vector(&utf8);
+  transport_error = error.kind;
+  reason.assign(utf8.begin(), utf8.end());
+}
+
+Outcome ClassifyFailure(const Result& result) {
+  if (result.transport_error == TransportErrorKind::kTimedOut) return Outcome::kTimedOut;
+  if (result.http_status != kOk) return Outcome::kFailed;
+  switch (result.status) {
     // The exchange and the request succeeded, but there was no sense in the answer.
     case kOk:
     case common_kesu::ErrorResponse::kProtocolVersionMismatch:
@@ -39,25 +71,18 @@ Outcome ClassifyFailure(int status, int http_status) {
   }
 }
 
+const char* KindOfFailure(const Result& result) {
+  if (result.outcome == Outcome::kTimedOut) return "timeout";
+  if (result.transport_error != TransportErrorKind::kNone) {
+    return common_kesu::TransportErrorKindName(result.transport_error);
+  }
+  return result.outcome == Outcome::kMalformed ? "malformed" : "failure";
+}
+
 std::string DescribeFailure(const Result& result) {
-  switch (result.outcome) {
-    case Outcome::kTimedOut:
-      return "no answer in time";
-    case Outcome::kMalformed:
-      return "the reply is malformed, broke off or is too large";
-    default:
-      break;
-  }
-  if (result.http_status == 0) {
-    return "the service cannot be reached, or its certificate is not accepted; --trace shows why";
-  }
-  if (result.http_status != kOk) {
-    std::string text = "the service answered with HTTP status ";
-    text += std::to_string(result.http_status);
-    if (result.http_status / 100 == 3) text += ", a redirect that is not followed";
-    return text;
-  }
-  return "the service refused with status " + std::to_string(result.status);
+  std::string text = DescribeInGeneral(result);
+  if (!result.reason.empty()) text += ": " + result.reason;
+  return text;
 }
 
 int ExitStatus(std::span<const Result> results) {

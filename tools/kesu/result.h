@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "kesu/mux/transport_error.h"
+
 #include "tools/kesu/observation.h"
 
 namespace kesu_tool {
@@ -21,12 +23,18 @@ enum class Outcome {
 };
 
 struct Result {
+  void SetTransportError(const common_kesu::TransportError& error);
+
   /// Until something else is known.
   Outcome outcome = Outcome::kTimedOut;
   /// The status of the response and that of the exchange that carried it, as the services of the
   /// library tell them; 0 where there was none.
   int status = 0;
   int http_status = 0;
+  /// Of a failure: why the transport brought no whole reply, or none, and in words what exactly
+  /// was wrong, where that is known.
+  common_kesu::TransportErrorKind transport_error = common_kesu::TransportErrorKind::kNone;
+  std::string reason;
 
   /// What locate has found, or what reverse was asked about.
   std::optional<Point> point;
@@ -45,10 +53,11 @@ inline bool IsFailure(Outcome outcome) {
   return outcome != Outcome::kFound && outcome != Outcome::kNothingFound;
 }
 
-/// What the two statuses of a failed request say.
-Outcome ClassifyFailure(int status, int http_status);
+/// How a request has failed whose statuses and transport error are in `result`.
+Outcome ClassifyFailure(const Result& result);
 
-/// Why it failed, in words. Not for an outcome that is no failure.
+/// Why it failed: a word for programs, and a sentence. Not for an outcome that is no failure.
+const char* KindOfFailure(const Result& result);
 std::string DescribeFailure(const Result& result);
 
 /// The command line, or a file that it names.

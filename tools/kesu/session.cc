@@ -1,12 +1,8 @@
 #include "tools/kesu/session.h"
 
-#include <optional>
-
 #include "dovi/deployment_settings.h"
 #include "kesu/common/base/internal/posix_clock.h"
 #include "kesu/mux/mobile_service_mux.h"
-
-#include "tools/kesu/result_stream.h"
 
 namespace kesu_tool {
 namespace {
@@ -26,18 +22,11 @@ common_kesu::MuxConfig* NewConfig() {
 
 }  // namespace
 
-DoviHttpRequestFactory* NewTransport(bool wants_trace) {
-  std::optional<SilentStandardError> silence;
-  if (!wants_trace) silence.emplace();
-  return new DoviHttpRequestFactory;
-}
-
-Session::Session(bool wants_trace)
-    : factory_(NewTransport(wants_trace)),
-      clock_(common_base::NewMonotonicClock()),
+Session::Session()
+    : clock_(common_base::NewMonotonicClock()),
       queue_(clock_.get()),
       timer_(&queue_, clock_.get()) {
-  common_kesu::MobileServiceMux::Initialize(factory_.get(), &queue_, clock_.get(), NewConfig());
+  common_kesu::MobileServiceMux::Initialize(&factory_, &queue_, clock_.get(), NewConfig());
 }
 
 Session::~Session() {

@@ -9,16 +9,11 @@
 
 namespace kesu_tool {
 
-/// The transport, the caller's. It writes to standard error when it is made, which is kept back
-/// unless `wants_trace`.
-DoviHttpRequestFactory* NewTransport(bool wants_trace);
-
 /// The library in working order: transport, clock, queue and multiplexer, started up in this order
 /// and shut down in the opposite one. One at a time, with the deployment settings made before.
 class Session {
  public:
-  /// `wants_trace` is for NewTransport().
-  explicit Session(bool wants_trace);
+  Session();
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
   ~Session();
@@ -26,7 +21,7 @@ class Session {
   const common_base::ClockInterface* clock() const { return clock_.get(); }
 
  private:
-  const common_base::ScopedPtr<DoviHttpRequestFactory> factory_;
+  DoviHttpRequestFactory factory_;
   const common_base::ScopedPtr<common_base::ClockInterface> clock_;
   common_base::SimpleRequestQueue queue_;
   const DeferredRequestSource timer_;

@@ -17,6 +17,7 @@ ORDER = [
     "Src/kesu/services",
     "Src/kesu/httptest",
     "Src/dovi",
+    "tools/support",
     "tools/kesu",
     "tools/kesu-server",
     "examples",

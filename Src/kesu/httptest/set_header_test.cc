@@ -34,6 +34,11 @@ SetHeaderTest::~SetHeaderTest() {
   if (get_ != nullptr) get_->Cancel();
 }
 
+TransportError SetHeaderTest::last_transport_error() const {
+  if (get_ != nullptr) return get_->last_transport_error();
+  return {TransportErrorKind::kNotStarted, "the transport made no request"};
+}
+
 bool SetHeaderTest::IsHeaderEchoed() const {
   const std::string_view body(reinterpret_cast<const char*>(response_body_.data()),
                               static_cast<std::size_t>(response_body_.length()));

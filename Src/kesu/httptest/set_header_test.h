@@ -27,6 +27,8 @@ class SetHeaderTest : public common_base::RequestInterface,
   /// Not 0, after printing the outcome, when the GET could not be sent.
   int Start(common_base::RequesterInterface* requester) override;
   void Cancel() override { delete this; }
+  /// Why the GET got no response; to be asked when the test has failed, from inside the callback.
+  TransportError last_transport_error() const;
 
  private:
   ~SetHeaderTest() override;
