@@ -1,4 +1,4 @@
-"""Runs the two programs. Their paths, and that of the data, are in the environment."""
+"""Runs the two programs. Their paths are in the environment."""
 
 import contextlib
 import json
@@ -13,6 +13,17 @@ KESU_SERVER = os.environ["KESU_SERVER"]
 
 # Far longer than anything takes; a run that needs it has hung.
 PATIENCE_S = 60
+
+
+@contextlib.contextmanager
+def data_folder(places="", cells="", access_points=""):
+    """Yields a folder with these tables for kesu-server."""
+    with tempfile.TemporaryDirectory() as folder:
+        tables = {"places": places, "cells": cells, "access_points": access_points}
+        for name, text in tables.items():
+            with open(f"{folder}/{name}.tsv", "w", encoding="utf-8", newline="") as table:
+                table.write(text)
+        yield folder
 
 
 @contextlib.contextmanager
@@ -35,16 +46,17 @@ def kesu_server(*options):
     assert server.returncode == 0, (server.returncode, report)
 
 
-def kesu(*arguments, server=None, stdout=None):
-    """Runs kesu to its end, in a folder and a session of its own, where it leaves nothing. Yields
-    what subprocess.run() does, and .seconds and .peak_kib, the most memory that was resident."""
+def kesu(*arguments, server=None, shell='exec "$@"', stdin=None):
+    """Runs kesu to its end, in a folder and a session of its own, where it leaves nothing; `shell`
+    may redirect. Yields what subprocess.run() does, and .seconds and .peak_kib, the most memory
+    that was resident."""
     options = ["--server", server] if server else []
-    with tempfile.TemporaryDirectory() as folder, tempfile.TemporaryFile("w+") as out, \
-            tempfile.TemporaryFile("w+") as err:
+    with tempfile.TemporaryDirectory() as folder, tempfile.TemporaryFile() as out, \
+            tempfile.TemporaryFile() as err:
         begin = time.monotonic()
-        process = subprocess.Popen([KESU, *options, *arguments], stdin=subprocess.DEVNULL,
-                                   stdout=stdout or out, stderr=err, cwd=folder,
-                                   start_new_session=True)
+        process = subprocess.Popen(["sh", "-c", shell, "sh", KESU, *options, *arguments],
+                                   stdin=stdin or subprocess.DEVNULL, stdout=out, stderr=err,
+                                   cwd=folder, start_new_session=True)
         watchdog = threading.Timer(PATIENCE_S, process.kill)
         watchdog.start()
         _, status, usage = os.wait4(process.pid, 0)
@@ -53,10 +65,11 @@ def kesu(*arguments, server=None, stdout=None):
         with contextlib.suppress(ProcessLookupError):
             os.killpg(process.pid, 0)
             raise AssertionError("kesu left a process behind")
-        out.seek(0)
-        err.seek(0)
-        run = subprocess.CompletedProcess(process.args, os.waitstatus_to_exitcode(status),
-                                          out.read(), err.read())
+        texts = []
+        for file in (out, err):
+            file.seek(0)
+            texts.append(file.read().decode())
+        run = subprocess.CompletedProcess(process.args, os.waitstatus_to_exitcode(status), *texts)
         run.seconds = time.monotonic() - begin
         run.peak_kib = usage.ru_maxrss
         process.returncode = run.returncode

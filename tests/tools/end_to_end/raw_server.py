@@ -1,17 +1,23 @@
 """A server on a free port of 127.0.0.1 that does with each request exactly what a test says."""
 
 import contextlib
-import http.client
 import itertools
 import os
 import socket
 import socketserver
 import struct
 import threading
+from http.client import parse_headers
 from typing import Callable, NamedTuple
 
+OK, BINARY = b"HTTP/1.1 200 x\r\n", b"Content-Type: application/binary"
 # What becomes of the connection behind a reply.
 KEEP, CLOSE, RESET, STALL = range(4)
+
+
+def http(content, status=200, header=BINARY, length=None):
+    length = len(content) if length is None else length
+    return b"HTTP/1.1 %d x\r\n%b\r\nContent-Length: %d\r\n\r\n" % (status, header, length) + content
 
 
 class Reply(NamedTuple):
@@ -26,7 +32,7 @@ class Handler(socketserver.StreamRequestHandler):
     def handle(self):
         end = KEEP
         while end == KEEP and self.rfile.readline():
-            headers = http.client.parse_headers(self.rfile)
+            headers = parse_headers(self.rfile)
             body = self.rfile.read(int(headers.get("Content-Length", 0)))
             self.server.bodies.append(body)
             content, end = next(self.server.replies)

@@ -61,7 +61,7 @@ TEST_CASE("HTTP requests in one POST come back as HTTP responses") {
   DoviDeploymentSettings settings;
   settings.host = server.url().c_str();
   REQUIRE(SetDoviDeploymentSettings(settings));
-  const kesu_tool::Session session(false);
+  const kesu_tool::Session session;
   // Many chunks, with bytes of every value.
   std::string long_body;
   for (int i = 0; i < 20'000; ++i) long_body.push_back(static_cast<char>(i * 7 & 0xFF));
