@@ -14,8 +14,8 @@
 #include "kesu/mux/mobile_service_mux.h"
 #include "kesu/services/location_service.h"
 
-using namespace common_base;
-using namespace common_kesu;
+using common_kesu::LocationService;
+using common_kesu::MobileServiceMux;
 
 // What the device observes.
 lbs::GLocRequest* NewObservation() {
@@ -36,30 +36,31 @@ lbs::GLocRequest* NewObservation() {
 }
 
 // Prints the outcome of one lookup and ends the program's main loop.
-class LookupPrinter : public RequesterInterface {
+class LookupPrinter : public common_base::RequesterInterface {
  public:
-  LookupPrinter(const LocationService* service, GMainLoop* loop) : service_(service), loop_(loop) {}
+  LookupPrinter(LocationService* service, GMainLoop* loop) : service_(service), loop_(loop) {}
 
-  void OnRequestComplete(RequestInterface*) override {
-    GVector<lbs::GLocation*> locations;
-    service_->GetGLocations(&locations);
-    for (const lbs::GLocation* location : locations) {
-      std::fprintf(stderr, "%.5f, %.5f, within %d m\n", location->latlng().latitude_e7() / 1e7,
-                   location->latlng().longitude_e7() / 1e7, location->accuracy_m());
+  void OnRequestComplete(common_base::RequestInterface*) override {
+    // The service keeps what it is not asked to hand over, and would show it after the next lookup.
+    const auto locations = service_->TakeGLocations();
+    for (const auto& location : locations) {
+      std::printf("%.5f, %.5f, within %d m\n", location->latlng().latitude_e7() / 1e7,
+                  location->latlng().longitude_e7() / 1e7, location->accuracy_m());
     }
     found_ = !locations.IsEmpty();
     g_main_loop_quit(loop_);
   }
 
-  void OnRequestFailed(RequestInterface*) override {
-    std::fprintf(stderr, "the lookup failed\n");
+  void OnRequestFailed(common_base::RequestInterface*) override {
+    std::fprintf(stderr, "the lookup failed: %s\n",
+                 TransportErrorKindName(service_->last_transport_error().kind));
     g_main_loop_quit(loop_);
   }
 
   bool found() const { return found_; }
 
  private:
-  const LocationService* service_;
+  LocationService* service_;
   GMainLoop* loop_;
   bool found_ = false;
 };
@@ -68,22 +69,28 @@ int main(int argc, char** argv) {
   DoviDeploymentSettings settings;
   settings.host = argc > 1 ? argv[1] : nullptr;
   settings.total_timeout_ms = 20'000;
+  settings.trace = DoviTraceTarget::kNowhere;
   if (!SetDoviDeploymentSettings(settings)) return 2;
 
   // Start-up: the transport, the queue and its timer, the multiplexer.
-  const ScopedPtr<ClockInterface> clock(NewMonotonicClock());
+  const common_base::ScopedPtr<common_base::ClockInterface> clock(common_base::NewMonotonicClock());
   DoviHttpRequestFactory factory;
-  SimpleRequestQueue queue(clock.get());
+  common_base::SimpleRequestQueue queue(clock.get());
   const DeferredRequestSource timer(&queue, clock.get());
-  auto* config = new MuxConfig;
+  auto* config = new common_kesu::MuxConfig;
   config->product = "lookup-example";
   config->version = "1.0";
   MobileServiceMux::Initialize(&factory, &queue, clock.get(), config);
 
   GMainLoop* loop = g_main_loop_new(nullptr, FALSE);
-  LocationService service(kLBSServiceUri, NewObservation());
+  LocationService service(common_kesu::kLBSServiceUri, NewObservation());
   LookupPrinter printer(&service, loop);
-  if (service.NewInvocation()->Start(&printer) == 0) g_main_loop_run(loop);
+  common_base::RequestInterface* lookup = service.NewInvocation();
+  if (lookup->Start(&printer) == 0) {
+    g_main_loop_run(loop);
+  } else {
+    lookup->Cancel();  // Nobody will be told; it is still ours.
+  }
   g_main_loop_unref(loop);
 
   // Shut-down, the other way round; the rest goes by itself.

@@ -18,9 +18,6 @@
 #include "kesu/mux/mobile_service_mux.h"
 #include "kesu/services/vollen_service.h"
 
-using namespace common_base;
-using namespace common_kesu;
-
 namespace shop {
 
 // The two messages, a line for each field.
@@ -39,22 +36,22 @@ class HoursReply final : public common_net_proto::TableMessage {
 KESU_DEFINE_MESSAGE(HoursRequest)
 KESU_DEFINE_MESSAGE(HoursReply)
 
-using HoursService = VollenService<HoursRequest, HoursReply>;
+using HoursService = common_kesu::VollenService<HoursRequest, HoursReply>;
 
 }  // namespace shop
 
 // Prints the outcome and ends the program's main loop.
-class HoursPrinter : public RequesterInterface {
+class HoursPrinter : public common_base::RequesterInterface {
  public:
   HoursPrinter(const shop::HoursService* service, GMainLoop* loop)
       : service_(service), loop_(loop) {}
 
-  void OnRequestComplete(RequestInterface*) override {
-    std::fprintf(stderr, "%d entries\n", service_->vollen_response()->opening_hours_size());
+  void OnRequestComplete(common_base::RequestInterface*) override {
+    std::printf("%d entries\n", service_->vollen_response()->opening_hours_size());
     g_main_loop_quit(loop_);
   }
 
-  void OnRequestFailed(RequestInterface*) override {
+  void OnRequestFailed(common_base::RequestInterface*) override {
     std::fprintf(stderr, "failed with status %d\n", service_->last_status());
     g_main_loop_quit(loop_);
   }
@@ -68,20 +65,27 @@ int main(int argc, char** argv) {
   DoviDeploymentSettings settings;
   settings.host = argc > 1 ? argv[1] : nullptr;
   settings.total_timeout_ms = 20'000;
+  settings.trace = DoviTraceTarget::kNowhere;
   if (!SetDoviDeploymentSettings(settings)) return 2;
-  const ScopedPtr<ClockInterface> clock(NewMonotonicClock());
+  const common_base::ScopedPtr<common_base::ClockInterface> clock(common_base::NewMonotonicClock());
   DoviHttpRequestFactory factory;
-  SimpleRequestQueue queue(clock.get());
+  common_base::SimpleRequestQueue queue(clock.get());
   const DeferredRequestSource timer(&queue, clock.get());
-  MobileServiceMux::Initialize(&factory, &queue, clock.get(), new MuxConfig);
+  common_kesu::MobileServiceMux::Initialize(&factory, &queue, clock.get(),
+                                            new common_kesu::MuxConfig);
 
   GMainLoop* loop = g_main_loop_new(nullptr, FALSE);
   auto* request = new shop::HoursRequest;
   request->set_shop_name("The corner shop");
   shop::HoursService service("shop:hours", request);
   HoursPrinter printer(&service, loop);
-  if (service.NewInvocation()->Start(&printer) == 0) g_main_loop_run(loop);
+  common_base::RequestInterface* call = service.NewInvocation();
+  if (call->Start(&printer) == 0) {
+    g_main_loop_run(loop);
+  } else {
+    call->Cancel();  // Nobody will be told; it is still ours.
+  }
   g_main_loop_unref(loop);
-  MobileServiceMux::DeleteInstance();
+  common_kesu::MobileServiceMux::DeleteInstance();
   return 0;
 }
