@@ -1,0 +1,42 @@
+# shellcheck shell=bash
+# Completes the words of kesu and of kesu-server in bash, by what their --help says.
+
+# What "--option=VALUE" of the help text $2 calls the value of the option $1; nothing if it has none.
+_kesu_value_of() {
+  sed -nE "s/^ +(-., )?$1=([^ ]*) .*/\2/p" <<<"$2"
+}
+
+# _kesu PROGRAM CURRENT PREVIOUS: bash calls it, with the command line in COMP_WORDS.
+_kesu() {
+  local current=$2 previous=$3 help word commands value="" choices=""
+  help=$("$1" --help 2>/dev/null) || return
+  # "--option=value" is three words.
+  [[ "$current" != "=" ]] || current=""
+  [[ "$previous" != "=" ]] || previous=${COMP_WORDS[COMP_CWORD - 2]}
+  [[ "$previous" != --* ]] || value=$(_kesu_value_of "$previous" "$help")
+
+  # There is one command; decode has a file.
+  commands=$(sed -nE '/^Commands:/,/^$/s/^  ([a-z]+) .*/\1/p' <<<"$help")
+  for word in "${COMP_WORDS[@]:1:COMP_CWORD - 1}"; do
+    case "$word" in
+      decode) commands="" value=${value:-FILE} ;;
+      locate | reverse | httptest) commands="" ;;
+    esac
+  done
+
+  case "$value" in
+    FILE | DIRECTORY) compopt -o default 2>/dev/null ;;
+    KIND*)
+      choices=$(sed -n 's/.*KIND is //p' <<<"$help" | sed -E 's/=[A-Z]+/=/g; s/,| or / /g')
+      compopt -o nospace 2>/dev/null
+      ;;
+    ?*) ;;
+    *)
+      choices=$commands
+      [[ "$current" != -* ]] || choices=$(grep -oE -- '--[a-z-]+' <<<"$help")
+      ;;
+  esac
+  mapfile -t COMPREPLY < <(compgen -W "$choices" -- "$current" | sort -u)
+}
+
+complete -F _kesu kesu kesu-server
