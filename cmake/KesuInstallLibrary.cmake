@@ -93,18 +93,25 @@ install(FILES "${CMAKE_CURRENT_BINARY_DIR}/kesu/version.h"
   DESTINATION "${install_include_dir}/kesu")
 
 set(install_cmake_dir "${CMAKE_INSTALL_LIBDIR}/cmake/kesu")
-foreach(kind IN ITEMS Shared Static)
-  string(TOLOWER kesu_${kind} target)
-  install(TARGETS ${target} EXPORT kesu${kind}Targets
+# BUILD_SHARED_LIBS asks for one form; without it both are installed.
+if(NOT BUILD_SHARED_LIBS)
+  set(installed_forms Static)
+endif()
+if(TARGET kesu_shared)
+  list(PREPEND installed_forms Shared)
+endif()
+foreach(form IN LISTS installed_forms)
+  string(TOLOWER kesu_${form} target)
+  install(TARGETS ${target} EXPORT kesu${form}Targets
     LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
     ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
     INCLUDES DESTINATION "${install_include_dir}")
-  install(EXPORT kesu${kind}Targets NAMESPACE kesu:: DESTINATION "${install_cmake_dir}")
+  install(EXPORT kesu${form}Targets NAMESPACE kesu:: DESTINATION "${install_cmake_dir}")
 endforeach()
 configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/kesuConfig.cmake.in" kesuConfig.cmake
   INSTALL_DESTINATION "${install_cmake_dir}"
   NO_SET_AND_CHECK_MACRO)
-# Before 1.0 a minor version may break applications.
+# Before 1.0 a minor version may break applications; the name of the shared library says so too.
 write_basic_package_version_file(kesuConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(FILES
   "${CMAKE_CURRENT_BINARY_DIR}/kesuConfig.cmake"
@@ -117,6 +124,12 @@ cmake_path(APPEND KESU_PC_LIBDIR "${CMAKE_INSTALL_LIBDIR}")
 set(KESU_PC_INCLUDEDIR "\${prefix}")
 cmake_path(APPEND KESU_PC_INCLUDEDIR "${install_include_dir}")
 set(KESU_PC_PREFIX "@KESU_PC_PREFIX@")
+# Who links the static form links its dependencies too: with --static, or where there is no other.
+set(KESU_PC_REQUIRES "glib-2.0")
+set(KESU_PC_REQUIRES_PRIVATE "libcurl icu-i18n icu-uc zlib")
+if(NOT TARGET kesu_shared)
+  string(APPEND KESU_PC_REQUIRES " ${KESU_PC_REQUIRES_PRIVATE}")
+endif()
 configure_file("${PROJECT_SOURCE_DIR}/cmake/kesu.pc.in" kesu.pc.in @ONLY)
 install(CODE "
   set(KESU_PC_PREFIX \"\${CMAKE_INSTALL_PREFIX}\")
