@@ -3,10 +3,11 @@
 #include <cerrno>
 #include <cstring>
 
+#include <glib.h>
+
 #include "dovi/deployment_settings.h"
 #include "kesu/common/base/string_buffer.h"
 
-using common_base::GString;
 using common_base::GStringBuffer;
 using common_kesu::TransportError;
 using common_kesu::TransportErrorKind;
@@ -64,6 +65,8 @@ TransportErrorKind KindOf(int result, long error, long status) {
     case CURLE_SEND_ERROR:
     case CURLE_RECV_ERROR:
       return error == 0 ? TransportErrorKind::kClosedEarly : KindOfErrno(error);
+    // Where a connection has ended once too often.
+    case CURLE_ABORTED_BY_CALLBACK:
     case CURLE_GOT_NOTHING:
     case CURLE_PARTIAL_FILE:
       return TransportErrorKind::kClosedEarly;
@@ -82,28 +85,48 @@ TransportErrorKind KindOf(int result, long error, long status) {
   }
 }
 
-void AppendUrlPart(CURLU* url, CURLUPart part, GStringBuffer* text) {
-  char* value = nullptr;
-  if (curl_url_get(url, part, &value, CURLU_DEFAULT_PORT) == CURLUE_OK) {
-    text->AppendUtf8String(value);
+/// The parts of a URL whose scheme may be missing; each text is empty where there is none.
+class Url {
+ public:
+  explicit Url(const char* text) : url_(curl_url()) {
+    curl_url_set(url_, CURLUPART_URL, text, CURLU_DEFAULT_SCHEME);
+    curl_url_get(url_, CURLUPART_HOST, &host_, 0);
+    curl_url_get(url_, CURLUPART_PORT, &port_, CURLU_DEFAULT_PORT);
   }
-  curl_free(value);
+  Url(const Url&) = delete;
+  Url& operator=(const Url&) = delete;
+  ~Url() {
+    curl_free(host_);
+    curl_free(port_);
+    curl_url_cleanup(url_);
+  }
+
+  const char* host() const { return host_ == nullptr ? "" : host_; }
+  const char* port() const { return port_ == nullptr ? "" : port_; }
+
+ private:
+  CURLU* url_;
+  char* host_ = nullptr;
+  char* port_ = nullptr;
+};
+
+void AppendHostAndPort(const char* address, GStringBuffer* text) {
+  const Url url(address);
+  text->AppendUtf8String(url.host());
+  text->AppendUtf8String(":");
+  text->AppendUtf8String(url.port());
 }
 
-/// Appends "host:port" of a URL; its scheme may be missing.
-void AppendHostAndPort(const char* address, GStringBuffer* text) {
-  CURLU* url = curl_url();
-  if (curl_url_set(url, CURLUPART_URL, address, CURLU_DEFAULT_SCHEME) == CURLUE_OK) {
-    AppendUrlPart(url, CURLUPART_HOST, text);
-    text->AppendUtf8String(":");
-    AppendUrlPart(url, CURLUPART_PORT, text);
-  }
-  curl_url_cleanup(url);
+const char* CauseOf(CURLcode result, long error, const char* details) {
+  // Curl's words on a connection that does not come about leave out why, and repeat the address.
+  if (result == CURLE_COULDNT_CONNECT && error != 0) return g_strerror(static_cast<int>(error));
+  return *details != 0 ? details : curl_easy_strerror(result);
 }
 
 }  // namespace
 
-TransportError TransportErrorOf(CURL* done_handle, CURLcode result, const char* details) {
+TransportError TransportErrorOf(CURL* done_handle, CURLcode result, const char* details,
+                                const char* refusal) {
   if (result == CURLE_OK) return {};
   long error = 0;
   long status = 0;
@@ -119,9 +142,13 @@ TransportError TransportErrorOf(CURL* done_handle, CURLcode result, const char* 
     AppendHostAndPort(proxy, &text);
   }
   text.AppendUtf8String(": ");
-  // Curl's words on a connection that does not come about leave out why, and repeat the address.
-  const bool has_errno = result == CURLE_COULDNT_CONNECT && error != 0;
-  const char* cause = has_errno ? std::strerror(static_cast<int>(error)) : details;
-  text.AppendUtf8String(*cause != 0 ? cause : curl_easy_strerror(result));
+  text.AppendUtf8String(refusal != nullptr ? refusal : CauseOf(result, error, details));
   return {KindOf(result, error, status), text.ToString()};
+}
+
+bool IsHostAnAddress(const char* url) {
+  const Url parts(url);
+  // An IPv6 address stands in brackets, and has the only colons.
+  return std::strchr(parts.host(), ':') != nullptr ||
+         g_hostname_is_ip_address(parts.host()) != FALSE;
 }

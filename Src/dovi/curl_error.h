@@ -6,9 +6,13 @@
 #include "kesu/mux/transport_error.h"
 
 /// What a transfer that ended with `result` says to people and programs: the host and port that it
-/// was at last, after redirects, and the cause. `details` is curl's error buffer. Of a proxy's
-/// address and of URLs nothing but host and port is told.
+/// was at last, after redirects, and the cause. `details` is curl's error buffer; `refusal` is why
+/// we ourselves let it fail, or null. Of a proxy's address and of URLs nothing but host and port is
+/// told.
 common_kesu::TransportError TransportErrorOf(CURL* done_handle, CURLcode result,
-                                             const char* details);
+                                             const char* details, const char* refusal);
+
+/// Whether the host of a URL, whose scheme may be missing, is an IP address.
+bool IsHostAnAddress(const char* url);
 
 #endif  // DOVI_CURL_ERROR_H_

@@ -33,8 +33,8 @@ gboolean Check(GSource* source) {
   return Prepare(source, &timeout);
 }
 
-/// A request may destroy the DeferredRequestSource. GLib keeps the source itself until this
-/// returns.
+/// A request may destroy the DeferredRequestSource, and it may run the main loop, so that this is
+/// entered again from inside it. GLib keeps the source itself until the last of them returns.
 gboolean Dispatch(GSource* source, GSourceFunc, gpointer) {
   reinterpret_cast<QueueSource*>(source)->queue->StartDeferredRequests();
   return G_SOURCE_CONTINUE;
@@ -50,7 +50,8 @@ DeferredRequestSource::DeferredRequestSource(common_base::SimpleRequestQueue* qu
   auto* queue_source = reinterpret_cast<QueueSource*>(source_);
   queue_source->queue = queue;
   queue_source->clock = clock;
-  g_source_attach(source_, nullptr);
+  g_source_set_can_recurse(source_, TRUE);
+  g_source_attach(source_, g_main_context_get_thread_default());
 }
 
 DeferredRequestSource::~DeferredRequestSource() {

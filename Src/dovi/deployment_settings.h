@@ -31,6 +31,10 @@ struct DoviDeploymentSettings {
   int connect_timeout_ms = 0;
   /// Milliseconds that a whole exchange may take; 0 is without a limit.
   int total_timeout_ms = 0;
+  /// For debugging: whether the keys of TLS sessions are written to the file that the environment
+  /// names in SSLKEYLOGFILE, with which whoever has them can read what was sent. Otherwise that is
+  /// ignored, unless the program itself has initialised libcurl before.
+  bool obey_sslkeylogfile = false;
   DoviTraceTarget trace = DoviTraceTarget::kStandardOutput;
   /// For DoviTraceTarget::kCallback, with what is passed to it.
   DoviTraceCallback trace_callback = nullptr;

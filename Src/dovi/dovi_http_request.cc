@@ -7,6 +7,7 @@
 #include <strings.h>
 
 #include "dovi/curl_error.h"
+#include "dovi/dovi_http_request_factory.h"
 #include "dovi/glibcurl.h"
 #include "dovi/trace.h"
 #include "kesu/common/base/assertions.h"
@@ -50,18 +51,33 @@ bool HasContentLength(std::string_view header_text) {
   }
 }
 
-/// Keeps curl to HTTP, and the redirects that it follows too: what was to go through TLS does not
-/// leave it.
-void AllowHttpOnly(CURL* easy, const char* url) {
-  const bool is_secure = strncasecmp(url, "https:", 6) == 0;
+bool IsSecure(const char* url) {
+  return strncasecmp(url, "https:", 6) == 0;
+}
+
+void AllowRedirectsTo(CURL* easy, bool is_http_allowed) {
 #if LIBCURL_VERSION_NUM >= 0x075500
-  curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
-  curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, is_secure ? "https" : "http,https");
+  curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, is_http_allowed ? "http,https" : "https");
 #else
-  const long http = is_secure ? 0 : CURLPROTO_HTTP;
-  curl_easy_setopt(easy, CURLOPT_PROTOCOLS, long{CURLPROTO_HTTP | CURLPROTO_HTTPS});
+  const long http = is_http_allowed ? CURLPROTO_HTTP : 0;
   curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS, http | CURLPROTO_HTTPS);
 #endif
+}
+
+/// Keeps curl to HTTP, and the redirects that it follows too.
+void AllowHttpOnly(CURL* easy, const char* url) {
+#if LIBCURL_VERSION_NUM >= 0x075500
+  curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
+#else
+  curl_easy_setopt(easy, CURLOPT_PROTOCOLS, long{CURLPROTO_HTTP | CURLPROTO_HTTPS});
+#endif
+  AllowRedirectsTo(easy, !IsSecure(url));
+}
+
+const char* EffectiveUrlOf(CURL* easy) {
+  const char* url = nullptr;
+  curl_easy_getinfo(easy, CURLINFO_EFFECTIVE_URL, &url);
+  return url == nullptr ? "" : url;
 }
 
 /// Keeps curl from waiting for the thread that looks up a name when the request is over before the
@@ -105,6 +121,7 @@ DoviHttpRequest::~DoviHttpRequest() {
 int DoviHttpRequest::Start(common_base::RequesterInterface* requester) {
   GWASSERT(easy_handle_ == nullptr);
   if (easy_handle_ != nullptr) return kCouldNotStart;
+  if (const char* refusal = factory_->refusal()) return CannotStart(refusal);
   requester_ = requester;
   return sendPostRequest(url_buffer_);
 }
@@ -138,12 +155,17 @@ std::size_t DoviHttpRequest::WriteMemoryCallback(char*, std::size_t size, std::s
   return size * count;
 }
 
+int DoviHttpRequest::CannotStart(const char* why) {
+  transport_error_ = {TransportErrorKind::kNotStarted, why};
+  return kCouldNotStart;
+}
+
 int DoviHttpRequest::sendPostRequest(const char* url) {
   DoviTrace("======================sendPostRequest\n");
   easy_handle_ = curl_easy_init();
   if (easy_handle_ == nullptr) {
     DoviTrace("!m_easyhandle\n");
-    return kCouldNotStart;
+    return CannotStart("curl has no memory");
   }
   DoviTrace("sendPostRequest handle%p\n", easy_handle_);
   curl_easy_setopt(easy_handle_, CURLOPT_URL, url);
@@ -159,7 +181,7 @@ int DoviHttpRequest::sendPostRequest(const char* url) {
   glibcurl_set_callback(GlibcurlCallback, nullptr);
   const CURLMcode added = glibcurl_add(easy_handle_);
   glibcurl_start();
-  return added == CURLM_OK ? kStarted : kCouldNotStart;
+  return added == CURLM_OK ? kStarted : CannotStart(curl_multi_strerror(added));
 }
 
 void DoviHttpRequest::SetTransportOptions() {
@@ -174,6 +196,13 @@ void DoviHttpRequest::SetTransportOptions() {
   curl_easy_setopt(easy_handle_, CURLOPT_POSTREDIR, long{CURL_REDIR_POST_ALL});
   AllowHttpOnly(easy_handle_, url_buffer_);
   LeaveNameLookupBehind(easy_handle_);
+  glibcurl_manage_connections(easy_handle_, &refusal_);
+  curl_easy_setopt(easy_handle_, CURLOPT_RESOLVER_START_FUNCTION, &DoviHttpRequest::OnLookupStart);
+  curl_easy_setopt(easy_handle_, CURLOPT_RESOLVER_START_DATA, this);
+#if LIBCURL_VERSION_NUM >= 0x075000
+  curl_easy_setopt(easy_handle_, CURLOPT_PREREQFUNCTION, &DoviHttpRequest::BeforeSending);
+  curl_easy_setopt(easy_handle_, CURLOPT_PREREQDATA, this);
+#endif
   // Empty texts are set too: they keep curl from asking the environment.
   curl_easy_setopt(easy_handle_, CURLOPT_PROXY, settings.proxy);
   curl_easy_setopt(easy_handle_, CURLOPT_NOPROXY, "");
@@ -232,31 +261,71 @@ std::size_t DoviHttpRequest::parse_my_resp(const char* bytes, std::size_t size, 
 std::size_t DoviHttpRequest::parse_my_header(const char* bytes, std::size_t size,
                                              std::size_t count) {
   const std::size_t length = size * count;
+  // What once went through TLS does not leave it by a later redirect.
+  const bool is_first_line = std::string_view(bytes, length).starts_with("HTTP/");
+  if (is_first_line && IsSecure(EffectiveUrlOf(easy_handle_)))
+    AllowRedirectsTo(easy_handle_, false);
   return response_header_text_.AppendText(bytes, length) ? length : 0;
 }
 
+/// Whether the host that curl is about to connect to is a name, not an address.
+bool DoviHttpRequest::IsLookupNeeded() const {
+  const char* proxy = GetDoviDeploymentSettings().proxy;
+  return !IsHostAnAddress(*proxy != 0 ? proxy : EffectiveUrlOf(easy_handle_));
+}
+
+/// Not 0 keeps curl from beginning to look up a name.
+int DoviHttpRequest::OnLookupStart(void*, void*, void* request) {
+  auto* const self = static_cast<DoviHttpRequest*>(request);
+  if (glibcurl_may_look_up() || !self->IsLookupNeeded()) return 0;
+  self->refusal_ = "too many look-ups of names are without an answer";
+  return 1;
+}
+
+#if LIBCURL_VERSION_NUM >= 0x075000
+/// Curl sends a POST again for each kept connection that it finds closed under it. With the first
+/// sending the kept ones are ruled out, except behind a redirect, where curl does not listen.
+int DoviHttpRequest::BeforeSending(void* request, char*, char*, int, int) {
+  constexpr int kMaxTimesSent = 2;
+  auto* const self = static_cast<DoviHttpRequest*>(request);
+  const long redirects_before = self->redirects_followed_;
+  curl_easy_getinfo(self->easy_handle_, CURLINFO_REDIRECT_COUNT, &self->redirects_followed_);
+  if (self->redirects_followed_ != redirects_before) self->times_sent_ = 0;
+  if (++self->times_sent_ > kMaxTimesSent) {
+    self->refusal_ = "the server closed two connections without a response";
+    return CURL_PREREQFUNC_ABORT;
+  }
+  curl_easy_setopt(self->easy_handle_, CURLOPT_FRESH_CONNECT, 1L);
+  return CURL_PREREQFUNC_OK;
+}
+#endif
+
 void DoviHttpRequest::GlibcurlCallback(void*) {
-  try {
-    CollectFinishedTransfers();
-  } catch (...) {
-    DoviTrace("================= CurlFactory::GlibcurlCallback uncaught exception\n");
+  while (!CollectFinishedTransfers()) {
   }
 }
 
-/// The requesters may start and cancel any request, so that after each of them nothing is known
-/// but what the multi handle says.
-void DoviHttpRequest::CollectFinishedTransfers() {
-  int messages_left = 0;
-  while (const CURLMsg* message = curl_multi_info_read(glibcurl_handle(), &messages_left)) {
-    if (message->msg != CURLMSG_DONE) continue;
-    DoviTrace("connection closed, CURLMsg:%s\n", curl_easy_strerror(message->data.result));
-    DoviHttpRequest* request = nullptr;
-    const CURLcode result = curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &request);
-    if (result != CURLE_OK) {
-      RequestFailed(request);
-    } else if (request != nullptr) {
-      request->ConnectionDone(message->easy_handle, message->data.result);
+/// False when a requester has thrown, and others may be left. The requesters may start and cancel
+/// any request and run the main loop, so that after each of them nothing is known but what the
+/// multi handle says.
+bool DoviHttpRequest::CollectFinishedTransfers() {
+  try {
+    int messages_left = 0;
+    while (const CURLMsg* message = curl_multi_info_read(glibcurl_handle(), &messages_left)) {
+      if (message->msg != CURLMSG_DONE) continue;
+      const CURLcode result = message->data.result;
+      DoviTrace("connection closed, CURLMsg:%s\n", curl_easy_strerror(result));
+      DoviHttpRequest* request = nullptr;
+      if (curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &request) != CURLE_OK) {
+        RequestFailed(request);
+      } else if (request != nullptr) {
+        request->ConnectionDone(message->easy_handle, result);
+      }
     }
+    return true;
+  } catch (...) {
+    DoviTrace("================= CurlFactory::GlibcurlCallback uncaught exception\n");
+    return false;
   }
 }
 
@@ -280,7 +349,9 @@ void DoviHttpRequest::ConnectionDone(CURL* done_handle, CURLcode result) {
   long header_size = 0;
   curl_easy_getinfo(done_handle, CURLINFO_HEADER_SIZE, &header_size);
   if (header_size > 0) KeepResponseHeaders(header_size);
-  transport_error_ = TransportErrorOf(done_handle, result, curl_error_text_);
+  transport_error_ = TransportErrorOf(done_handle, result, curl_error_text_, refusal_);
+  // What it met is most likely true of the connections that are kept, too.
+  if (transport_error_.kind == TransportErrorKind::kTimedOut) glibcurl_network_changed();
   DoviTrace("last error is: \n");
 
   curl_off_t content_length = -1;

@@ -24,8 +24,9 @@ class DoviHttpRequestFactory;
 /// came; and only a response with a Content-Length delivers a body, one in chunks completes with
 /// none.
 ///
-/// A POST may reach the service twice: when a connection that was used before ends without a whole
-/// status line, curl sends it once more, over another connection.
+/// A POST may reach the service twice, not more often: when a connection that was used before ends
+/// without a whole status line, it is sent once more, over a new connection. Each redirect that is
+/// followed is a POST of its own.
 class DoviHttpRequest : public HttpRequestInterface {
  public:
   /// Everything is borrowed until the request is gone. `request_body` may be null.
@@ -56,6 +57,7 @@ class DoviHttpRequest : public HttpRequestInterface {
                                          void* closure);
 
  private:
+  int CannotStart(const char* why);
   int sendPostRequest(const char* url);
   void SetTransportOptions();
   void SetHeaderOption();
@@ -66,8 +68,12 @@ class DoviHttpRequest : public HttpRequestInterface {
   std::size_t parse_my_resp(const char* bytes, std::size_t size, std::size_t count);
   std::size_t parse_my_header(const char* bytes, std::size_t size, std::size_t count);
 
+  static int OnLookupStart(void* resolver, void*, void* request);
+  static int BeforeSending(void* request, char*, char*, int, int);
+  bool IsLookupNeeded() const;
+
   static void GlibcurlCallback(void*);
-  static void CollectFinishedTransfers();
+  static bool CollectFinishedTransfers();
   static void RequestFailed(DoviHttpRequest* request);
   void ConnectionDone(CURL* done_handle, CURLcode result);
   void KeepResponseHeaders(long header_size);
@@ -89,6 +95,11 @@ class DoviHttpRequest : public HttpRequestInterface {
   CURL* easy_handle_ = nullptr;
   common_kesu::TransportError transport_error_;
   char curl_error_text_[CURL_ERROR_SIZE] = "";
+  /// Why we ourselves let the exchange fail, or null.
+  const char* refusal_ = nullptr;
+  /// How often the POST to the current URL has been sent.
+  int times_sent_ = 0;
+  long redirects_followed_ = 0;
 };
 
 #endif  // DOVI_DOVI_HTTP_REQUEST_H_

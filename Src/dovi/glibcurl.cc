@@ -5,24 +5,26 @@
 #include <algorithm>
 #include <cassert>
 #include <ctime>
+#include <utility>
 
 #include <glib.h>
 #include <sys/select.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
+#include "dovi/curl_descriptors.h"
+#include "dovi/deployment_settings.h"
 #include "dovi/trace.h"
 
 namespace {
 
-constexpr int kMaxDescriptors = 1024;
-static_assert(kMaxDescriptors <= FD_SETSIZE, "a descriptor must have its bit in an fd_set");
+constexpr int kMaxDescriptors = CurlDescriptors::kCount;
 
 /// A value of CurlSource::runningHandles.
 constexpr int kPerformAtOnce = -1;
 constexpr gint kWaitForever = -1;
 constexpr gint kLongestWaitMs = 1000;
 constexpr gint kPriority = 200;
+/// That of curl, unless the network has changed since.
+constexpr gint64 kDnsCacheSeconds = 60;
 
 /// Further transfers wait for one to end. Keeps descriptors well below kMaxDescriptors, and a large
 /// batch from using up the process's.
@@ -47,6 +49,12 @@ int s_numEasyHandles = 0;
 timespec s_timeAtLastDispatch{};
 /// Milliseconds.
 gint s_currTimeout = 0;
+int s_dispatchDepth = 0;
+/// The loop has been woken since it last prepared.
+bool s_isWoken = false;
+CurlDescriptors s_descriptors;
+/// In microseconds of the monotonic clock.
+gint64 s_timeOfNetworkChange = -kDnsCacheSeconds * G_USEC_PER_SEC;
 
 /// The standard assertion failure with a file name, line and text that stay what they are, because
 /// people and scripts know the report by them.
@@ -85,6 +93,7 @@ void Register(GPollFD* entry, gushort wanted) {
     entry->revents = 0;
   } else if (previous == 0) {
     g_source_add_poll(&curlSrc->source, entry);
+    s_descriptors.NoteWatched(entry->fd);
   }
 }
 
@@ -105,6 +114,7 @@ void registerUnregisterFds() {
     CURL_SOURCE_ASSERT(477, "curlSrc->fdMax >= -1 && curlSrc->fdMax <= 1023",
                        IsDescriptorMaximumInRange());
   }
+  s_descriptors.BeginToNoteWatched();
   // Up to the previous maximum, so that descriptors above the new one are removed.
   const int top = std::max(curlSrc->fdMax, curlSrc->pollFdsMax);
   for (int fd = 0; fd <= top; ++fd) Register(&curlSrc->pollFds[fd], WantedEvents(fd));
@@ -121,6 +131,7 @@ gint ChooseTimeout() {
 
 gboolean prepare(GSource* source, gint* timeout) {
   CURL_SOURCE_ASSERT(523, "source == &curlSrc->source", IsCurlSource(source));
+  s_isWoken = false;
   if (!HasMultiHandle()) return FALSE;
   registerUnregisterFds();
   s_currTimeout = ChooseTimeout();
@@ -161,16 +172,22 @@ gboolean check(GSource* source) {
   return MillisecondsSinceLastDispatch() >= s_currTimeout;
 }
 
+/// The function that is called may run the main loop, so that this is entered again from inside it.
+/// Nothing that was found out before is relied on after it.
 gboolean dispatch(GSource* source, GSourceFunc function, gpointer data) {
   CURL_SOURCE_ASSERT(615, "source == &curlSrc->source", IsCurlSource(source));
   CURL_SOURCE_ASSERT(616, "curlSrc->multiHandle != 0", HasMultiHandle());
   clock_gettime(CLOCK_MONOTONIC, &s_timeAtLastDispatch);
+  // Only a transfer that begins can take a connection that nobody uses.
+  if (curlSrc->runningHandles == kPerformAtOnce) s_descriptors.EndUnusable(curlSrc->pollFds);
   while (curl_multi_perform(curlSrc->multiHandle, &curlSrc->runningHandles) ==
          CURLM_CALL_MULTI_PERFORM) {
   }
   if (curlSrc->runningHandles == 0) registerUnregisterFds();
   if (function != nullptr) {
+    ++s_dispatchDepth;
     reinterpret_cast<GlibcurlFunction>(reinterpret_cast<void (*)()>(function))(data);
+    --s_dispatchDepth;
   }
   return G_SOURCE_CONTINUE;
 }
@@ -182,34 +199,57 @@ void finalize(GSource* source) {
 
 GSourceFuncs curlFuncs = {prepare, check, dispatch, finalize, nullptr, nullptr};
 
+/// Makes a loop that waits, on whatever thread, prepare again. One that runs does so anyway.
 void WakeLoop() {
+  const bool is_running = g_main_depth() > 0 && g_main_context_is_owner(g_main_context_default());
+  if (is_running || std::exchange(s_isWoken, true)) return;
   g_main_context_wakeup(nullptr);
 }
 
-/// Opens a socket for curl, or refuses to when the source could not watch it: curl leaves such a
-/// descriptor out of its sets and the transfer would creep on once a second.
-curl_socket_t OpenWatchableSocket(void*, curlsocktype, curl_sockaddr* address) {
-  const int fd = socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
-  if (fd < kMaxDescriptors) return fd;
-  close(fd);
-  return CURL_SOCKET_BAD;
+curl_socket_t OpenConnection(void* refusal, curlsocktype, curl_sockaddr* address) {
+  const curl_socket_t fd = s_descriptors.Open(*address);
+  if (fd == CURL_SOCKET_BAD) {
+    *static_cast<const char**>(refusal) = "no descriptor below 1024 is free";
+  }
+  return fd;
+}
+
+int CloseConnection(void*, curl_socket_t fd) {
+  s_descriptors.Close(fd);
+  return 0;
+}
+
+/// Curl writes the keys of each TLS session to the file that this variable names when it is
+/// initialised, and so would let whoever sets the environment read along.
+void InitialiseCurl() {
+  constexpr char kKeyLog[] = "SSLKEYLOGFILE";
+  const bool is_obeyed = GetDoviDeploymentSettings().obey_sslkeylogfile;
+  char* const file = is_obeyed ? nullptr : g_strdup(g_getenv(kKeyLog));
+  if (file != nullptr) g_unsetenv(kKeyLog);
+  curl_global_init(CURL_GLOBAL_ALL);
+  if (file != nullptr) g_setenv(kKeyLog, file, TRUE);
+  g_free(file);
 }
 
 }  // namespace
 
 void glibcurl_init() {
+  CURL_SOURCE_ASSERT(__LINE__, "curlSrc == 0", curlSrc == nullptr);
   DoviTraceToStandardError(" in glibcurl_init");
   GSource* source = g_source_new(&curlFuncs, sizeof(CurlSource));
   curlSrc = reinterpret_cast<CurlSource*>(source);
   // GLib ends the process rather than return null, which the analyzer does not know.
   DoviTraceToStandardError(source == nullptr ? "hhh g_source_new is NULl  \n"
                                              : "hhh g_source_new is not NULl  \n");
+  // A requester may run the loop until something else has ended. It also spares GLib to take the
+  // descriptors out of the poll list and back around each dispatch.
+  g_source_set_can_recurse(source, TRUE);
   g_source_attach(source, nullptr);
   // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage)
   for (int fd = 0; fd < kMaxDescriptors; ++fd) curlSrc->pollFds[fd] = GPollFD{fd, 0, 0};
   curlSrc->pollFdsMax = 0;
   curlSrc->runningHandles = 0;
-  curl_global_init(CURL_GLOBAL_ALL);
+  InitialiseCurl();
   curlSrc->multiHandle = curl_multi_init();
   curl_multi_setopt(curlSrc->multiHandle, CURLMOPT_MAX_TOTAL_CONNECTIONS, kMaxConnections);
   g_source_set_priority(source, kPriority);
@@ -226,7 +266,6 @@ CURLMcode glibcurl_add(CURL* easy) {
   CURL_SOURCE_ASSERT(410, "curlSrc->multiHandle != 0", HasMultiHandle());
   curlSrc->runningHandles = kPerformAtOnce;
   ++s_numEasyHandles;
-  curl_easy_setopt(easy, CURLOPT_OPENSOCKETFUNCTION, &OpenWatchableSocket);
   const CURLMcode result = curl_multi_add_handle(curlSrc->multiHandle, easy);
   WakeLoop();
   return result;
@@ -242,12 +281,32 @@ CURLMcode glibcurl_remove(CURL* easy) {
   return result;
 }
 
+void glibcurl_manage_connections(CURL* easy, const char** refusal) {
+  curl_easy_setopt(easy, CURLOPT_OPENSOCKETFUNCTION, &OpenConnection);
+  curl_easy_setopt(easy, CURLOPT_OPENSOCKETDATA, refusal);
+  curl_easy_setopt(easy, CURLOPT_CLOSESOCKETFUNCTION, &CloseConnection);
+  const gint64 seconds = (g_get_monotonic_time() - s_timeOfNetworkChange) / G_USEC_PER_SEC;
+  curl_easy_setopt(easy, CURLOPT_DNS_CACHE_TIMEOUT,
+                   static_cast<long>(std::min(seconds, kDnsCacheSeconds)));
+}
+
+void glibcurl_network_changed() {
+  s_timeOfNetworkChange = g_get_monotonic_time();
+  s_descriptors.OutdateConnections();
+}
+
+bool glibcurl_may_look_up() {
+  return s_descriptors.MayLookUp();
+}
+
 void glibcurl_start() {
+  CURL_SOURCE_ASSERT(__LINE__, "curlSrc != 0", curlSrc != nullptr);
   curlSrc->runningHandles = kPerformAtOnce;
   WakeLoop();
 }
 
 void glibcurl_set_callback(GlibcurlFunction function, void* data) {
+  CURL_SOURCE_ASSERT(__LINE__, "curlSrc != 0", curlSrc != nullptr);
   // dispatch() turns the function back into what it is.
   g_source_set_callback(&curlSrc->source,
                         reinterpret_cast<GSourceFunc>(reinterpret_cast<void (*)()>(function)), data,
@@ -255,6 +314,9 @@ void glibcurl_set_callback(GlibcurlFunction function, void* data) {
 }
 
 void glibcurl_cleanup() {
+  CURL_SOURCE_ASSERT(__LINE__, "curlSrc != 0", curlSrc != nullptr);
+  CURL_SOURCE_ASSERT(__LINE__, "s_dispatchDepth == 0", s_dispatchDepth == 0);
+  CURL_SOURCE_ASSERT(__LINE__, "s_numEasyHandles == 0", s_numEasyHandles == 0);
   curl_multi_cleanup(curlSrc->multiHandle);
   curlSrc->multiHandle = nullptr;
   curl_global_cleanup();

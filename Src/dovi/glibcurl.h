@@ -11,7 +11,8 @@
 /// What it may do is exec; the connections are closed on it.
 
 /// Called with its data after every dispatch of the source, outside of curl: it may collect
-/// finished transfers and add and remove handles, but not call glibcurl_cleanup().
+/// finished transfers, add and remove handles and run the main loop, but not call
+/// glibcurl_cleanup() or throw.
 using GlibcurlFunction = void (*)(void* data);
 
 /// Makes and attaches the source and the multi handle. Once, until glibcurl_cleanup().
@@ -22,12 +23,27 @@ CURLM* glibcurl_handle();
 
 /// Adds `easy` to the multi handle; the transfer starts with the next iteration of the loop, or,
 /// with 64 connections open already, when one of them is free. The handle counts as added even when
-/// curl refuses it, so that each call is matched by one glibcurl_remove(). A connection that would
-/// get a descriptor above 1023, which the source cannot watch, fails at once.
+/// curl refuses it, so that each call is matched by one glibcurl_remove(). Descriptors above 1023
+/// cannot be watched: see glibcurl_manage_connections().
 CURLMcode glibcurl_add(CURL* easy);
 
 /// Takes `easy` out again, finished or not. Curl drops what it still had to report of it.
 CURLMcode glibcurl_remove(CURL* easy);
+
+/// Gives the connections of `easy` into the care of the source; before glibcurl_add(). It takes the
+/// socket functions of `easy` for that, which is why it is not done to every handle. One that would
+/// get a descriptor above 1023 then fails at once, and `*refusal`, which must live as long as
+/// `easy`, says so. One that has bytes waiting when a transfer begins, or that is older than
+/// glibcurl_network_changed(), is not used again.
+void glibcurl_manage_connections(CURL* easy, const char** refusal);
+
+/// From now on the transfers that begin use new connections and look names up anew. Allowed at any
+/// time.
+void glibcurl_network_changed();
+
+/// Whether a transfer may begin to look up a name, which it then must: there are few enough
+/// look-ups without an answer. For CURLOPT_RESOLVER_START_FUNCTION.
+bool glibcurl_may_look_up();
 
 /// Makes the next iteration of the loop perform.
 void glibcurl_start();

@@ -37,22 +37,51 @@ class LiveSource {
   }
   bool Check() { return source_->source_funcs->check(source_); }
   void Dispatch() { source_->source_funcs->dispatch(source_, nullptr, nullptr); }
-  /// How many descriptors the main context would poll.
-  int PolledCount() {
+  /// The events of curl's descriptors in the main context: 3 waits for bytes, 4 for room. The
+  /// servers of the tests wait for something else, 1.
+  std::string Polled() {
     gint timeout = -1;
     source_->source_funcs->prepare(source_, &timeout);
-    return g_main_context_query(g_main_context_default(), g_source_get_priority(source_), &timeout,
-                                nullptr, 0);
+    GPollFD polled[16];
+    const int count = Query(polled);
+    std::string events;
+    for (int i = 0; i < count; ++i) {
+      if (polled[i].events != G_IO_IN) events += std::to_string(polled[i].events);
+    }
+    return events;
   }
+  /// Whether the main context would dispatch anything, after a wait for the descriptors.
+  bool IsReady() {
+    gint priority = 0;
+    g_main_context_prepare(g_main_context_default(), &priority);
+    GPollFD polled[16];
+    const int count = Query(polled);
+    g_poll(polled, static_cast<guint>(count), 20000);
+    return g_main_context_check(g_main_context_default(), G_MAXINT, polled, count) != FALSE;
+  }
+  int priority() const { return g_source_get_priority(source_); }
 
  private:
+  template <int kSize>
+  static int Query(GPollFD (&polled)[kSize]) {
+    gint timeout = -1;
+    const int count =
+        g_main_context_query(g_main_context_default(), G_MAXINT, &timeout, polled, kSize);
+    REQUIRE(count <= kSize);
+    return count;
+  }
+
   GSource* source_;
 };
 
 /// An easy handle that is added to the source for the length of a scope.
 struct AddedHandle {
-  explicit AddedHandle(const std::string& url) : easy(curl_easy_init()) {
+  explicit AddedHandle(const std::string& url, curl_opensocket_callback open = nullptr,
+                       bool* is_called = nullptr)
+      : easy(curl_easy_init()) {
     curl_easy_setopt(easy, CURLOPT_URL, url.c_str());
+    curl_easy_setopt(easy, CURLOPT_OPENSOCKETFUNCTION, open);
+    curl_easy_setopt(easy, CURLOPT_OPENSOCKETDATA, is_called);
     CHECK(glibcurl_add(easy) == CURLM_OK);
   }
   ~AddedHandle() {
@@ -107,16 +136,34 @@ TEST_CASE("start and add perform at once, and check ends the wait") {
   CHECK(live.Check());
 }
 
-TEST_CASE("the poll list follows curl's sockets") {
+TEST_CASE("the poll list follows curl's sockets, and the loop reacts to them") {
   kesu_test::ScriptedServer server;
   LiveSource live;
+  CHECK(live.priority() == 200);
   std::optional<AddedHandle> handles[2];
   for (auto& handle : handles) handle.emplace(server.host());
+  live.Dispatch();
+  CHECK(live.Polled() == "44");
   REQUIRE(IterateUntil([&] { return server.requests().size() == 2; }));
-  const int both = live.PolledCount();
+  CHECK(live.Polled() == "33");
   // The one that came last has the higher descriptor.
   handles[1].reset();
-  CHECK(live.PolledCount() == both - 1);
-  handles[0].reset();
-  CHECK(live.PolledCount() == both - 2);
+  CHECK(live.Polled() == "3");
+  live.Dispatch();
+  curl_overrides.timeout_ms = 900;
+  server.Reply({"", kesu_test::ScriptedReply::Then::kReset});
+  CHECK(live.IsReady());
+  live.Dispatch();
+  CHECK(live.Polled() == "");
+}
+
+TEST_CASE("a caller's own socket function stays") {
+  const LiveSource live;
+  bool is_called = false;
+  const auto open_none = [](void* called, curlsocktype, curl_sockaddr*) -> curl_socket_t {
+    *static_cast<bool*>(called) = true;
+    return CURL_SOCKET_BAD;
+  };
+  const AddedHandle handle("http://127.0.0.1:1/", +open_none, &is_called);
+  CHECK(IterateUntil([&] { return is_called; }));
 }

@@ -8,6 +8,8 @@
 
 #include "dovi/fixture.h"
 
+#include "support/log_capture.h"
+
 using kesu_test::curl_overrides;
 using kesu_test::Endpoint;
 using kesu_test::Exchange;
@@ -23,14 +25,12 @@ using namespace std::string_literals;
 
 namespace {
 
-constexpr auto kClose = ScriptedReply::Then::kClose;
-
 /// The fields of kOk. The blank line and the NUL that end the header text are fields of their own.
 const std::string kOkFields = "HTTP/1.1 200 OK\r\n=|Content-Length=2|=|\0=|"s;
 
 }  // namespace
 
-TEST_CASE("the bytes of a request") {
+TEST_CASE("the bytes of a request, with proxies from the settings and never from the environment") {
   const std::string form = "Content-Type: application/x-www-form-urlencoded\r\n\r\n";
   const struct {
     std::string body;
@@ -42,10 +42,7 @@ TEST_CASE("the bytes of a request") {
        {{"Content-Type", "application/binary"}, {"Content-Length", "3"}},
        "POST",
        "Content-Type: application/binary\r\nContent-Length: 3\r\n\r\na\0b"s},
-      {"hello",
-       {{"CONTENT-length", "5"}, {"X-A", "b"}},
-       "POST",
-       "CONTENT-length: 5\r\nX-A: b\r\n" + form + "hello"},
+      {"x", {{"CONTENT-length", "1"}}, "POST", "CONTENT-length: 1\r\n" + form + "x"},
       // Names that only begin or end alike.
       {"hello",
        {{"X-Content-Length", "7"}, {"Content-LengthX", "8"}},
@@ -53,39 +50,27 @@ TEST_CASE("the bytes of a request") {
        "X-Content-Length: 7\r\nContent-LengthX: 8\r\nContent-Length: 5\r\n" + form + "hello"},
       {"", {{"X-A", "b"}}, "GET", "X-A: b\r\n\r\n"},
   };
+  setenv("http_proxy", RefusingHost().c_str(), 1);
+  setenv("no_proxy", "*", 1);
   for (const auto& c : cases) {
-    for (const auto method : {Exchange::kPost, Exchange::kGet}) {
+    for (const bool has_proxy : {false, true}) {
       // A POST of nothing is a GET.
-      if (method == Exchange::kGet && c.method == "POST") continue;
+      const auto method = c.body.empty() && has_proxy ? Exchange::kGet : Exchange::kPost;
       Endpoint endpoint;
+      const std::string address = has_proxy ? "http://far.invalid" : endpoint.server.host();
+      const ScopedSettings settings(address, has_proxy ? endpoint.server.host() : "");
       endpoint.server.Reply({kOk});
       Exchange exchange(&endpoint.factory, c.body, method);
       for (const auto& [name, value] : c.headers) {
         exchange.request->SetHttpRequestHeader(ViewOf(name), ViewOf(value));
       }
       exchange.Run();
-      const std::string address = "127.0.0.1:" + std::to_string(endpoint.server.port());
-      CHECK(endpoint.server.requests()[0] == c.method + " /m/appreq/cllDovi HTTP/1.1\r\nHost: " +
-                                                 address + "\r\nAccept: */*\r\n" + c.sent);
+      CHECK(endpoint.server.requests()[0] ==
+            c.method + " " + (has_proxy ? address : "") +
+                "/m/appreq/cllDovi HTTP/1.1\r\nHost: " + address.substr(7) + "\r\nAccept: */*\r\n" +
+                (has_proxy ? "Proxy-Connection: Keep-Alive\r\n" : "") + c.sent);
     }
   }
-}
-
-TEST_CASE("proxies come from the settings and never from the environment") {
-  ScriptedServer server;
-  setenv("http_proxy", RefusingHost().c_str(), 1);
-  setenv("no_proxy", "*", 1);
-  for (const bool has_proxy : {false, true}) {
-    const ScopedSettings settings(has_proxy ? "http://far.invalid" : server.host(),
-                                  has_proxy ? server.host() : "");
-    DoviHttpRequestFactory factory;
-    server.Reply({kOk});
-    Exchange exchange(&factory, "request");
-    exchange.Run();
-    CHECK(exchange.completed == 1);
-  }
-  CHECK(server.requests()[0].starts_with("POST /m/appreq/cllDovi HTTP/1.1\r\n"));
-  CHECK(server.requests()[1].starts_with("POST http://far.invalid/m/appreq/cllDovi HTTP/1.1\r\n"));
   unsetenv("http_proxy");
   unsetenv("no_proxy");
 }
@@ -106,7 +91,7 @@ TEST_CASE("the headers of a response") {
   for (const auto& c : cases) {
     for (const std::size_t piece_size : {0u, 1u, 7u}) {
       Endpoint endpoint;
-      endpoint.server.Reply({c.reply, kClose, piece_size});
+      endpoint.server.Reply({c.reply, ScriptedReply::Then::kClose, piece_size});
       Exchange exchange(&endpoint.factory, "request");
       exchange.Run();
       const std::string headers = exchange.ResponseHeaders();
@@ -118,20 +103,23 @@ TEST_CASE("the headers of a response") {
 
 TEST_CASE("redirects are followed as POSTs, within HTTP, and not without end") {
   ScriptedServer other;
-  const std::string other_address =
-      "://127.0.0.1:" + std::to_string(other.port()) + "/etc/hostname";
+  const std::string other_address = other.host().substr(4) + "/etc/hostname";
+  const std::string refusing_host = RefusingHost();
   const struct {
     std::string location;
     std::size_t count;
     std::string outcome;
     std::size_t requests;
+    std::string error = {};
   } cases[] = {
       {"/elsewhere?a=b", 1, "completed 200 ok", 2},
-      {"/again", 15, "failed 302  (redirect-refused)", 11},
-      {"ftp" + other_address, 1, "failed 302  (redirect-refused)", 1},
-      {"gopher" + other_address, 1, "failed 302  (redirect-refused)", 1},
-      {"dict" + other_address, 1, "failed 302  (redirect-refused)", 1},
-      {"file:///etc/hostname", 1, "failed 302  (redirect-refused)", 1},
+      {"/again", 15, "failed 302  (redirect-refused)", 11, ": Maximum (10) redirects followed"},
+      {"ftp" + other_address, 1, "failed 302  (redirect-refused)", 1, "ftp"},
+      {"gopher" + other_address, 1, "failed 302  (redirect-refused)", 1, "gopher"},
+      {"dict" + other_address, 1, "failed 302  (redirect-refused)", 1, "dict"},
+      {"file:///etc/hostname", 1, "failed 302  (redirect-refused)", 1, "file"},
+      {refusing_host, 1, "failed 302  (connection-refused)", 1,
+       refusing_host.substr(7) + ": Connection refused"},
   };
   for (const auto& c : cases) {
     CAPTURE(c.location);
@@ -144,6 +132,9 @@ TEST_CASE("redirects are followed as POSTs, within HTTP, and not without end") {
     Exchange exchange(&endpoint.factory, "request");
     exchange.Run();
     CHECK(exchange.Outcome() == c.outcome);
+    const std::string error = TextOf(exchange.request->last_transport_error().text);
+    CAPTURE(error);
+    CHECK(error.find(c.error) != std::string::npos);
     CHECK(endpoint.server.requests().size() == c.requests);
     CHECK(endpoint.server.requests().back().starts_with("POST "));
     CHECK(endpoint.server.requests().back().ends_with("\r\n\r\nrequest"));
@@ -156,39 +147,57 @@ TEST_CASE("redirects are followed as POSTs, within HTTP, and not without end") {
 }
 
 TEST_CASE("a request that cannot start says so and can be released") {
+  const kesu_test::LogCapture log(common_base::kLogErrors);
+  GMainContext* const context = g_main_context_new();
+  g_main_context_push_thread_default(context);
+  const ScopedSettings settings("");
+  DoviHttpRequestFactory elsewhere;
+  g_main_context_pop_thread_default(context);
   Endpoint endpoint;
-  for (bool* const fails : {&curl_overrides.easy_init_fails, &curl_overrides.add_handle_fails}) {
-    *fails = true;
-    Exchange exchange(&endpoint.factory, "request");
-    CHECK(exchange.Start() != 0);
-    CHECK_FALSE(exchange.HasEnded());
-    *fails = false;
+  {
+    DoviHttpRequestFactory second;
+    const struct {
+      DoviHttpRequestFactory* factory;
+      bool* fault;
+      std::string error;
+    } cases[] = {
+        {&elsewhere, nullptr, "there is another DoviHttpRequestFactory"},
+        {&second, nullptr, "there is another DoviHttpRequestFactory"},
+        {&endpoint.factory, &curl_overrides.easy_init_fails, "curl has no memory"},
+        {&endpoint.factory, &curl_overrides.add_handle_fails, "Out of memory"},
+    };
+    for (const auto& c : cases) {
+      if (c.fault != nullptr) *c.fault = true;
+      Exchange exchange(c.factory, "request");
+      CHECK(exchange.Start() != 0);
+      CHECK_FALSE(exchange.HasEnded());
+      const common_kesu::TransportError error = exchange.request->last_transport_error();
+      CHECK(error.kind == common_kesu::TransportErrorKind::kNotStarted);
+      CHECK(TextOf(error.text) == c.error);
+      if (c.fault != nullptr) *c.fault = false;
+    }
   }
+  CHECK(log.lines() == std::vector<std::string>{
+                           "!!E: DoviHttpRequestFactory refuses to work: the thread's default "
+                           "main context is not GLib's default main context",
+                           "!!E: DoviHttpRequestFactory refuses to work: there is another "
+                           "DoviHttpRequestFactory"});
   endpoint.server.Reply({kOk});
   Exchange exchange(&endpoint.factory, "request");
   exchange.Run();
+  CHECK(exchange.Outcome() == "completed 200 ok");
   CHECK(exchange.request->Start(&exchange) != 0);
-}
-
-TEST_CASE("a request that is cancelled before anything is sent is never heard of") {
-  for (const bool is_started : {false, true}) {
-    Endpoint endpoint;
-    Exchange exchange(&endpoint.factory, "request");
-    if (is_started) REQUIRE(exchange.Start() == 0);
-    exchange.Cancel();
-    endpoint.RunAnotherExchange();
-    CHECK(endpoint.server.requests().empty());
-    CHECK_FALSE(exchange.HasEnded());
-  }
+  g_main_context_unref(context);
 }
 
 TEST_CASE("transfers that finish in one pass") {
   // The requester that is told first releases none of them, itself, or itself and the next. It
-  // starts another, and what it throws does not get out of the loop.
+  // starts another and waits for its end, throws, or does neither.
+  enum Deed { kStartsAnother, kRunsLoop, kThrows };
   for (const int releases : {0, 1, 2}) {
-    for (const bool throws : {false, true}) {
+    for (const Deed deed : {kStartsAnother, kRunsLoop, kThrows}) {
       CAPTURE(releases);
-      CAPTURE(throws);
+      CAPTURE(static_cast<int>(deed));
       Endpoint endpoint;
       Exchange another(&endpoint.factory, "another");
       Exchange exchanges[] = {
@@ -198,22 +207,21 @@ TEST_CASE("transfers that finish in one pass") {
         exchanges[i].on_end = [&, i] {
           if (++told > 1) return;
           for (int next = i; next < i + releases; ++next) exchanges[next % 3].Cancel();
-          CHECK(another.Start() == 0);
-          if (throws) throw 1;
+          REQUIRE(another.Start() == 0);
+          if (deed == kRunsLoop) CHECK(IterateUntil([&] { return another.HasEnded(); }));
+          if (deed == kThrows) throw 1;
         };
         REQUIRE(exchanges[i].Start() == 0);
       }
       REQUIRE(IterateUntil([&] { return endpoint.server.requests().size() == 3; }));
       kesu_test::Settle();
       const std::string failure = "HTTP/1.1 500 Oops\r\nContent-Length: 0\r\n\r\n";
-      for (int i = 0; i < 4; ++i) endpoint.server.Reply({throws ? failure : kOk});
+      for (int i = 0; i < 4; ++i) endpoint.server.Reply({deed == kThrows ? failure : kOk});
       while (told == 0) g_main_context_iteration(nullptr, TRUE);
-      // What was thrown keeps the others for the next pass.
-      const int all = releases == 2 ? 2 : 3;
-      CHECK(told == (throws ? 1 : all));
+      CHECK(told == (releases == 2 ? 2 : 3));
       CHECK(IterateUntil([&] { return another.HasEnded(); }));
       endpoint.RunAnotherExchange();
-      CHECK(told == all);
+      CHECK(told == (releases == 2 ? 2 : 3));
     }
   }
 }

@@ -1,12 +1,18 @@
 // The deployment settings and the timer of deferred requests.
 
+#include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include <doctest/doctest.h>
+#include <malloc.h>
+#include <unistd.h>
 
 #include "dovi/deferred_request_source.h"
 #include "dovi/fixture.h"
+#include "dovi/receive_buffer.h"
 
 #include "support/manual_clock.h"
 #include "support/recording_requester.h"
@@ -52,11 +58,56 @@ TEST_CASE("deployment settings") {
   CHECK(GetDoviDeploymentSettings().connect_timeout_ms == 5);
 }
 
+TEST_CASE("the keys of TLS are kept to oneself, whatever the environment says") {
+  const kesu_test::ScopedSettings restored("");
+  const std::string file =
+      std::filesystem::temp_directory_path() / ("dovi_test_keys." + std::to_string(getpid()));
+  setenv("SSLKEYLOGFILE", file.c_str(), 1);
+  for (const bool is_obeyed : {false, true}) {
+    DoviDeploymentSettings settings;
+    settings.obey_sslkeylogfile = is_obeyed;
+    REQUIRE(SetDoviDeploymentSettings(settings));
+    const DoviHttpRequestFactory factory;
+    CHECK(std::filesystem::remove(file) == is_obeyed);
+    CHECK(std::getenv("SSLKEYLOGFILE") == file);
+  }
+  unsetenv("SSLKEYLOGFILE");
+}
+
+TEST_CASE("what is received is seldom moved") {
+  ReceiveBuffer buffer(1 << 20);
+  int sizes = 0;
+  for (std::size_t size = 0, i = 0; i < 5000; ++i) {
+    REQUIRE(buffer.Append("x", 1));
+    const std::size_t now = malloc_usable_size(const_cast<unsigned char*>(buffer.bytes()));
+    sizes += std::exchange(size, now) != now;
+  }
+  CHECK(sizes < 20);
+}
+
 TEST_CASE("the loop waits for the request that is due first") {
   ManualClock clock(1000000);
   SimpleRequestQueue queue(&clock);
+  {
+    // Also on a thread that has a main context of its own.
+    GMainContext* const context = g_main_context_new();
+    g_main_context_push_thread_default(context);
+    const DeferredRequestSource timer(&queue, &clock);
+    g_main_context_pop_thread_default(context);
+    RecordingRequester requester;
+    queue.NewDeferredRequest(0)->Start(&requester);
+    CHECK_FALSE(g_main_context_iteration(nullptr, FALSE));
+    g_main_context_iteration(context, FALSE);
+    CHECK(requester.completed == 1);
+    g_main_context_unref(context);
+  }
   auto timer = std::make_unique<DeferredRequestSource>(&queue, &clock);
-  RecordingRequester early;
+  // A request may run the loop, which starts those that are due meanwhile.
+  RecordingRequester inner;
+  RecordingRequester early([&](auto*) {
+    queue.NewDeferredRequest(0)->Start(&inner);
+    CHECK(kesu_test::IterateUntil([&] { return inner.completed == 1; }));
+  });
   // The timer may be destroyed in the callback of a request.
   RecordingRequester late([&](auto*) { timer.reset(); });
   RecordingRequester never;

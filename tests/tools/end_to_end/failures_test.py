@@ -162,6 +162,7 @@ CASES = [
     Case("TLS", [ANSWER], 0, [POSITION], 1, TRUSTING, "sound"),
     Case("TLS, redirected out of it", [redirect(b"{other}/")], 3, NO_REDIRECT, 1, TRUSTING,
          "sound"),
+    Case("into TLS and out of it", [redirect(b"{secure}/")], 3, NO_REDIRECT, 1, TRUSTING),
     Case("TLS, unknown authority", [ANSWER], 3, TLS, 0, (), "sound", "issuer certificate"),
     Case("TLS, another name", [ANSWER], 3, TLS, 0, TRUSTING, "other-name", "127.0.0.1"),
     Case("TLS, expired", [ANSWER], 3, TLS, 0, TRUSTING, "expired", "certificate has expired"),
@@ -238,16 +239,19 @@ class Failures(unittest.TestCase):
                 bound.bind(("127.0.0.1", 0))
                 yield f"http://127.0.0.1:{bound.getsockname()[1]}", []
         else:
-            tls = None
-            if case.certificate:
-                tls = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
-                path = self.folder + "/"
-                tls.load_cert_chain(path + case.certificate + ".pem", path + "key.pem")
-            replies = [reply if callable(reply.content) else reply._replace(
-                content=reply.content.replace(b"{folder}", self.folder.encode())
-                .replace(b"{other}", self.other.url.encode())) for reply in case.replies]
-            with serving(*replies, tls=tls) as server:
+            places = {"folder": self.folder, "other": self.other.url, "secure": self.secure.url}
+            replies = [reply if callable(reply.content) else reply._replace(content=re.sub(
+                rb"{(\w+)}", lambda name: places[name[1].decode()].encode(), reply.content))
+                       for reply in case.replies]
+            with serving(*replies, tls=self.tls(case.certificate)) as server:
                 yield server.url, server.bodies
+
+    def tls(self, certificate):
+        if not certificate:
+            return None
+        tls = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+        tls.load_cert_chain(f"{self.folder}/{certificate}.pem", self.folder + "/key.pem")
+        return tls
 
     def run_case(self, case):
         arguments = ["--json", *(word.format(folder=self.folder) for word in case.options)]
@@ -262,7 +266,9 @@ class Failures(unittest.TestCase):
             os.mkfifo(self.folder + "/fifo")
             subprocess.run(["sh", "-ec", CERTIFICATES], cwd=self.folder, check=True,
                            capture_output=True)
-            ran = list(pool.map(self.run_case, CASES))
+            leave = redirect(self.other.url.encode() + b"/")
+            with serving(leave, tls=self.tls("sound")) as self.secure:
+                ran = list(pool.map(self.run_case, CASES))
         for case, (run, posts) in zip(CASES, ran, strict=True):
             with self.subTest(case.name):
                 lines = run.stdout.splitlines()
