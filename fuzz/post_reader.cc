@@ -1,48 +1,57 @@
-// Bodies of POSTs: what ReadPost takes can be written back byte for byte, and it takes what the
-// library writes.
+// Bodies of POSTs: what ReadPost takes can be written back byte for byte, http:echo has an answer
+// to it, and both understand what the library writes.
 #include "tools/kesu-server/post_reader.h"
 
+#include <deque>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "kesu/mux/header_request.h"
+#include "kesu/mux/http_request.h"
 #include "kesu/mux/kesu_request_builder.h"
-#include "kesu/mux/plain_request.h"
 
 #include "fuzz/byte_script.h"
+#include "tools/kesu-server/echo_service.h"
 
 namespace {
 
 using common_base::GString;
+using common_kesu::HttpRequest;
 using namespace kesu_fuzz;
+using kesu_server::Echo;
 using kesu_server::ServiceRequest;
 using kesu_test::BigEndian;
 
-std::string Counted(std::string_view text, int width) {
+std::string Counted(std::string_view text, int width = 2) {
   return BigEndian(text.size(), width).append(text);
 }
 
-std::string BytesOf(const ServiceRequest& request) {
-  const std::string body =
-      BigEndian(request.id, 2) + Counted(request.service, 2) + BigEndian(request.version, 2) +
-      (request.is_multipart ? std::string(request.payload) : Counted(request.payload, 4));
-  return BigEndian(body.size(), 4) + BigEndian(request.is_multipart ? 0x0101 : 0x0100, 2) + body;
+std::string Block(int type, const std::string& content) {
+  return BigEndian(content.size(), 4) + BigEndian(static_cast<unsigned>(type), 2) + content;
 }
 
 std::string BytesOf(const kesu_server::Post& post) {
-  const std::string header =
-      Counted(post.client_version, 2) + BigEndian(post.cookie, 8) + Counted(post.configuration, 2);
-  std::string bytes = BigEndian(1, 2) + BigEndian(header.size(), 4) + BigEndian(1, 2) + header;
-  for (const ServiceRequest& request : post.requests) bytes += BytesOf(request);
+  std::string bytes =
+      BigEndian(1, 2) + Block(1, Counted(post.client_version) + BigEndian(post.cookie, 8) +
+                                     Counted(post.configuration));
+  for (const ServiceRequest& request : post.requests) {
+    const std::string payload =
+        request.is_multipart ? std::string(request.payload) : Counted(request.payload, 4);
+    bytes += Block(request.is_multipart ? 0x0101 : 0x0100,
+                   BigEndian(request.id, 2) + Counted(request.service) +
+                       BigEndian(request.version, 2) + payload);
+  }
   return bytes;
 }
 
-bool Reads(std::string_view body) {
-  kesu_server::Post post;
-  if (const auto error = kesu_server::ReadPost(body, &post)) {
+bool Reads(std::string_view body, kesu_server::Post* post) {
+  if (const auto error = kesu_server::ReadPost(body, post)) {
     Require(error->offset <= body.size() && !error->description.empty());
     return false;
   }
-  Require(BytesOf(post) == body);
+  Require(BytesOf(*post) == body);
+  for (const ServiceRequest& request : post->requests) Require(Echo(request).status >= 200);
   return true;
 }
 
@@ -53,53 +62,89 @@ std::string TakeAscii(ByteScript* script) {
   return text;
 }
 
+/// Gives an HTTP-like request its bodies, which `texts` keeps. Yields all of them.
+std::string Fill(HttpRequest* request, ByteScript* script, std::deque<std::string>* texts) {
+  std::string bodies;
+  const auto new_body = [&] {
+    bodies += texts->emplace_back(script->TakeText(script->TakeByte()));
+    return new common_kesu::BufferChunkProvider(ViewOf(texts->back()));
+  };
+  request->SetConnectionProperty("Accept", "a/B");
+  if (script->Pick(2) == 1) request->set_root_body(new_body());
+  for (int left = script->Pick(3); left > 0; --left) {
+    auto* const part = new common_kesu::BodyPart("text/xml;q=1", new_body());
+    part->set_content_id("id");
+    part->AddProperty("p", "v");
+    request->AddBodyPart(part);
+  }
+  return bodies;
+}
+
 void WriteWithTheLibraryAndRead(ByteScript script) {
   common_kesu::MuxConfig config;
-  std::string client_version;
-  for (GString* part : {&config.product, &config.version, &config.platform,
-                        &config.distribution_channel, &config.locale}) {
-    const std::string text = TakeAscii(&script);
-    *part = GString(ViewOf(text));
-    client_version += (part == &config.product ? "" : ",") + text;
-  }
+  const std::string product = TakeAscii(&script);
+  config.product = GString(ViewOf(product));
+  config.locale = "en";
   const std::string configuration = TakeAscii(&script);
   config.configuration = GString(ViewOf(configuration));
-  const std::int64_t high = script.TakeInt16();
-  const std::int64_t cookie = high << 48 | script.TakeUint32();
-  std::string expected = BytesOf({client_version, cookie, configuration, {}});
-
   common_base::ByteVector written;
   KesuRequestBuilder out(&written);
   common_kesu::HeaderRequest header(config);
-  header.set_cookie(cookie);
+  header.set_cookie(std::int64_t{script.TakeInt16()} << 48 | script.TakeUint32());
   header.WriteHeader(&out);
   header.WriteBody(&out);
+
+  // What each request says; of an HTTP-like one, the end of the answer in place of its payload.
+  std::vector<ServiceRequest> wanted;
+  std::deque<std::string> texts;
   while (!script.IsAtEnd()) {
-    const std::string service = TakeAscii(&script);
-    ServiceRequest wanted;
-    wanted.service = service;
-    wanted.id = static_cast<std::int16_t>(script.TakeInt16());
-    wanted.version = static_cast<std::int16_t>(script.TakeInt16());
-    wanted.payload = script.TakeText(script.TakeByte());
-    expected += BytesOf(wanted);
-    const common_base::ByteView payload = ViewOf(wanted.payload);
-    common_kesu::PlainRequest request(GString(ViewOf(service)),
-                                      common_kesu::ServiceVersion{wanted.version},
-                                      payload.IsEmpty() ? nullptr : &payload);
-    request.set_id(wanted.id);
-    request.WriteHeader(&out);
-    request.WriteBody(&out);
+    ServiceRequest what;
+    what.id = static_cast<std::int16_t>(script.TakeInt16());
+    what.is_multipart = script.Pick(2) == 1;
+    what.service =
+        texts.emplace_back(what.is_multipart ? kesu_server::kEchoServiceName : TakeAscii(&script));
+    what.version = static_cast<std::int16_t>(script.TakeInt16());
+    const common_kesu::ServiceVersion version{what.version};
+    what.payload = script.TakeText(what.is_multipart ? 0 : script.TakeByte());
+    const common_base::ByteView payload = ViewOf(what.payload);
+    auto request = std::make_unique<common_kesu::PlainRequest>(
+        GString(ViewOf(what.service)), version, payload.IsEmpty() ? nullptr : &payload);
+    if (what.is_multipart) {
+      auto http = std::make_unique<HttpRequest>(kesu_server::kEchoServiceName, version);
+      what.payload = texts.emplace_back(Fill(http.get(), &script, &texts));
+      request = std::move(http);
+    }
+    // Measured before it gets its number, as the multiplexer does.
+    const int end = written.length() + request->GetTotalLength();
+    request->set_id(what.id);
+    request->WriteHeader(&out);
+    request->WriteBody(&out);
+    Require(written.length() == end);
+    wanted.push_back(what);
   }
+
   const std::string body(written.begin(), written.end());
-  Require(body == expected && Reads(body));
+  kesu_server::Post post;
+  Require(Reads(body, &post) && post.requests.size() == wanted.size());
+  Require(post.client_version == product + ",,,,en" && post.cookie == header.cookie() &&
+          post.configuration == configuration);
+  for (std::size_t i = 0; i < wanted.size(); ++i) {
+    const ServiceRequest& read = post.requests[i];
+    Require(read.id == wanted[i].id && read.service == wanted[i].service &&
+            read.version == wanted[i].version);
+    const kesu_server::ServiceReply echo = Echo(read);
+    Require(wanted[i].is_multipart ? echo.status == 200 && echo.payload.ends_with(wanted[i].payload)
+                                   : read.payload == wanted[i].payload);
+  }
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   ByteScript script(bytes, size);
+  kesu_server::Post post;
   if (script.TakeByte() % 2 == 0) {
-    Reads(script.TakeRest());
+    Reads(script.TakeRest(), &post);
   } else {
     WriteWithTheLibraryAndRead(script);
   }
