@@ -61,8 +61,10 @@ GTime GTime::GTimeFromSeconds(int seconds_since_epoch) {
 
 GTime GTime::GTimeFromMilliseconds(long long millis_since_epoch) {
   GWASSERT_AT(76, millis_since_epoch <= kMaxMillis);
-  GTime time = GTimeFromSeconds(static_cast<int>(millis_since_epoch / kMillisecondsPerSecond));
-  time.set_millisecond(static_cast<int>(millis_since_epoch % kMillisecondsPerSecond));
+  const bool is_in_second_before = millis_since_epoch % kMillisecondsPerSecond < 0;
+  const long long seconds = millis_since_epoch / kMillisecondsPerSecond - is_in_second_before;
+  GTime time = GTimeFromSeconds(static_cast<int>(seconds));
+  time.set_millisecond(Modulo(millis_since_epoch, kMillisecondsPerSecond));
   return time;
 }
 

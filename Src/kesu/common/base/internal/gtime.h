@@ -44,7 +44,8 @@ class GTime {
 
   /// The time that many seconds after 1970-01-01 00:00:00.
   static GTime GTimeFromSeconds(int seconds_since_epoch);
-  /// Reports a broken contract for times after kMaxMillis.
+  /// Reports a broken contract for times after kMaxMillis. Times before 1970 are rounded down to
+  /// the millisecond of their second like all others; their year wraps around.
   static GTime GTimeFromMilliseconds(long long millis_since_epoch);
 
   int year() const { return static_cast<int>(year_) + kFirstYear; }
