@@ -1,6 +1,8 @@
 #ifndef KESU_COMMON_BASE_VECTOR_H_
 #define KESU_COMMON_BASE_VECTOR_H_
 
+#include <cstddef>
+#include <functional>
 #include <memory>
 #include <new>
 #include <type_traits>
@@ -10,12 +12,22 @@
 
 namespace common_base {
 
-/// What GVector and GVectorRef share: typed reading of a GVectorImpl, and a destructor that
-/// destroys the elements when the buffer is owned. Elements must survive being moved bitwise.
 template <typename T>
-class GTypedVector : public GVectorImpl {
+class GVectorRef;
+
+/// What GVector and GVectorRef share: typed reading of a GVectorImpl, and a destructor that
+/// destroys the elements when the buffer is owned. Elements must survive being moved bitwise. What
+/// would change the untyped elements behind their back is out of reach.
+template <typename T>
+class GTypedVector : protected GVectorImpl {
  public:
   using value_type = std::remove_const_t<T>;
+
+  using GVectorImpl::AssertIndexInRange;
+  using GVectorImpl::capacity;
+  using GVectorImpl::element_size;
+  using GVectorImpl::length;
+  using GVectorImpl::owns_buffer;
 
   T* data() const { return static_cast<T*>(GVectorImpl::data()); }
   T* begin() const { return data(); }
@@ -23,10 +35,9 @@ class GTypedVector : public GVectorImpl {
   bool IsEmpty() const { return length() == 0; }
   T& operator[](int index) const { return data()[index]; }
 
-  /// GVectorImpl's, with addresses of elements.
-  T* EraseItems(T* position, int count) {
-    std::destroy_n(position, count);
-    return static_cast<T*>(GVectorImpl::EraseItems(MutableAddress(position), count));
+  /// GVectorImpl's.
+  bool BitwiseEquals(const GVectorRef<const value_type>& other) const {
+    return GVectorImpl::BitwiseEquals(other);
   }
 
  protected:
@@ -39,6 +50,10 @@ class GTypedVector : public GVectorImpl {
   }
 
   static void* MutableAddress(T* address) { return const_cast<std::remove_const_t<T>*>(address); }
+
+ private:
+  template <typename U>
+  friend class GTypedVector;
 };
 
 /// A view on elements that live elsewhere: copying it copies the reference, not the elements. What
@@ -58,11 +73,12 @@ class GVectorRef : public GTypedVector<T> {
 
   GVectorRef(const GVectorRef& other)
       : Base(kReferenceExistingBuffer, other.data(), other.length()) {}
-  GVectorRef(GVectorRef&& other) noexcept { this->swap(&other); }
+  GVectorRef(GVectorRef&& other) noexcept { swap(&other); }
   GVectorRef& operator=(GVectorRef other) noexcept {
-    this->swap(&other);
+    swap(&other);
     return *this;
   }
+  void swap(GVectorRef* other) noexcept { GVectorImpl::swap(other); }
 
   /// A view of any vector of the same elements, const added where wanted.
   template <typename U>
@@ -77,8 +93,8 @@ class GVectorRef : public GTypedVector<T> {
       : Base(kReferenceExistingBuffer, other.data(), other.length()) {}
 };
 
-/// A growable array that owns its elements (or, built with kReferenceExistingBuffer, a view that
-/// must not be resized).
+/// A growable array that owns its elements. (Built with kReferenceExistingBuffer, for elements
+/// without a destructor, it owns none until it is changed: it then works on a copy.)
 template <typename T>
 class GVector : public GTypedVector<T> {
   using Base = GTypedVector<T>;
@@ -86,25 +102,27 @@ class GVector : public GTypedVector<T> {
 
  public:
   GVector() = default;
-  GVector(ReferenceExistingBuffer tag, T* buffer, int count) : Base(tag, buffer, count) {}
+  GVector(ReferenceExistingBuffer tag, T* buffer, int count) requires(kPlain)
+      : Base(tag, buffer, count) {}
   GVector(TakeOwnershipOfExistingBuffer tag, T* buffer, int count) : Base(tag, buffer, count) {}
   GVector(AllocateAndCopy tag, const T* source, int count) requires(kPlain)
       : Base(tag, const_cast<T*>(source), count) {}
   GVector(const GVector&) = delete;
   GVector& operator=(const GVector&) = delete;
-  GVector(GVector&& other) noexcept { this->swap(&other); }
+  GVector(GVector&& other) noexcept { swap(&other); }
   GVector& operator=(GVector&& other) noexcept {
     GVector moved(std::move(other));
-    this->swap(&moved);
+    swap(&moved);
     return *this;
   }
+  void swap(GVector* other) noexcept { GVectorImpl::swap(other); }
 
   /// GVectorImpl's. Elements with a destructor are destroyed when they are cut off and
   /// default-made when they are new; others are left as they are.
   void AdjustLength(int length) {
     const int old_length = this->length();
     if constexpr (!kPlain) {
-      if (length < old_length && this->owns_buffer()) {
+      if (length >= 0 && length < old_length) {
         std::destroy_n(this->data() + length, old_length - length);
       }
     }
@@ -125,20 +143,27 @@ class GVector : public GTypedVector<T> {
     new (static_cast<void*>(this->end() - 1)) T(std::move(value));
   }
 
-  /// Appends copies of the elements of `source`, which must not refer into this vector.
+  /// Appends copies of the elements of `source`, which may be some of this vector's own.
   void AppendAll(const GVectorRef<const T>& source) {
-    T* gap = static_cast<T*>(
-        GVectorImpl::InsertItems(this->end(), source.length(), kPlain ? source.data() : nullptr));
-    if constexpr (!kPlain) {
-      std::uninitialized_copy_n(source.data(), source.length(), gap);
-    } else {
-      static_cast<void>(gap);
-    }
+    const T* from = source.data();
+    const bool is_own =
+        std::less_equal<>()(this->begin(), from) && std::less<>()(from, this->end());
+    const std::ptrdiff_t offset = is_own ? from - this->begin() : 0;
+    T* gap = static_cast<T*>(GVectorImpl::InsertItems(this->end(), source.length(), nullptr));
+    std::uninitialized_copy_n(is_own ? this->begin() + offset : from, source.length(), gap);
   }
+
+  using GVectorImpl::SetReserve;
 
   /// GVectorImpl's, for elements that are plain bytes.
   T* InsertItems(T* position, int count, const T* source) requires(kPlain) {
     return static_cast<T*>(GVectorImpl::InsertItems(position, count, source));
+  }
+
+  /// GVectorImpl's. The elements are destroyed.
+  T* EraseItems(T* position, int count) {
+    std::destroy_n(position, count);
+    return static_cast<T*>(GVectorImpl::EraseItems(position, count));
   }
 
   void Clear() { AdjustLength(0); }

@@ -26,11 +26,9 @@ int DoubledCapacity(int capacity) {
 }  // namespace
 
 GVectorImpl::GVectorImpl(AllocateAndCopy, int element_size, const void* source, int count)
-    : data_(GAlloc(ByteSize(count, element_size))),
-      capacity_(count),
-      length_(count),
-      element_size_(element_size) {
-  if (source != nullptr) GMemmove(data_, source, ByteSize(count, element_size));
+    : GVectorImpl(element_size) {
+  AdjustLength(std::max(count, 0));
+  if (source != nullptr) GMemmove(data_, source, ByteSize(length_, element_size));
 }
 
 GVectorImpl::~GVectorImpl() {
@@ -42,8 +40,13 @@ char* GVectorImpl::AddressOf(int index) const {
 }
 
 void GVectorImpl::Reallocate(int capacity) {
-  // A foreign buffer, left over in a view that was emptied, is not ours to resize.
-  data_ = GReallocf(owns_buffer() ? data_ : nullptr, ByteSize(capacity, element_size_));
+  const unsigned size = ByteSize(capacity, element_size_);
+  if (owns_buffer()) {
+    data_ = GReallocf(data_, size);
+  } else {
+    const void* foreign = std::exchange(data_, GAlloc(size));
+    GMemmove(data_, foreign, ByteSize(std::min(capacity, length_), element_size_));
+  }
   capacity_ = capacity;
 }
 
@@ -73,6 +76,7 @@ void GVectorImpl::SetReserve(int capacity) {
 }
 
 void* GVectorImpl::InsertItems(void* position, int count, const void* source) {
+  if (count < 0 || count > INT_MAX - length_) std::abort();
   const std::ptrdiff_t offset =
       data_ == nullptr ? 0 : static_cast<char*>(position) - static_cast<char*>(data_);
   const std::ptrdiff_t tail = AddressOf(length_) - AddressOf(0) - offset;
@@ -87,8 +91,9 @@ void* GVectorImpl::InsertItems(void* position, int count, const void* source) {
 
 void* GVectorImpl::EraseItems(void* position, int count) {
   if (count == 0) return nullptr;
-  char* erased = static_cast<char*>(position);
-  const std::ptrdiff_t offset = erased - AddressOf(0);
+  const std::ptrdiff_t offset = static_cast<char*>(position) - AddressOf(0);
+  if (!owns_buffer()) Reallocate(length_);
+  char* erased = AddressOf(0) + offset;
   const char* tail = erased + ByteSize(count, element_size_);
   GMemmove(erased, tail, static_cast<std::size_t>(AddressOf(length_) - tail));
   AdjustLength(length_ - count);

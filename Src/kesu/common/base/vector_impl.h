@@ -17,14 +17,18 @@ inline constexpr AllocateAndCopy kAllocateAndCopy{};
 
 /// The one growable array behind GVector and GVectorRef. To it elements are plain bytes: they are
 /// moved with GMemmove and never constructed or destroyed. A capacity of 0 with a length above 0
-/// is a view on a foreign buffer; a view may only be resized to length 0.
+/// is a view on a foreign buffer, which is never written to: what changes the vector, other than
+/// emptying it, copies the elements into a buffer of its own first. Negative counts of elements are
+/// 0 for a constructor; elsewhere they, and those beyond what an int can count, end the process.
 class GVectorImpl {
  public:
   explicit GVectorImpl(int element_size) : element_size_(element_size) {}
   GVectorImpl(ReferenceExistingBuffer, int element_size, void* buffer, int count)
-      : data_(buffer), length_(count), element_size_(element_size) {}
+      : data_(buffer), length_(count < 0 ? 0 : count), element_size_(element_size) {}
   GVectorImpl(TakeOwnershipOfExistingBuffer, int element_size, void* buffer, int count)
-      : data_(buffer), capacity_(count), length_(count), element_size_(element_size) {}
+      : GVectorImpl(kReferenceExistingBuffer, element_size, buffer, count) {
+    capacity_ = length_;
+  }
   GVectorImpl(AllocateAndCopy, int element_size, const void* source, int count);
   GVectorImpl(const GVectorImpl&) = delete;
   GVectorImpl& operator=(const GVectorImpl&) = delete;
@@ -76,6 +80,7 @@ class GVectorImpl {
 
  private:
   char* AddressOf(int index) const;
+  /// Moves the elements, as far as they fit, into a buffer for `capacity` elements.
   void Reallocate(int capacity);
 
   void* data_ = nullptr;
