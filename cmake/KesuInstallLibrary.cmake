@@ -15,6 +15,7 @@ set(public_headers
   kesu/common/base/gstring.h
   kesu/common/base/internal/async.h
   kesu/common/base/internal/gtime.h
+  kesu/common/base/internal/life_watch.h
   kesu/common/base/internal/null_requester.h
   kesu/common/base/internal/posix_clock.h
   kesu/common/base/internal/request_adapter.h

@@ -20,7 +20,8 @@ class RequestInterface : public HeapObject {
   /// Stops the request: its requester hears nothing more. Most requests delete themselves here, so
   /// the caller must not touch the request afterwards.
   virtual void Cancel() = 0;
-  virtual ~RequestInterface() = default;
+  /// A null requester that waits for the request goes with it.
+  virtual ~RequestInterface();
 };
 
 /// The party that waits for a request. The request passes itself, for comparison only: it may

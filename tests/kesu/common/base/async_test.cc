@@ -34,25 +34,18 @@ TEST_CASE("deferred requests complete when due, equal ones as started, cancelled
     clock.Advance(i % 3 % 2);  // The delay counts from the start.
     request->Start(&requesters.emplace_back(
         [&, i](RequestInterface*) { completed.emplace_back(clock.TickCount(), i); }));
-    if (i % 8 == 0) {
-      request->Cancel();
-    } else {
-      expected.emplace_back(clock.TickCount() + delay, i);
-    }
+    i % 8 == 0 ? request->Cancel() : void(expected.emplace_back(clock.TickCount() + delay, i));
   }
   std::sort(expected.begin(), expected.end());
   for (; clock.TickCount() < 2000; clock.Advance(1)) queue.StartDeferredRequests();
   CHECK((completed == expected));
   CHECK(queue.TimeOfNextRequest() == 2000 + 10'000'000);
-}
-
-TEST_CASE("a due time that ticks cannot hold is the last or first tick") {
-  RecordingRequester unheard;
+  // A due time that ticks cannot hold is the last or first tick.
   for (const bool is_last : {false, true}) {
-    const ManualClock clock(is_last ? LLONG_MAX - 5 : LLONG_MIN + 5);
-    SimpleRequestQueue queue(&clock);
-    queue.NewDeferredRequest(is_last ? 10 : -10)->Start(&unheard);  // Deleted with the queue.
-    CHECK(queue.TimeOfNextRequest() == (is_last ? LLONG_MAX : LLONG_MIN));
+    const ManualClock at_end(is_last ? LLONG_MAX - 5 : LLONG_MIN + 5);
+    SimpleRequestQueue last_queue(&at_end);
+    last_queue.NewDeferredRequest(is_last ? 10 : -10)->Start(&requesters[0]);
+    CHECK(last_queue.TimeOfNextRequest() == (is_last ? LLONG_MAX : LLONG_MIN));
   }
 }
 
@@ -82,54 +75,60 @@ TEST_CASE("a clock that is set back costs the time since it was last read, and k
   }
 }
 
-TEST_CASE("requests started and cancelled from inside a callback") {
+TEST_CASE("what a callback starts, cancels and deletes, the queue included") {
   ManualClock clock;
-  SimpleRequestQueue queue(&clock);
+  auto queue = std::make_unique<SimpleRequestQueue>(&clock);
   RecordingRequester heard;
   RecordingRequester unheard;
-  RequestInterface* second = queue.NewDeferredRequest(0);
+  RequestInterface* second = queue->NewDeferredRequest(0);
   RecordingRequester first([&](RequestInterface* self) {
-    queue.NewDeferredRequest(0)->Start(&heard);
-    queue.NewDeferredRequest(1)->Cancel();  // Deletes itself.
-    clock.Advance(5);                       // The pass goes on with the time of its beginning.
-    queue.NewDeferredRequest(0)->Start(&heard);
+    queue->NewDeferredRequest(0)->Start(&heard);
+    queue->NewDeferredRequest(1)->Cancel();  // Deletes itself.
+    clock.Advance(5);                        // The pass goes on with the time of its beginning.
+    queue->NewDeferredRequest(0)->Start(&heard);
     second->Cancel();
     self->Cancel();
   });
-  queue.NewDeferredRequest(0)->Start(&first);
+  queue->NewDeferredRequest(0)->Start(&first);
   second->Start(&unheard);
   for (const int pass : {1, 2}) {
-    queue.StartDeferredRequests();
+    queue->StartDeferredRequests();
     CHECK(heard.completed == pass);
   }
+  RecordingRequester nested([&](RequestInterface*) { queue->StartDeferredRequests(); });
+  RecordingRequester last([&](RequestInterface*) { queue.reset(); });
+  for (auto* each : {&nested, &last, &unheard}) queue->NewDeferredRequest(0)->Start(each);
+  queue->StartDeferredRequests();
+  CHECK(queue == nullptr);
   CHECK(unheard.completed == 0);
 }
 
 TEST_CASE("broken contracts of deferred requests are reported and otherwise survived") {
-  const ManualClock clock(1);
+  ManualClock clock(1);
   const LogCapture log(kLogErrors);
   RecordingRequester requester;
-  // Never run nor destroyed: a request that is started twice waits twice.
-  static auto* const queue = new SimpleRequestQueue(&clock);
-  queue->NewDeferredRequest(2147483646)->Cancel();
-  CHECK(log.lines().empty());
-  queue->NewDeferredRequest(-1)->Start(&requester);
-  CHECK(queue->TimeOfNextRequest() == 0);
-  queue->NewDeferredRequest(2147483647)->Start(nullptr);
-  RequestInterface* twice = queue->NewDeferredRequest(1);
-  twice->Start(&requester);
-  twice->Cancel();
-  twice->Cancel();
-  twice->Start(&requester);
+  SimpleRequestQueue queue(&clock);
+  queue.NewDeferredRequest(2147483646)->Cancel();
+  queue.NewDeferredRequest(-1)->Start(&requester);
+  CHECK(queue.TimeOfNextRequest() == 0);
+  queue.NewDeferredRequest(2147483647)->Start(nullptr);
+  RequestInterface* unheard = queue.NewDeferredRequest(1);
+  unheard->Start(nullptr);
+  unheard->Cancel();
+  RequestInterface* twice = queue.NewDeferredRequest(1);
+  for (const int result : {0, 1}) CHECK(twice->Start(&requester) == result);
+  for (int i = 0; i < 2; ++i) twice->Cancel();
+  CHECK(twice->Start(&requester) == 1);
+  clock.Advance(2147483647);
+  queue.StartDeferredRequests();
+  CHECK(requester.completed == 1);
   std::string reports;
-  for (const std::string& line : log.lines()) reports += line.substr(line.rfind("async:")) + "\n";
+  for (const std::string& line : log.lines()) {
+    reports += line.substr(line.rfind("async:") + 6, 4) + line.substr(line.rfind(": ") + 1) + "; ";
+  }
   CHECK(reports ==
-        "async:191: GWASSERT failed: delay >= 0\n"
-        "async:192: GWASSERT failed: delay < kint32max\n"
-        "async:200: GWASSERT failed: requester\n"
-        "async:216: GWASSERT failed: !cancelled_\n"
-        "async:201: GWASSERT failed: !requester_\n"
-        "async:202: GWASSERT failed: !cancelled_\n");
+        "191: delay >= 0; 192: delay < kint32max; 200: requester; 200: requester; "
+        "201: !requester_; 216: !cancelled_; 201: !requester_; 202: !cancelled_; ");
 }
 
 namespace {
@@ -156,8 +155,8 @@ struct OwnedRequest final : RequestInterface {
 
 struct Adapter final : RequestAdapter {
   explicit Adapter(RequestInterface* inner) { InitRequestAdapter(inner, "TestAdapter"); }
-  void OnInnerRequestComplete(RequestInterface*) override { at_inner_end(this); }
-  void OnInnerRequestFailed(RequestInterface*) override { at_inner_end(this); }
+  void OnInnerRequestComplete(RequestInterface* inner) override { OnInnerRequestFailed(inner); }
+  void OnInnerRequestFailed(RequestInterface*) override { std::exchange(at_inner_end, {})(this); }
   using RequestAdapter::ResetInnerRequest;
   using RequestAdapter::SetSucceeded;
 
@@ -173,6 +172,14 @@ TEST_CASE("null requesters go with their requests; resetting cancels what is out
     for (const int ended : {0, 2, 4}) requests[ended].End(ended == 2);
     requests[3].at_cancel = [&] { requests[7].Start(NullRequester(&requests[7])); };
     requests[5].at_cancel = [] { ResetAsync(0); };
+    const ManualClock clock;
+    auto queue = std::make_unique<SimpleRequestQueue>(&clock);
+    for (int i = 0; i < 2; ++i) {
+      RequestInterface* gone = queue->NewDeferredRequest(0);
+      for (int k = 0; k <= i; ++k) gone->Start(NullRequester(gone));
+      if (i == 0) gone->Cancel();
+    }
+    queue.reset();
     for (int i = 0; i < 2; ++i) reset();
     std::string cancelled;
     for (const OwnedRequest& request : requests) cancelled += std::to_string(request.cancelled);
@@ -180,19 +187,25 @@ TEST_CASE("null requesters go with their requests; resetting cancels what is out
   }
 }
 
-TEST_CASE("an adapter reports its inner request's outcome, as the subclass leaves it, and logs") {
-  for (const int bits : {0, 1, 2, 3}) {
-    const bool succeeds = (bits & 1) != 0;
-    const bool changes = (bits & 2) != 0;
+TEST_CASE("an adapter reports its last inner request's outcome, as the subclass leaves it") {
+  for (int bits = 0; bits < 16; ++bits) {
+    CAPTURE(bits);
+    const auto bit = [bits](int place) { return (bits >> place & 1) != 0; };
+    const bool succeeds = bit(0), changes = bit(1), chains = bit(2), starts = bit(3);
     auto inner = std::make_unique<OwnedRequest>();
     auto* adapter = new Adapter(inner.get());
-    if (changes) adapter->at_inner_end = [=](Adapter* self) { self->SetSucceeded(!succeeds); };
-    int completed = -1;
+    OwnedRequest next;
+    next.start_result = starts ? 0 : -1;
+    adapter->at_inner_end = [&](Adapter* self) {
+      if (changes) self->SetSucceeded(!succeeds);
+      self->at_inner_end = [](Adapter*) {};
+      if (chains) self->ResetInnerRequest(&next);
+    };
+    int told = 0;
     std::unique_ptr<RecordingRequester> requester;
     requester = std::make_unique<RecordingRequester>([&](RequestInterface* request) {
       CHECK(request == adapter);
-      CHECK(inner->cancelled == 0);
-      completed = requester->completed;
+      told = requester->completed - requester->failed;
       inner.reset();  // Both may go from inside the callback.
       requester.reset();
     });
@@ -201,47 +214,45 @@ TEST_CASE("an adapter reports its inner request's outcome, as the subclass leave
     const auto id = std::to_string(static_cast<int>(reinterpret_cast<std::uintptr_t>(adapter)));
     const std::string start = "  D: RequestAdapter TestAdapter " + id + ": ";
     const std::string end = succeeds ? "complete" : "failed";
+    std::vector lines = {start + "start", start + "inner request " + end};
     adapter->Start(requester.get());
+    adapter->OnRequestMadeProgress(inner.get());
+    CHECK(requester->last_request == adapter);
+    adapter->OnRequestFailed(&next);  // Not its inner request.
     inner->End(succeeds);
-    CHECK(completed == (succeeds != changes ? 1 : 0));
-    CHECK(log.lines() == std::vector{start + "start", start + "inner request " + end, start + end});
+    CHECK(next.cancelled == (chains && !starts ? 1 : 0));
+    if (chains && starts) {
+      inner->End(true);  // No longer its inner request.
+      CHECK(told == 0);
+      next.End(succeeds);
+      lines.push_back(lines.back());
+    }
+    const bool is_good = chains ? succeeds && starts : succeeds != changes;
+    CHECK(told == (is_good ? 1 : -1));
+    lines.push_back(start + end);
+    CHECK(log.lines() == lines);
   }
 }
 
-TEST_CASE("an adapter waits for chained inner requests and ignores strange ones") {
-  for (const bool starts : {true, false}) {
-    OwnedRequest first;
-    OwnedRequest second;
-    second.start_result = starts ? 0 : -1;
-    RecordingRequester requester;
-    auto* adapter = new Adapter(&first);
-    adapter->at_inner_end = [&](Adapter* self) {
-      if (second.requester == nullptr) self->ResetInnerRequest(&second);
+TEST_CASE("an adapter goes from wherever it is cancelled or deleted, and tells nobody") {
+  for (const int how : {0, 1, 2}) {
+    const auto end = [how](Adapter* self) {
+      how == 0 ? self->Cancel() : how == 1 ? delete self : ResetAsync(0);
     };
-    adapter->Start(&requester);
-    adapter->OnRequestMadeProgress(&first);
-    CHECK(requester.last_request == adapter);
-    adapter->OnRequestFailed(&second);
-    first.End(starts);
-    // One that cannot be started is a failure of the adapter.
-    CHECK(requester.failed == (starts ? 0 : 1));
-    CHECK(second.cancelled == (starts ? 0 : 1));
-    if (!starts) continue;
-    first.End(true);  // No longer its inner request.
-    CHECK(requester.completed == 0);
-    second.End(true);
-    CHECK(requester.completed == 1);
-  }
-}
-
-TEST_CASE("cancelling and deleting an adapter cancel the inner request and tell nobody") {
-  for (const bool by_cancel : {true, false}) {
-    OwnedRequest inner;
-    RecordingRequester requester;
-    auto* adapter = new Adapter(&inner);
-    adapter->Start(&requester);
-    by_cancel ? adapter->Cancel() : delete adapter;
-    CHECK(inner.cancelled == 1);
-    CHECK(requester.completed + requester.failed == 0);
+    enum { kOutside, kAtInnerEnd, kAtInnerCancel, kAtOutcome };
+    for (const int where : {kOutside, kAtInnerEnd, kAtInnerCancel, kAtOutcome}) {
+      CAPTURE(where);
+      OwnedRequest inner;
+      auto* adapter = new Adapter(&inner);
+      RecordingRequester requester([&](RequestInterface*) { end(adapter); });
+      adapter->Start(how == 2 ? NullRequester(adapter) : &requester);
+      if (where == kAtInnerEnd) adapter->at_inner_end = end;
+      if (where == kAtInnerCancel) inner.at_cancel = [&] { end(adapter); };
+      if (where == kAtInnerEnd || where == kAtOutcome) inner.End(true);
+      if (where == kOutside) end(adapter);
+      if (where == kAtInnerCancel) adapter->Cancel();
+      CHECK(inner.cancelled == (where % 2 == 0 ? 1 : 0));
+      CHECK(requester.completed == (where == kAtOutcome && how != 2 ? 1 : 0));
+    }
   }
 }

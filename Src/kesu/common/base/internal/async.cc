@@ -5,6 +5,8 @@
 #include <utility>
 
 #include "kesu/common/base/assertions.h"
+#include "kesu/common/base/internal/null_requester.h"
+#include "kesu/common/base/scoped_ptr.h"
 
 namespace common_base {
 namespace {
@@ -30,6 +32,7 @@ RequestInterface* SimpleRequestQueue::NewDeferredRequest(long long delay) {
 }
 
 void SimpleRequestQueue::Insert(DeferredRequest* request) {
+  request->is_started_ = true;
   request->sequence_number_ = next_sequence_number_++;
   pending_.Append(request);
   std::push_heap(pending_.begin(), pending_.end(),
@@ -46,10 +49,11 @@ SimpleRequestQueue::DeferredRequest* SimpleRequestQueue::RemoveFirst() {
 
 void SimpleRequestQueue::StartDeferredRequests() {
   const long long now = ticks_.Now();
-  while (!pending_.IsEmpty() && pending_[0]->due_time_ <= now) {
-    DeferredRequest* request = RemoveFirst();
-    if (!request->cancelled_) request->requester_->OnRequestComplete(request);
-    delete request;
+  const LifeWatch::Scope scope(&life_);
+  while (!scope.IsOver() && !pending_.IsEmpty() && pending_[0]->due_time_ <= now) {
+    const ScopedPtr<DeferredRequest> request(RemoveFirst());
+    if (request->cancelled_ || request->requester_ == nullptr) continue;
+    request->requester_->OnRequestComplete(request.get());
   }
 }
 
@@ -69,6 +73,7 @@ int SimpleRequestQueue::DeferredRequest::Start(RequesterInterface* requester) {
   GWASSERT_AT(200, requester);
   GWASSERT_AT(201, !requester_);
   GWASSERT_AT(202, !cancelled_);
+  if (is_started_) return 1;
   requester_ = requester;
   due_time_ = TickAfter(queue_->ticks_.Now(), delay_);
   queue_->Insert(this);
@@ -77,10 +82,11 @@ int SimpleRequestQueue::DeferredRequest::Start(RequesterInterface* requester) {
 
 void SimpleRequestQueue::DeferredRequest::Cancel() {
   GWASSERT_AT(216, !cancelled_);
-  if (requester_ == nullptr) {
-    delete this;
-  } else {
+  if (is_started_) {
     cancelled_ = true;
+    ForgetNullRequesters(this);
+  } else {
+    delete this;
   }
 }
 

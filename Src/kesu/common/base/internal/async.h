@@ -2,6 +2,7 @@
 #define KESU_COMMON_BASE_INTERNAL_ASYNC_H_
 
 #include "kesu/common/base/clock_interface.h"
+#include "kesu/common/base/internal/life_watch.h"
 #include "kesu/common/base/internal/steady_ticks.h"
 #include "kesu/common/base/request_interface.h"
 #include "kesu/common/base/vector.h"
@@ -19,7 +20,9 @@ class SimpleRequestQueue : public RequestQueueInterface {
   explicit SimpleRequestQueue(const ClockInterface* clock) : ticks_(clock) {}
   SimpleRequestQueue(const SimpleRequestQueue&) = delete;
   SimpleRequestQueue& operator=(const SimpleRequestQueue&) = delete;
-  /// Deletes the requests still waiting, in order, without telling anybody.
+  /// Deletes the requests still waiting, in order, without telling anybody. Allowed from inside a
+  /// callback of the queue. Requests that were made and not started are not the queue's: they have
+  /// to be cancelled or deleted, and cannot be started any more.
   ~SimpleRequestQueue() override;
 
   /// Reports a broken contract for a negative delay and for one of 2147483647 ticks or more, and
@@ -45,6 +48,7 @@ class SimpleRequestQueue : public RequestQueueInterface {
   GVector<DeferredRequest*> pending_;
   /// Tells requests that are due at the same tick apart.
   long long next_sequence_number_ = 0;
+  LifeWatch life_;
 };
 
 /// A request that completes after a delay. Deletes itself: after completing, on Cancel() before
@@ -53,6 +57,7 @@ class SimpleRequestQueue::DeferredRequest : public RequestInterface {
  public:
   DeferredRequest(SimpleRequestQueue* queue, long long delay);
 
+  /// Not 0, and without effect, for a request that has been started already.
   int Start(RequesterInterface* requester) override;
   void Cancel() override;
 
@@ -67,6 +72,7 @@ class SimpleRequestQueue::DeferredRequest : public RequestInterface {
   long long delay_;
   long long due_time_ = 0;
   bool cancelled_ = false;
+  bool is_started_ = false;
   long long sequence_number_ = 0;
 };
 

@@ -1,5 +1,11 @@
 #include "kesu/common/base/internal/null_requester.h"
 
+#include <functional>
+#include <map>
+#include <utility>
+
+#include "kesu/common/base/gallocator.h"
+
 namespace common_base {
 namespace {
 
@@ -14,12 +20,18 @@ class NullRequesterImpl final : public RequesterInterface {
 
   static void CancelRequests(int);
   static void Cleanup();
+  static void Forget(const RequestInterface* request);
 
  private:
+  using Index =
+      std::multimap<const RequestInterface*, NullRequesterImpl*, std::less<>,
+                    GAllocator<std::pair<const RequestInterface* const, NullRequesterImpl*>>>;
+
   struct List : HeapObject {
     NullRequesterImpl* first = nullptr;
     NullRequesterImpl* last = nullptr;
     int count = 0;
+    Index by_request;
   };
 
   void Unlink();
@@ -30,6 +42,7 @@ class NullRequesterImpl final : public RequesterInterface {
   NullRequesterImpl* previous_ = nullptr;
   NullRequesterImpl* next_ = nullptr;
   RequestInterface* request_;
+  Index::iterator place_;
 };
 
 NullRequesterImpl::List* NullRequesterImpl::outstanding_ = nullptr;
@@ -40,12 +53,14 @@ NullRequesterImpl::NullRequesterImpl(RequestInterface* request) : request_(reque
   previous_ = outstanding_->last;
   (previous_ == nullptr ? outstanding_->first : previous_->next_) = this;
   outstanding_->last = this;
+  place_ = outstanding_->by_request.emplace(request, this);
   ++outstanding_->count;
 }
 
 void NullRequesterImpl::Unlink() {
   (previous_ == nullptr ? outstanding_->first : previous_->next_) = next_;
   (next_ == nullptr ? outstanding_->last : next_->previous_) = previous_;
+  outstanding_->by_request.erase(place_);
   --outstanding_->count;
 }
 
@@ -75,7 +90,21 @@ void NullRequesterImpl::Cleanup() {
   cleanup_done_ = true;
 }
 
+void NullRequesterImpl::Forget(const RequestInterface* request) {
+  if (outstanding_ == nullptr) return;
+  const auto [begin, end] = outstanding_->by_request.equal_range(request);
+  for (auto entry = begin; entry != end;) {
+    NullRequesterImpl* requester = (entry++)->second;
+    requester->Unlink();
+    delete requester;
+  }
+}
+
 }  // namespace
+
+RequestInterface::~RequestInterface() {
+  ForgetNullRequesters(this);
+}
 
 RequesterInterface* NullRequester(RequestInterface* request) {
   return new NullRequesterImpl(request);
@@ -87,6 +116,10 @@ void ResetAsync(int unused) {
 
 void CleanupAsync() {
   NullRequesterImpl::Cleanup();
+}
+
+void ForgetNullRequesters(const RequestInterface* request) {
+  NullRequesterImpl::Forget(request);
 }
 
 }  // namespace common_base

@@ -25,12 +25,13 @@ int RequestAdapter::Start(RequesterInterface* requester) {
 
 void RequestAdapter::Cancel() {
   LogDebug("RequestAdapter %s %d: cancel", name_, LogId());
+  const LifeWatch::Scope scope(&life_);
   if (RequestInterface* inner = std::exchange(inner_request_, nullptr)) inner->Cancel();
-  delete this;
+  if (!scope.IsOver()) delete this;
 }
 
 RequestAdapter::~RequestAdapter() {
-  if (inner_request_ != nullptr) inner_request_->Cancel();
+  if (RequestInterface* inner = std::exchange(inner_request_, nullptr)) inner->Cancel();
 }
 
 void RequestAdapter::ResetInnerRequest(RequestInterface* next) {
@@ -64,15 +65,16 @@ void RequestAdapter::OnInnerRequestEnded(RequestInterface* request, bool succeed
   LogDebug("RequestAdapter %s %d: inner request %s", name_, LogId(),
            succeeded ? "complete" : "failed");
   succeeded_ = succeeded;
+  const LifeWatch::Scope scope(&life_);
   if (succeeded) {
     OnInnerRequestComplete(request);
   } else {
     OnInnerRequestFailed(request);
   }
-  if (inner_request_ != nullptr) return;
+  if (scope.IsOver() || inner_request_ != nullptr) return;
   LogDebug("RequestAdapter %s %d: %s", name_, LogId(), succeeded ? "complete" : "failed");
   InformRequester();
-  delete this;
+  if (!scope.IsOver()) delete this;
 }
 
 void RequestAdapter::OnRequestMadeProgress(RequestInterface*) {

@@ -1,13 +1,14 @@
 #ifndef KESU_COMMON_BASE_INTERNAL_REQUEST_ADAPTER_H_
 #define KESU_COMMON_BASE_INTERNAL_REQUEST_ADAPTER_H_
 
+#include "kesu/common/base/internal/life_watch.h"
 #include "kesu/common/base/request_interface.h"
 
 namespace common_base {
 
 /// A request around an inner request: a subclass looks at the inner outcome, may change it or chain
 /// a further inner request, and the adapter then reports once to its own requester. Deletes itself
-/// after reporting and on Cancel().
+/// after reporting and on Cancel(), which is allowed from inside every callback.
 class RequestAdapter : public RequestInterface, public RequesterInterface {
  public:
   RequestAdapter(const RequestAdapter&) = delete;
@@ -25,7 +26,8 @@ class RequestAdapter : public RequestInterface, public RequesterInterface {
   RequestAdapter() = default;
 
   /// The inner request has ended: take what is needed from it (and delete it, if the subclass owns
-  /// it). SetSucceeded() may change the outcome, ResetInnerRequest() adds a step.
+  /// it). SetSucceeded() may change the outcome, ResetInnerRequest() adds a step; after Cancel()
+  /// the adapter is gone.
   virtual void OnInnerRequestComplete(RequestInterface* request) = 0;
   virtual void OnInnerRequestFailed(RequestInterface*) {}
 
@@ -54,6 +56,7 @@ class RequestAdapter : public RequestInterface, public RequesterInterface {
   RequestInterface* inner_request_ = nullptr;
   const char* name_ = "";
   bool succeeded_ = false;
+  LifeWatch life_;
 };
 
 }  // namespace common_base
