@@ -25,6 +25,7 @@ using common_base::GString;
 
 constexpr int kRepetitions = 50;
 constexpr double kBytesPerKilobyte = 1024;
+constexpr double kDecodeAndReadGoal = 0.75;
 
 /// One message in both codecs.
 struct ReplyCodec {
@@ -153,46 +154,43 @@ long long ReadTexts(const plain::Reply& reply) {
 
 template <typename Codec>
 Line DecodeLine(const ByteView& bytes) {
-  return RatioLine(std::string(Codec::kName) + ".decode",
-                   {[&] {
-                      typename Codec::Ours message;
-                      Decode(bytes, &message);
-                    },
-                    [&] {
-                      typename Codec::Plain message;
-                      DecodePlain<Codec>(bytes, &message);
-                    },
-                    kRepetitions},
+  const auto ours = [&] {
+    typename Codec::Ours message;
+    Decode(bytes, &message);
+  };
+  const auto theirs = [&] {
+    typename Codec::Plain message;
+    DecodePlain<Codec>(bytes, &message);
+  };
+  return RatioLine(std::string(Codec::kName) + " decode", {{ours}, {theirs}, kRepetitions},
                    Codec::kDecodeGoal);
 }
 
 Line DecodeAndReadLine(const ByteView& bytes) {
-  return RatioLine("reply.decode, every text read",
-                   {[&] {
-                      lbs::GLocReply message;
-                      Decode(bytes, &message);
-                      Keep(ReadTexts(message));
-                    },
-                    [&] {
-                      plain::Reply message;
-                      DecodePlain<ReplyCodec>(bytes, &message);
-                      Keep(ReadTexts(message));
-                    },
-                    kRepetitions},
-                   0.75);
+  const auto ours = [&] {
+    lbs::GLocReply message;
+    Decode(bytes, &message);
+    Keep(ReadTexts(message));
+  };
+  const auto theirs = [&] {
+    plain::Reply message;
+    DecodePlain<ReplyCodec>(bytes, &message);
+    Keep(ReadTexts(message));
+  };
+  return RatioLine("reply decode, every text read", {{ours}, {theirs}, kRepetitions},
+                   kDecodeAndReadGoal);
 }
 
 template <typename Codec, typename Buffer = plain::Buffer>
-Line EncodeLine(const std::string& name, const typename Codec::Ours& ours,
-                const typename Codec::Plain& theirs, double goal) {
-  return RatioLine(std::string(Codec::kName) + ".encode, " + name,
-                   {[&] { Keep(Encode(ours).length()); },
-                    [&] {
-                      Buffer bytes;
-                      Codec::Write(theirs, &bytes);
-                      Keep(static_cast<long long>(bytes.size()));
-                    },
-                    kRepetitions},
+Line EncodeLine(const std::string& name, const typename Codec::Ours& message,
+                const typename Codec::Plain& plain_message, double goal) {
+  const auto ours = [&] { Keep(Encode(message).length()); };
+  const auto theirs = [&] {
+    Buffer bytes;
+    Codec::Write(plain_message, &bytes);
+    Keep(static_cast<long long>(bytes.size()));
+  };
+  return RatioLine(std::string(Codec::kName) + " encode, " + name, {{ours}, {theirs}, kRepetitions},
                    goal);
 }
 
@@ -201,17 +199,17 @@ void AddHeapLines(const ByteView& bytes, std::vector<Line>* lines) {
   plain::Reply theirs;
   const HeapUse our_use = CountHeapUse([&] { Decode(bytes, &ours); });
   const HeapUse their_use = CountHeapUse([&] { DecodePlain<ReplyCodec>(bytes, &theirs); });
-  lines->push_back({"reply.decode, allocations", "", static_cast<double>(our_use.allocations),
+  lines->push_back({"reply decode, allocations", "", static_cast<double>(our_use.allocations),
                     static_cast<double>(their_use.allocations), Goal::kOurs, 30});
   lines->push_back(
-      {"reply.decode, held", "KB", static_cast<double>(our_use.bytes_held) / kBytesPerKilobyte,
+      {"reply decode, held", "KB", static_cast<double>(our_use.bytes_held) / kBytesPerKilobyte,
        static_cast<double>(their_use.bytes_held) / kBytesPerKilobyte, Goal::kOurs, 13});
   const HeapUse our_writing = CountHeapUse([&] { Keep(Encode(ours).length()); });
   const HeapUse their_writing = CountHeapUse([&] {
     plain::Buffer written;
     plain::WriteReply(theirs, &written);
   });
-  lines->push_back({"reply.encode, allocations", "", static_cast<double>(our_writing.allocations),
+  lines->push_back({"reply encode, allocations", "", static_cast<double>(our_writing.allocations),
                     static_cast<double>(their_writing.allocations), Goal::kOurs, 10});
 }
 

@@ -10,13 +10,27 @@
 
 namespace {
 
-constexpr int kRounds = 31;
 constexpr double kTolerance = 1.1;
 
-double MicrosecondsOfOne(const std::function<void()>& work, int repetitions) {
+double MicrosecondsOfOne(const Work& work, int repetitions) {
+  work.prepare();
   const double start = ThreadMicroseconds();
-  for (int i = 0; i < repetitions; ++i) work();
+  for (int i = 0; i < repetitions; ++i) work.run();
   return (ThreadMicroseconds() - start) / repetitions;
+}
+
+double InstructionsOfOne(const Work& work) {
+  work.prepare();
+  return CountInstructions(work.run);
+}
+
+Cost LeastOf(const Contest& contest) {
+  Cost least = {std::numeric_limits<double>::max(), std::numeric_limits<double>::max()};
+  for (int i = 0; i < contest.rounds; ++i) {
+    least.ours = std::min(least.ours, MicrosecondsOfOne(contest.ours, contest.repetitions));
+    least.peer = std::min(least.peer, MicrosecondsOfOne(contest.peer, contest.repetitions));
+  }
+  return least;
 }
 
 bool IsMissed(const Line& line) {
@@ -39,17 +53,12 @@ const char* CostUnit() {
 
 Cost Measure(const Contest& contest) {
   // Caches, pools and tables that are made once.
-  contest.ours();
-  contest.peer();
-  if (CanCountInstructions()) {
-    return {CountInstructions(contest.ours), CountInstructions(contest.peer)};
-  }
-  Cost least = {std::numeric_limits<double>::max(), std::numeric_limits<double>::max()};
-  for (int i = 0; i < kRounds; ++i) {
-    least.ours = std::min(least.ours, MicrosecondsOfOne(contest.ours, contest.repetitions));
-    least.peer = std::min(least.peer, MicrosecondsOfOne(contest.peer, contest.repetitions));
-  }
-  return least;
+  MicrosecondsOfOne(contest.ours, 1);
+  MicrosecondsOfOne(contest.peer, 1);
+  const Cost cost = CanCountInstructions()
+                        ? Cost{InstructionsOfOne(contest.ours), InstructionsOfOne(contest.peer)}
+                        : LeastOf(contest);
+  return {cost.ours / contest.pieces, cost.peer / contest.pieces};
 }
 
 Line RatioLine(const std::string& name, const Contest& contest, double goal) {

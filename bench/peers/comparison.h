@@ -27,15 +27,24 @@ struct Line {
   double goal = kNoGoal;
 };
 
-/// The same work done twice, by us and by the peer.
-struct Contest {
-  std::function<void()> ours;
-  std::function<void()> peer;
-  /// How often each runs in a round; the figures are of one run.
-  int repetitions = 1;
+/// Work whose cost is asked for, and what is to be done before each run of it and costs nothing.
+struct Work {
+  std::function<void()> run;
+  std::function<void()> prepare = [] {};
 };
 
-/// The least that one run took of the thread's CPU, in microseconds, over rounds in which both
+/// The same work done twice, by us and by the peer.
+struct Contest {
+  Work ours;
+  Work peer;
+  /// How often each runs in a round, prepared once.
+  int repetitions = 1;
+  int rounds = 31;
+  /// The pieces that a run is made of: the figures are of one.
+  int pieces = 1;
+};
+
+/// The least that one piece took of the thread's CPU, in microseconds, over rounds in which both
 /// take turns. Under callgrind: the thread's instructions.
 struct Cost {
   double ours = 0;

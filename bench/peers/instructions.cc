@@ -19,6 +19,8 @@
 #define CALLGRIND_STOP_INSTRUMENTATION static_cast<void>(0)
 #endif
 
+#include "bench/peers/self.h"
+
 namespace {
 
 /// Names the folder for callgrind's counts, for the program that runs under it.
@@ -69,13 +71,8 @@ void RunUnderCallgrind(char** argv) {
   char tool[] = "--tool=callgrind";
   char quiet[] = "-q";
   char at_start[] = "--instr-atstart=no";
-  std::vector<char*> arguments = {valgrind, quiet, tool, at_start, out_file.data()};
-  char self[] = "/proc/self/exe";
-  char path[4096];
-  const ssize_t length = readlink(self, path, sizeof path - 1);
-  if (length < 0) return;
-  path[length] = 0;
-  arguments.push_back(path);
+  std::string self = SelfPath();
+  std::vector<char*> arguments = {valgrind, quiet, tool, at_start, out_file.data(), self.data()};
   for (char** argument = argv + 1; *argument != nullptr; ++argument) {
     arguments.push_back(*argument);
   }

@@ -6,6 +6,7 @@
 
 #include "bench/peers/instructions.h"
 #include "bench/peers/lines.h"
+#include "bench/peers/server.h"
 
 namespace {
 
@@ -17,6 +18,10 @@ void Append(std::vector<Line>&& more, std::vector<Line>* all) {
 
 /// Measures the library beside its peers: kesu-peers [--instructions]. Fails when a goal is missed.
 int main(int argc, char** argv) {
+  if (argc > 1 && std::strcmp(argv[1], "--serve") == 0) {
+    Serve();
+    return EXIT_SUCCESS;
+  }
   const bool is_counting = argc > 1 && std::strcmp(argv[1], "--instructions") == 0;
   if (is_counting && !CanCountInstructions()) {
     RunUnderCallgrind(argv);
@@ -29,6 +34,7 @@ int main(int argc, char** argv) {
 
   std::vector<Line> lines;
   Append(CodecLines(), &lines);
+  Append(ClientLines(), &lines);
   const bool is_met = PrintLines(lines, out);
   return std::fclose(out) == 0 && is_met ? EXIT_SUCCESS : EXIT_FAILURE;
 }
