@@ -109,11 +109,13 @@ bool HttpServer::Listen(const std::string& address, unsigned short port, std::st
 std::string HttpServer::url() const {
   GSList* const uris = soup_server_get_uris(server_);
   if (uris == nullptr) return {};
-  char* const text = g_uri_to_string(static_cast<GUri*>(uris->data));
-  std::string url = text;
-  g_free(text);
-  g_slist_free_full(uris, [](void* uri) { g_uri_unref(static_cast<GUri*>(uri)); });
-  while (url.ends_with('/')) url.pop_back();
+  GUri* const uri = static_cast<GUri*>(uris->data);
+  const std::string host = g_uri_get_host(uri);
+  const bool is_ipv6 = host.find(':') != std::string::npos;
+  // Written by hand, so that port 80 is in it too.
+  const std::string url =
+      "http://" + (is_ipv6 ? "[" + host + "]" : host) + ":" + std::to_string(g_uri_get_port(uri));
+  g_slist_free_full(uris, [](void* listed) { g_uri_unref(static_cast<GUri*>(listed)); });
   return url;
 }
 

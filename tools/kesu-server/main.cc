@@ -7,6 +7,7 @@
 
 #include <glib-unix.h>
 #include <glib.h>
+#include <sys/resource.h>
 
 #include "tools/kesu-server/data_set.h"
 #include "tools/kesu-server/echo_service.h"
@@ -23,6 +24,9 @@ namespace {
 
 constexpr int kUsageError = 2;
 constexpr int kServerError = 3;
+
+/// Two main loops, that of the signals being GLib's own, the port, and a client.
+constexpr int kFilesOfAServer = 4;
 
 struct Options {
   int port = 8642;
@@ -119,6 +123,15 @@ std::string NewPlatformKey() {
   return key;
 }
 
+/// Clients may keep many connections open, and libsoup listens no more after one that it could not
+/// accept.
+void RaiseFileLimit() {
+  rlimit limit = {};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+  limit.rlim_cur = limit.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &limit);
+}
+
 /// Announces the server as soon as the process can be told to end, and returns when it has been.
 void RunUntilSignalled(const std::function<void()>& announce) {
   GMainLoop* const loop = g_main_loop_new(nullptr, FALSE);
@@ -161,6 +174,8 @@ int Main(int argc, char** argv) {
   handler.AddService(kEchoServiceName, Echo);
   handler.set_faults(&options.faults);
 
+  RaiseFileLimit();
+  if (!CanOpenFiles(kFilesOfAServer)) return Fail("too few files can be open at a time");
   HttpServer server(&handler, options.is_verbose);
   if (!server.Listen(options.address, static_cast<unsigned short>(options.port), &error)) {
     return Fail(error);

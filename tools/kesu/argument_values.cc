@@ -105,6 +105,13 @@ std::optional<std::string> CanonicalMac(std::string_view text) {
   return mac;
 }
 
+/// Whether there is a host, without spaces and control characters, which a URL may escape.
+bool IsPlain(const char* host) {
+  const std::string_view name = host == nullptr ? "" : host;
+  return !name.empty() && std::none_of(name.begin(), name.end(),
+                                       [](char c) { return c == ' ' || g_ascii_iscntrl(c); });
+}
+
 }  // namespace
 
 std::optional<Cell> ParseCell(std::string_view word, std::string* error) {
@@ -173,7 +180,7 @@ std::optional<std::string> ParseServer(const std::string& word, std::string* err
   if (uri != nullptr) {
     const std::string_view scheme = g_uri_get_scheme(uri);
     const char* const host = g_uri_get_host(uri);
-    is_host_alone = (scheme == "http" || scheme == "https") && host != nullptr && *host != 0 &&
+    is_host_alone = (scheme == "http" || scheme == "https") && IsPlain(host) &&
                     *g_uri_get_path(uri) == 0 && g_uri_get_query(uri) == nullptr &&
                     g_uri_get_fragment(uri) == nullptr && g_uri_get_userinfo(uri) == nullptr;
     g_uri_unref(uri);

@@ -11,7 +11,7 @@
 namespace kesu_tool {
 
 /// Runs lookups on GLib's default main context until all have ended, the time is up, or SIGINT or
-/// SIGTERM arrives. Used once.
+/// SIGTERM arrives, unless it is ignored. Used once.
 class LookupRunner {
  public:
   LookupRunner();

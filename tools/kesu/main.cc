@@ -29,6 +29,9 @@ namespace {
 /// What a shell reports of a process that a signal ended.
 constexpr int kSignalExitStatus = 128;
 
+/// Two main loops, that of the signals being GLib's own, libcurl, and a connection.
+constexpr int kFilesOfALookup = 5;
+
 int FailUsage(const std::string& error) {
   PrintError(error);
   std::fprintf(stderr, "Try \"kesu --help\".\n");
@@ -127,6 +130,10 @@ int RunHttpTest(const Arguments& arguments) {
 
 int Run(const Arguments& arguments) {
   if (arguments.command == Command::kDecode) return RunDecode(arguments);
+  if (!CanOpenFiles(kFilesOfALookup)) {
+    PrintError("too few files can be open at a time");
+    return kFailureExitStatus;
+  }
   if (arguments.wants_trace) {
     common_base::SetLogLevel(common_base::kLogDebug);
     common_base::SetLogCallback(PrintLogLine, nullptr);

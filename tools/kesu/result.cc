@@ -1,6 +1,7 @@
 #include "tools/kesu/result.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "kesu/mux/response.h"
 
@@ -25,6 +26,12 @@ constexpr OutcomeExitStatus kExitStatuses[] = {
     {Outcome::kFound, 0},
 };
 
+bool IsRedirect(int http_status) {
+  constexpr int kRedirects[] = {301, 302, 303, 307, 308};
+  return std::find(std::begin(kRedirects), std::end(kRedirects), http_status) !=
+         std::end(kRedirects);
+}
+
 std::string DescribeInGeneral(const Result& result) {
   if (result.outcome == Outcome::kTimedOut) return "no answer in time";
   if (result.outcome == Outcome::kMalformed) {
@@ -37,11 +44,11 @@ std::string DescribeInGeneral(const Result& result) {
         return "the reply is malformed";
     }
   }
-  if (result.http_status == 0) return "the service cannot be reached";
+  if (result.http_status == 0) return "no reply from the service";
   if (result.http_status != kOk) {
     std::string text = "the service answered with HTTP status ";
     text += std::to_string(result.http_status);
-    if (result.http_status / 100 == 3) text += ", a redirect that is not followed";
+    if (IsRedirect(result.http_status)) text += ", a redirect that is not followed";
     return text;
   }
   return "the service refused with status " + std::to_string(result.status);

@@ -16,4 +16,14 @@ inline void OpenStandardFiles() {
   }
 }
 
+/// Whether `count` more files can be open at a time. GLib aborts where its main loop cannot have
+/// the few that it needs.
+inline bool CanOpenFiles(int count) {
+  if (count == 0) return true;
+  const int descriptor = open("/dev/null", O_RDONLY | O_CLOEXEC);
+  const bool can = descriptor >= 0 && CanOpenFiles(count - 1);
+  if (descriptor >= 0) close(descriptor);
+  return can;
+}
+
 #endif  // TOOLS_SUPPORT_STANDARD_FILES_H_

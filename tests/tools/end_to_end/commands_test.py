@@ -26,7 +26,7 @@ REFUSED = {
     "LAT,LON": ["locate --gps 0"], "/nonexistent": ["--ca-file /nonexistent reverse 1,2"],
     "SECONDS": ["--timeout 0 reverse 1,2", "--timeout 86400.1 reverse 1,2"],
     URL: ["--server localhost:8642 reverse 1,2", "--server http://me@localhost reverse 1,2",
-          "--server http://localhost:99999 reverse 1,2"],
+          "--server http://localhost:99999 reverse 1,2", "--server http://a%0ab reverse 1,2"],
     "server is too long": ["--server http://" + "x" * 100 + " reverse 1,2"],
 }
 
@@ -86,6 +86,8 @@ class Commands(unittest.TestCase):
                     (traced + reverse, "2>&-", (0, here, "")),
                     (traced + reverse, "2>/dev/full", (0, here, "")),
                     (reverse, "<&- 2>&-", (0, here, "")), (reverse, "", (0, here, "")),
+                    (reverse, "ulimit -n 6; ", (3, "", "kesu: too few files can be open at a "
+                                                    "time\n")),
                     (httptest, "", (0, passed, "")),
                     (decode, r"printf '\0\1' | ", (0, empty, "")),
                     (["decode", "-", "--json"], cut, (5, tree, "kesu: standard input" + fault)),
@@ -94,7 +96,7 @@ class Commands(unittest.TestCase):
                     (["decode", "-"], "<&-", (2, "", "kesu: standard input cannot be read: "
                                               "Bad file descriptor\n"))):
                 with self.subTest((words, shell)):
-                    command = shell + '"$@"' if shell.startswith("printf") else 'exec "$@" ' + shell
+                    command = shell + ' "$@"' if shell[-2:-1] in "|;" else 'exec "$@" ' + shell
                     run = kesu(*words, server=server, shell=command)
                     self.assertEqual((run.returncode, run.stdout, run.stderr), expected)
             for words, output in ((reverse, here), (httptest, passed)):

@@ -35,9 +35,9 @@ def data_folder(places="", cells="", access_points=""):
 
 
 @contextlib.contextmanager
-def kesu_server(*options):
+def kesu_server(*options, prefix=()):
     """Yields the URL of a kesu-server, and a function that ends it and yields its messages."""
-    server = subprocess.Popen([KESU_SERVER, "--port", "0", "--verbose", *options],
+    server = subprocess.Popen([*prefix, KESU_SERVER, "--port", "0", "--verbose", *options],
                               stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
 
     def end():

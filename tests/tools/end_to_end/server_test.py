@@ -227,6 +227,11 @@ class Server(unittest.TestCase):
             self.assertNotEqual(garbage[0], REPLY)
             self.assertIn(", with the fault drop:1\n", "\n".join(end()))
 
+    def test_names_its_port_even_if_it_is_that_of_http(self):
+        alone = ["unshare", "--user", "--map-root-user", "--net"]
+        with kesu_server("--address", "0.0.0.0", "--port", "80", prefix=alone) as (server, _):
+            self.assertEqual(server, "http://0.0.0.0:80")
+
     def expect_refusal(self, status, error, *words):
         with self.subTest(error):
             run = subprocess.run([KESU_SERVER, "--port", "0", *words], capture_output=True,
@@ -239,7 +244,6 @@ class Server(unittest.TestCase):
                 ("--nonsense", 2, ".*--nonsense"),
                 ("now", 2, 'unexpected argument "now"'),
                 ("--port 65536", 2, "65536 is no port number"),
-                ("--address 192.0.2.1", 3, ".+"),
                 ("--data /nowhere", 3, ".*/nowhere/places.tsv.*")):
             self.expect_refusal(status, error, *words.split())
         for fault in NO_FAULTS:
