@@ -6,8 +6,10 @@ namespace {
 
 constexpr int kNeighbours = 5;
 constexpr int kAccessPoints = 20;
+constexpr int kLookupAccessPoints = 2;
 constexpr int kReplyElements = 8;
 constexpr int kTextRoom = 80;
+constexpr int kLongitudeE7 = -91333333;
 
 /// A place near the position, and the lines of its address; a second line is not always there.
 struct Place {
@@ -51,6 +53,15 @@ void FillCell(int cell_id, lbs::GCell* cell) {
   cell->set_signal_strength_dbm(-71);
 }
 
+void FillAccessPoints(int count, const Texts& texts, lbs::GWifiProfile* profile) {
+  for (int i = 0; i < count; ++i) {
+    lbs::GWifiDevice* device = profile->add_wifidevices();
+    device->set_mac_address(texts.Make("00-00-5E-00-53-%02X", i));
+    device->set_signal_strength_dbm(-60);
+    device->set_channel(6);
+  }
+}
+
 void FillFeature(const Place& place, int number, const Texts& texts, lbs::GFeature* feature) {
   feature->set_name(texts.Make(place.name, number));
   lbs::GAddress* address = feature->mutable_address();
@@ -74,12 +85,7 @@ void FillRequest(lbs::GLocRequest* request, TextMaker make_text) {
   lbs::GCellularProfile* cells = element->mutable_cellularprofile();
   FillCell(1001, cells->mutable_primarycell());
   for (int i = 1; i <= kNeighbours; ++i) FillCell(1001 + i, cells->add_neighbors());
-  for (int i = 0; i < kAccessPoints; ++i) {
-    lbs::GWifiDevice* device = element->mutable_wifiprofile()->add_wifidevices();
-    device->set_mac_address(texts.Make("00-00-5E-00-53-%02X", i));
-    device->set_signal_strength_dbm(-60);
-    device->set_channel(6);
-  }
+  FillAccessPoints(kAccessPoints, texts, element->mutable_wifiprofile());
 }
 
 void FillReply(lbs::GLocReply* reply, TextMaker make_text) {
@@ -88,11 +94,30 @@ void FillReply(lbs::GLocReply* reply, TextMaker make_text) {
   reply->set_platform_key(texts.Make("k1.0123456789abcdef0123456789ab"));
   for (int i = 0; i < kReplyElements; ++i) {
     lbs::GLocation* location = reply->add_replyelements()->mutable_location();
-    location->mutable_latlng()->set_latitude_e7(387166667 + i);
-    location->mutable_latlng()->set_longitude_e7(-91333333 - i);
+    location->mutable_latlng()->set_latitude_e7(kLatitudeE7 + i);
+    location->mutable_latlng()->set_longitude_e7(kLongitudeE7 - i);
     location->set_accuracy_m(150);
     for (const Place& place : kPlaces) {
       FillFeature(place, i, texts, location->add_feature());
     }
   }
+}
+
+void FillLookup(lbs::GLocRequest* request) {
+  const Texts texts(&common_base::NewGStringFromUtf8);
+  lbs::GPlatformProfile* profile = request->mutable_platformprofile();
+  profile->set_platform("bench");
+  profile->set_locale("pt_PT");
+  lbs::GLocRequestElement* element = request->add_requestelements();
+  FillCell(1001, element->mutable_cellularprofile()->mutable_primarycell());
+  FillAccessPoints(kLookupAccessPoints, texts, element->mutable_wifiprofile());
+}
+
+void FillLookupReply(lbs::GLocReply* reply) {
+  reply->set_status(0);
+  reply->set_platform_key("0123456789abcdef");
+  lbs::GLocation* location = reply->add_replyelements()->mutable_location();
+  location->mutable_latlng()->set_latitude_e7(kLatitudeE7);
+  location->mutable_latlng()->set_longitude_e7(kLongitudeE7);
+  location->set_accuracy_m(150);
 }

@@ -14,4 +14,9 @@ void FillRequest(lbs::GLocRequest* request, TextMaker make_text = &common_base::
 /// ASCII, and 17 have more than 27 characters.
 void FillReply(lbs::GLocReply* reply, TextMaker make_text = &common_base::NewGStringFromUtf8);
 
+/// A small lookup, with a cell and two access points, and its answer.
+inline constexpr int kLatitudeE7 = 387166667;
+void FillLookup(lbs::GLocRequest* request);
+void FillLookupReply(lbs::GLocReply* reply);
+
 #endif  // KESU_BENCH_SAMPLE_MESSAGES_H_

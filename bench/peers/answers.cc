@@ -2,16 +2,38 @@
 
 #include <cstdio>
 
+#include "kesu/common/base/data_output_stream.h"
+
 #include "bench/peers/comparison.h"
+#include "bench/sample_messages.h"
 
 namespace {
 
 /// An answer begins with that much of its request.
 constexpr std::size_t kEchoedBytes = 8;
 
+/// Whether the request is of MakeRequests(); otherwise it is a lookup.
+bool IsNumbered(std::string_view request) {
+  return !request.empty() && request.front() >= '0' && request.front() <= '9';
+}
+
+std::string LookupAnswer() {
+  lbs::GLocReply reply;
+  FillLookupReply(&reply);
+  common_base::ByteVector bytes;
+  common_base::DataOutputStream stream(&bytes);
+  reply.Write(&stream);
+  return {reinterpret_cast<const char*>(bytes.data()), static_cast<std::size_t>(bytes.length())};
+}
+
 }  // namespace
 
 void AppendAnswer(std::string_view request, std::string* out) {
+  static const std::string lookup_answer = LookupAnswer();
+  if (!IsNumbered(request)) {
+    out->append(lookup_answer);
+    return;
+  }
   out->append(request.substr(0, kEchoedBytes));
   out->append(kAnswerBytes - kEchoedBytes, 'a');
 }

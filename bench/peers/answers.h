@@ -10,7 +10,7 @@
 constexpr std::size_t kRequestBytes = 150;
 constexpr std::size_t kAnswerBytes = 300;
 
-/// What the server answers a request.
+/// What the server answers a request of MakeRequests(), or any other, which is taken for a lookup.
 void AppendAnswer(std::string_view request, std::string* out);
 
 /// `count` requests, each of its own text.

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "bench/peers/client.h"
+#include "bench/peers/exchange_work.h"
 #include "bench/peers/heap_counter.h"
 #include "bench/peers/lines.h"
 #include "bench/peers/server.h"
@@ -16,33 +17,6 @@ constexpr int kRounds = 15;
 constexpr double kPackedGoal = 1.3;
 constexpr double kOneEachGoal = 1.0 / 35;
 constexpr double kAllocationsGoal = 1;
-
-using NewClient = std::function<std::unique_ptr<Client>()>;
-
-/// One exchange of all requests, by a client that is made anew before each run or kept.
-Work ExchangeWork(const NewClient& make, const std::vector<std::string>& requests, bool is_cold) {
-  struct State {
-    std::unique_ptr<Client> client;
-    std::unique_ptr<Answers> answers;
-  };
-  auto state = std::make_shared<State>();
-  return {[state] { state->client->Exchange(state->answers.get()); },
-          [state, make, is_cold, &requests] {
-            if (is_cold) state->client.reset();
-            if (!state->client) state->client = make();
-            state->client->Prepare(requests);
-            state->answers = std::make_unique<Answers>(requests);
-          }};
-}
-
-Contest ClientContest(const NewClient& ours, const NewClient& peer,
-                      const std::vector<std::string>& requests, bool is_cold) {
-  return {.ours = ExchangeWork(ours, requests, is_cold),
-          .peer = ExchangeWork(peer, requests, is_cold),
-          .repetitions = 1,
-          .rounds = kRounds,
-          .pieces = static_cast<int>(requests.size())};
-}
 
 /// Both pack the same requests into the same bodies.
 void RequireSameBodies(const std::string& host, const std::vector<std::string>& requests) {
@@ -86,14 +60,14 @@ std::vector<Line> ClientLines() {
   const NewClient one_each = [&] { return NewKeepAliveClient(host, kConnections); };
 
   std::vector<Line> lines;
-  // One client of ours at a time: a contest holds the last one it made.
   for (const bool is_cold : {true, false}) {
-    const Contest contest = ClientContest(ours, packing, requests, is_cold);
+    const Contest contest = ExchangeContest(ours, packing, requests, is_cold, kRounds);
     const std::string suffix = is_cold ? ", cold" : ", warm";
     lines.push_back(RatioLine("client, packed" + suffix, contest, is_cold ? kPackedGoal : kNoGoal));
     lines.push_back(AllocationsLine("client, allocations" + suffix, contest));
   }
-  lines.push_back(RatioLine("client, one POST each", ClientContest(ours, one_each, requests, true),
+  lines.push_back(RatioLine("client, one POST each",
+                            ExchangeContest(ours, one_each, requests, true, kRounds),
                             kOneEachGoal));
   return lines;
 }

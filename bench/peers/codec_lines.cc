@@ -5,7 +5,6 @@
 
 #include "kesu/common/base/data_input_stream.h"
 #include "kesu/common/base/data_output_stream.h"
-#include "kesu/common/base/string_buffer.h"
 #include "kesu/proto/lbs.h"
 
 #include "bench/benchmark.h"
@@ -13,6 +12,7 @@
 #include "bench/peers/lines.h"
 #include "bench/peers/plain/codec.h"
 #include "bench/peers/reply_texts.h"
+#include "bench/peers/typed_text.h"
 #include "bench/sample_messages.h"
 
 namespace {
@@ -59,14 +59,6 @@ struct RequestCodec {
     plain::WriteRequest(in, out);
   }
 };
-
-/// A text that was never UTF-8.
-GString TypeText(const char* utf8) {
-  const GString text(utf8);
-  common_base::GStringBuffer typed;
-  for (int i = 0; i < text->Length(); ++i) typed.AppendCodePoint(text->CodePointAt(i));
-  return typed.ToString();
-}
 
 template <typename Message>
 ByteVector Encode(const Message& message) {

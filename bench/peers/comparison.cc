@@ -36,7 +36,8 @@ Cost LeastOf(const Contest& contest) {
 bool IsMissed(const Line& line) {
   if (line.goal == kNoGoal) return false;
   const double reached = line.goal_kind == Goal::kRatio ? line.ours / line.peer : line.ours;
-  return reached > kTolerance * line.goal;
+  // Nor is a goal met by what could not be measured.
+  return !(reached <= kTolerance * line.goal);
 }
 
 std::string Number(const char* format, double value) {

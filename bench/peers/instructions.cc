@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include <sys/wait.h>
 #include <unistd.h>
 
 // Machines that never count do without valgrind.
@@ -25,6 +26,10 @@ namespace {
 
 /// Names the folder for callgrind's counts, for the program that runs under it.
 constexpr char kFolderVariable[] = "KESU_CALLGRIND_FOLDER";
+
+constexpr char kValgrind[] = "valgrind";
+constexpr char kToolOption[] = "--tool=callgrind";
+constexpr char kOutFileOption[] = "--callgrind-out-file=";
 
 std::string CountsPath(const char* folder) {
   return std::string(folder) + "/counts";
@@ -62,20 +67,33 @@ double CountInstructions(const std::function<void()>& work) {
   return total;
 }
 
+double CountInstructionsOfProgram(const std::string& program) {
+  const std::string path = CountsPath(std::getenv(kFolderVariable)) + ".program";
+  const std::string out_file = kOutFileOption + path;
+  const pid_t child = fork();
+  if (child == 0) {
+    if (std::freopen("/dev/null", "w", stdout) == nullptr) std::_Exit(EXIT_FAILURE);
+    execlp(kValgrind, kValgrind, "-q", kToolOption, out_file.c_str(), program.c_str(), nullptr);
+    std::_Exit(EXIT_FAILURE);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  const double total = ReadTotal(path);
+  std::remove(path.c_str());
+  return total;
+}
+
 void RunUnderCallgrind(char** argv) {
   char folder[] = "/tmp/kesu-peers-XXXXXX";
   if (mkdtemp(folder) == nullptr) return;
   setenv(kFolderVariable, folder, 1);
-  std::string out_file = "--callgrind-out-file=" + CountsPath(folder);
-  char valgrind[] = "valgrind";
-  char tool[] = "--tool=callgrind";
-  char quiet[] = "-q";
-  char at_start[] = "--instr-atstart=no";
-  std::string self = SelfPath();
-  std::vector<char*> arguments = {valgrind, quiet, tool, at_start, out_file.data(), self.data()};
+  const std::string out_file = kOutFileOption + CountsPath(folder);
+  const std::string self = SelfPath();
+  std::vector<const char*> arguments = {
+      kValgrind, "-q", kToolOption, "--instr-atstart=no", out_file.c_str(), self.c_str()};
   for (char** argument = argv + 1; *argument != nullptr; ++argument) {
     arguments.push_back(*argument);
   }
   arguments.push_back(nullptr);
-  execvp(valgrind, arguments.data());
+  execvp(kValgrind, const_cast<char* const*>(arguments.data()));
 }

@@ -28,14 +28,16 @@ namespace {
 
 constexpr std::size_t kReadBytes = 1 << 16;
 constexpr int kMaxEvents = 64;
+/// Id, status, the length of the encodings and the value after them.
+constexpr std::size_t kFixedBodyBytes = 2 + 2 + 2 + 4;
 constexpr std::string_view kHeadEnd = "\r\n\r\n";
 constexpr std::string_view kLengthHeader = "Content-Length: ";
 
 /// The reply to a POST of the multiplexer: an answer to each of its requests.
 std::string AnswerMany(std::string_view body) {
   plain::MuxReader in(body);
+  std::string answer;
   std::string out;
-  out.reserve(3 * body.size());
   plain::PutNumber(in.Take<std::uint16_t>(), &out);
   while (in.ok() && !in.at_end()) {
     const auto length = in.Take<std::uint32_t>();
@@ -46,13 +48,15 @@ std::string AnswerMany(std::string_view body) {
     block.TakeText();
     block.Take<std::uint16_t>();
     const std::string_view payload = block.TakeBytes(block.Take<std::uint32_t>());
-    plain::PutNumber(static_cast<std::uint32_t>(10 + kAnswerBytes), &out);
+    answer.clear();
+    AppendAnswer(payload, &answer);
+    plain::PutNumber(static_cast<std::uint32_t>(kFixedBodyBytes + answer.size()), &out);
     plain::PutNumber(plain::kResponseBlock, &out);
     plain::PutNumber(id, &out);
     plain::PutNumber(plain::kStatusOk, &out);
     plain::PutText({}, &out);
     plain::PutNumber(std::uint32_t{0}, &out);
-    AppendAnswer(payload, &out);
+    out += answer;
   }
   return out;
 }
@@ -177,8 +181,8 @@ ServerProcess::ServerProcess() {
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, pipe_ends[1], STDOUT_FILENO);
   std::string path = SelfPath();
-  char option[] = "--serve";
-  char* arguments[] = {path.data(), option, nullptr};
+  std::string option = kServeOption;
+  char* arguments[] = {path.data(), option.data(), nullptr};
   if (posix_spawn(&pid_, path.c_str(), &actions, nullptr, arguments, environ) != 0) {
     Die("posix_spawn");
   }

@@ -24,8 +24,9 @@ class ServerProcess {
   std::string host_;
 };
 
-/// The server itself: writes its port to standard output, and serves until that is closed or the
-/// process ends.
-void Serve();
+/// The server itself: writes its port to standard output, and serves until its parent ends.
+[[noreturn]] void Serve();
+/// The option with which this program runs Serve().
+constexpr char kServeOption[] = "--serve";
 
 #endif  // KESU_BENCH_PEERS_SERVER_H_
