@@ -43,7 +43,6 @@ int ChunkProviderList::GetTotalDataLength() const {
 }
 
 ByteVector ChunkProviderList::ReadByteChunk(int offset, int length) {
-  if (offset > GetTotalDataLength()) return {};
   CopyBytesFor(offset, length);
   return ViewOf(copy_, 0, copy_.length());
 }
@@ -51,22 +50,29 @@ ByteVector ChunkProviderList::ReadByteChunk(int offset, int length) {
 void ChunkProviderList::CopyBytesFor(int offset, int length) {
   copy_.Clear();
   const long long wanted_end = static_cast<long long>(offset) + length;
-  int start = 0;
-  for (const auto& provider : providers_) {
-    if (start > wanted_end) break;
-    const int end = start + provider->GetTotalDataLength();
+  if (offset < reached_start_) reached_ = reached_start_ = 0;
+  for (; reached_ < providers_.length() && reached_start_ <= wanted_end; ++reached_) {
+    ChunkProviderInterface* provider = providers_[reached_].get();
+    const int end = reached_start_ + provider->GetTotalDataLength();
     if (end >= offset) {
-      const int from = std::max(offset - start, 0);
-      const int count = static_cast<int>(std::min<long long>(end, wanted_end)) - start - from;
+      const int from = std::max(offset - reached_start_, 0);
+      const int count =
+          static_cast<int>(std::min<long long>(end, wanted_end)) - reached_start_ - from;
       copy_.AppendAll(provider->ReadByteChunk(from, count));
     }
-    start = end;
+    // The next chunk may begin in here.
+    if (end >= wanted_end) return;
+    reached_start_ = end;
   }
+}
+
+void ChunkProviderList::AppendClonesOf(const ChunkProviderList& other) {
+  for (const auto& provider : other.providers_) Append(provider->Clone());
 }
 
 ChunkProviderInterface* ChunkProviderList::Clone() const {
   auto* clone = new ChunkProviderList;
-  for (const auto& provider : providers_) clone->Append(provider->Clone());
+  clone->AppendClonesOf(*this);
   return clone;
 }
 

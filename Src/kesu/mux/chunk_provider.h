@@ -37,7 +37,8 @@ class BufferChunkProvider : public ChunkProviderInterface {
   common_base::GVectorRef<const unsigned char> bytes_;
 };
 
-/// Provides the bytes of several providers, one after the other.
+/// Provides the bytes of several providers, one after the other. Reading chunk after chunk goes on
+/// where the last one ended; the providers must not change their lengths meanwhile.
 class ChunkProviderList : public ChunkProviderInterface {
  public:
   ChunkProviderList() = default;
@@ -46,8 +47,12 @@ class ChunkProviderList : public ChunkProviderInterface {
 
   /// Becomes the owner of `provider`.
   void Append(ChunkProviderInterface* provider);
+  void AppendClonesOf(const ChunkProviderList& other);
   /// Destroys the providers.
-  void Clear() { providers_.Clear(); }
+  void Clear() {
+    providers_.Clear();
+    reached_ = reached_start_ = 0;
+  }
   bool IsEmpty() const { return providers_.IsEmpty(); }
 
   common_base::GVector<unsigned char> ReadByteChunk(int offset, int length) override;
@@ -59,6 +64,9 @@ class ChunkProviderList : public ChunkProviderInterface {
 
   common_base::GVector<common_base::ScopedPtr<ChunkProviderInterface>> providers_;
   common_base::GVector<unsigned char> copy_;
+  /// The provider that reading has reached, and where its bytes begin.
+  int reached_ = 0;
+  int reached_start_ = 0;
 };
 
 }  // namespace common_kesu

@@ -1,17 +1,32 @@
 #include "kesu/mux/http_request.h"
 
+#include <utility>
+
 #include "kesu/common/base/assertions.h"
 
 namespace common_kesu {
 namespace {
 
+using common_base::ByteVector;
 using common_base::ByteView;
 using common_base::DataOutputStream;
 using common_base::GString;
 using common_base::ScopedPtr;
 
-/// One less than an 8-bit count holds: the content type is counted with them.
-constexpr int kMaxProperties = 254;
+/// What the 8-bit count of header fields and the 16-bit one of body parts hold.
+constexpr int kMaxHeaders = 255;
+constexpr int kMaxBodyParts = 65535;
+
+/// The letters of ASCII, of which names consist, are the same in every locale. What becomes of
+/// others is up to ToLowerCase().
+GString LowerCaseName(const GString& name) {
+  ByteVector utf8;
+  name->ToUtf8Vector(&utf8);
+  for (unsigned char& byte : utf8) {
+    if (byte >= 'A' && byte <= 'Z') byte = static_cast<unsigned char>(byte - 'A' + 'a');
+  }
+  return GString(utf8)->ToLowerCase();
+}
 
 ChunkProviderInterface* NewInternalChunkProviderFor(const ByteView* payload) {
   return payload == nullptr ? nullptr : new BufferChunkProvider(*payload);
@@ -65,18 +80,24 @@ void HttpRequest::set_method(const GString& method) {
 }
 
 void HttpRequest::AddBodyPart(BodyPart* part) {
+  ScopedPtr<BodyPart> owned(part);
+  GWASSERT(body_parts_.length() < kMaxBodyParts);
+  if (body_parts_.length() >= kMaxBodyParts) return;
   set_type(kMultipartRequestBlock);
-  body_parts_.Append(ScopedPtr<BodyPart>(part));
+  body_parts_.Append(std::move(owned));
   ClearInternalBuffers();
 }
 
 void HttpRequest::SetConnectionProperty(const GString& name, const GString& value) {
-  const GString lower_name = name->ToLowerCase();
-  if (lower_name->EqualsUtf8(kContentTypeLower)) {
+  const GString lower_name = LowerCaseName(name);
+  const bool is_content_type = lower_name->EqualsUtf8(kContentTypeLower);
+  const bool has_content_type = !(is_content_type ? value : content_type_)->IsEmpty();
+  const int count = property_count_ + (is_content_type ? 0 : 1) + (has_content_type ? 1 : 0);
+  GWASSERT(count <= kMaxHeaders);
+  if (count > kMaxHeaders) return;
+  if (is_content_type) {
     content_type_ = value;
   } else {
-    GWASSERT(property_count_ < kMaxProperties);
-    if (property_count_ >= kMaxProperties) return;
     ++property_count_;
     DataOutputStream stream(&connection_properties_);
     stream.WriteUtf8String(lower_name);
@@ -173,7 +194,7 @@ ChunkProviderInterface* HttpRequest::AsChunkProvider() {
   MaybeUpdateBodyChunks();
   auto* chunks = new ChunkProviderList;
   chunks->Append(request_header_provider_->Clone());
-  chunks->Append(body_chunks_.Clone());
+  chunks->AppendClonesOf(body_chunks_);
   return chunks;
 }
 

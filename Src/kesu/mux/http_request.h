@@ -40,7 +40,8 @@ class HttpRequest : public PlainRequest {
   void WriteBody(common_base::DataOutputStream* out) override;
   /// The payload becomes the root body as well. The view and its bytes are borrowed.
   void set_payload(const common_base::GVectorRef<const unsigned char>* payload) override;
-  /// Owns `part`, which is not changed any more, and makes this a multipart request.
+  /// Owns `part`, which is not changed any more, and makes this a multipart request. There can be
+  /// 65535 parts; one more is reported as a broken contract and deleted.
   virtual void AddBodyPart(BodyPart* part);
 
   const common_base::GString& method() const { return method_; }
@@ -48,9 +49,10 @@ class HttpRequest : public PlainRequest {
   /// Owns `body`; null for none.
   void set_root_body(ChunkProviderInterface* body);
 
-  /// Sets a header field. Its name is sent in lower case; twice the same name sends both. There can
-  /// be 254 of them. "content-type", however capitalised, sets the content type instead, which is
-  /// sent only where there are body parts.
+  /// Sets a header field. Its name is sent in lower case; twice the same name sends both.
+  /// "content-type", however capitalised, sets the content type instead, which is sent only where
+  /// there are body parts. There can be 255 fields, the content type counted, if there is one; what
+  /// goes beyond that is reported as a broken contract and left out.
   void SetConnectionProperty(const common_base::GString& name, const common_base::GString& value);
 
   void WriteHttpHeaders(common_base::DataOutputStream* out) const;
