@@ -2,6 +2,7 @@
 
 namespace common_kesu {
 
+using common_base::LifeWatch;
 using common_base::RequesterInterface;
 
 int KesuServiceRequest::Start(RequesterInterface* requester) {
@@ -23,6 +24,15 @@ long long KesuServiceRequest::ElapsedTicks() const {
 }
 
 void KesuServiceRequest::InformRequester(bool success, const Response* response) {
+  /// Deletes the invocation, whatever comes out of the requester, unless that has done it.
+  struct Farewell {
+    ~Farewell() {
+      if (!scope.IsOver()) delete invocation;
+    }
+    KesuServiceRequest* invocation;
+    LifeWatch::Scope scope;
+  };
+  const Farewell farewell{this, LifeWatch::Scope(&life_)};
   patron_ = nullptr;
   response_ = response;
   if (success) {
@@ -30,7 +40,6 @@ void KesuServiceRequest::InformRequester(bool success, const Response* response)
   } else {
     requester_->OnRequestFailed(this);
   }
-  delete this;
 }
 
 }  // namespace common_kesu

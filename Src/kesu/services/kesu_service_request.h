@@ -2,6 +2,7 @@
 #define KESU_SERVICES_KESU_SERVICE_REQUEST_H_
 
 #include "kesu/common/base/clock_interface.h"
+#include "kesu/common/base/internal/life_watch.h"
 #include "kesu/common/base/request_interface.h"
 #include "kesu/mux/response.h"
 
@@ -28,7 +29,8 @@ class KesuServiceRequestPatron {
   bool send_immediately_ = false;
 };
 
-/// One invocation of a service. Deletes itself after its outcome and on Cancel().
+/// One invocation of a service. Deletes itself after its outcome and on Cancel(), which the
+/// requester may call from inside its callback too.
 class KesuServiceRequest : public common_base::RequestInterface {
  public:
   /// Both are borrowed; the clock may be null, the patron too (see DetachPatron()).
@@ -61,6 +63,7 @@ class KesuServiceRequest : public common_base::RequestInterface {
   const common_base::ClockInterface* clock_;
   long long start_time_ = 0;
   const Response* response_ = nullptr;
+  common_base::LifeWatch life_;
 };
 
 }  // namespace common_kesu

@@ -63,8 +63,13 @@ class RequestReplyServiceBase : public common_base::HeapObject,
   /// it that there is no multiplexer. kNone while an invocation runs, and wherever a server
   /// answered, whatever its status.
   const TransportError& last_transport_error() const { return last_transport_error_; }
-  /// Whether an invocation has been started and has not ended.
-  bool HasInvocationRunning() const { return invocation_ != nullptr && invocation_->is_started(); }
+  /// Whether an invocation has been started and has not ended. One whose multiplexer is gone does
+  /// not run any more: it gives way to the next, and its owner, who never hears of it, cancels it.
+  bool HasInvocationRunning() const {
+    return HasInvocationStarted() && (!request_made_ || request_->is_waiting());
+  }
+  /// Whether there is one that has not ended, even if it never will.
+  bool HasInvocationStarted() const { return invocation_ != nullptr && invocation_->is_started(); }
 
  private:
   void ForgetOutcome(const TransportError& error);

@@ -3,7 +3,7 @@
 namespace common_kesu {
 
 CurrentInvocation::~CurrentInvocation() {
-  if (adapter_ != nullptr && service_->HasInvocationRunning()) adapter_->Cancel();
+  if (adapter_ != nullptr && service_->HasInvocationStarted()) adapter_->Cancel();
   Clear();
 }
 

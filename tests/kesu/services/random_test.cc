@@ -110,7 +110,8 @@ class History {
       if (call.service != service) return false;
       call.service = nullptr;
       // An invocation that outlives a typed service is its owner's.
-      return std::exchange(call.is_running, false) && service->typed == nullptr;
+      const bool is_current = service->current == &call;
+      return std::exchange(call.is_running, false) && service->typed == nullptr && is_current;
     });
     services_.remove_if([&](const AnyService& entry) { return &entry == service; });
   }
@@ -120,12 +121,14 @@ class History {
     call->history = this;
     call->service = service;
     call->request = service->NewInvocation();
-    if (service->current == nullptr || !service->current->is_running) service->current = call;
+    const Call* current = service->current;
+    const bool is_busy = current != nullptr && current->is_running && current->mux == mux_;
+    if (!is_busy) service->current = call;
   }
 
   void Start(Call* call) {
     if (call->is_running) return;
-    const AnyService* service = call->service;
+    AnyService* service = call->service;
     const bool may_start =
         MobileServiceMux::InstanceExists() && service != nullptr && service->current == call;
     call->is_running = may_start;

@@ -159,7 +159,7 @@ TEST_CASE("how a call ends, and what the log says") {
        0, 0, error, "not-started the transport made no request"},
       {[](Fixture* f) {
          f->FailPost(502);
-         f->Advance(Fixture::kRetryDelay);
+         f->Advance(2 * Fixture::kRetryDelay);
          f->FailPost(502);
        },
        -3, 502, error},
