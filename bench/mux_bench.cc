@@ -1,4 +1,10 @@
+#include <algorithm>
+#include <functional>
 #include <memory>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "kesu/common/base/internal/async.h"
 #include "kesu/common/base/internal/posix_clock.h"
@@ -19,7 +25,11 @@ using common_base::RequesterInterface;
 using common_kesu::MobileServiceMux;
 using common_kesu::PlainRequest;
 
+constexpr int kStatusOk = 200;
+constexpr int kServerError = 500;
 constexpr int kRequests = 20000;
+/// What each line of the growth table is the average of, at least.
+constexpr int kFewestItems = 5000;
 constexpr int kPayloadBytes = 200;
 constexpr int kBlockHeaderBytes = 6;
 constexpr int kVersionBytes = 2;
@@ -29,8 +39,8 @@ constexpr char kHeaders[] = "Content-Type: application/binary\r\n";
 /// A POST that is answered when its transport is told to.
 class StubRequest final : public HttpRequestInterface {
  public:
-  StubRequest(const ByteView* body, ByteVector* response_body)
-      : body_(body), response_body_(response_body) {}
+  StubRequest(const ByteView* body, ByteVector* response_body, int status)
+      : body_(body), response_body_(response_body), status_(status) {}
 
   int Start(RequesterInterface* requester) override {
     requester_ = requester;
@@ -38,7 +48,7 @@ class StubRequest final : public HttpRequestInterface {
   }
   void Cancel() override { delete this; }
   void SetHttpRequestHeader(const ByteView&, const ByteView&) override {}
-  int HttpResponseStatusCode() const override { return 200; }
+  int HttpResponseStatusCode() const override { return status_; }
   GString RedirectedToUrl() const override { return {}; }
   HeaderFieldIteratorInterface* HttpResponseHeaders() const override {
     return new HeaderFieldIterator({common_base::kReferenceExistingBuffer,
@@ -61,10 +71,12 @@ class StubRequest final : public HttpRequestInterface {
     }
     requester_->OnRequestComplete(this);
   }
+  void Fail() { requester_->OnRequestFailed(this); }
 
  private:
   const ByteView* body_;
   ByteVector* response_body_;
+  int status_;
   RequesterInterface* requester_ = nullptr;
 };
 
@@ -75,16 +87,20 @@ class StubFactory final : public HttpRequestFactory {
   }
   HttpRequestInterface* NewHttpPostRequest(const GString&, const ByteView* body,
                                            ByteVector* response_body, StatusInfo*) override {
-    requests_.push_back(new StubRequest(body, response_body));
+    requests_.push_back(new StubRequest(body, response_body, status_));
     return requests_.back();
   }
+  /// Of the POSTs from now on.
+  void set_status(int status) { status_ = status; }
+  std::vector<StubRequest*> TakeAll() { return std::exchange(requests_, {}); }
 
   void AnswerAll() {
-    for (StubRequest* request : std::exchange(requests_, {})) request->Answer();
+    for (StubRequest* request : TakeAll()) request->Answer();
   }
 
  private:
   std::vector<StubRequest*> requests_;
+  int status_ = kStatusOk;
 };
 
 class CountingListener final : public common_kesu::Request::ListenerInterface {
@@ -99,34 +115,115 @@ class CountingListener final : public common_kesu::Request::ListenerInterface {
   int count_ = 0;
 };
 
-/// Requests per second from submission to answer, all submitted together.
-double Throughput() {
+/// Some requests and a multiplexer to send them with.
+struct World {
+  explicit World(int count) {
+    MobileServiceMux::Initialize(&factory, &queue, &clock, new common_kesu::MuxConfig);
+    payload.AdjustLength(kPayloadBytes);
+    common_base::GMemset(payload.data(), 'x', kPayloadBytes);
+    view = ByteView(payload);
+    for (int i = 0; i < count; ++i) {
+      requests.push_back(std::make_unique<PlainRequest>(
+          "g:loc/ql", common_kesu::ServiceVersion::kVersion1, &view));
+      requests.back()->ReplaceListener(&listener);
+    }
+  }
+  World(const World&) = delete;
+  World& operator=(const World&) = delete;
+  ~World() { MobileServiceMux::DeleteInstance(); }
+
+  template <typename Action>
+  void ForEach(Action action) const {
+    for (const auto& request : requests) action(MobileServiceMux::GetInstance(), request.get());
+  }
+  void CancelAll() const {
+    ForEach([](MobileServiceMux* mux, PlainRequest* request) { mux->Cancel(request); });
+  }
+  void SubmitAll(bool send_now) const {
+    ForEach([=](MobileServiceMux* mux, PlainRequest* request) { mux->Submit(request, send_now); });
+  }
+
   StubFactory factory;
   common_base::PosixClock clock;
-  common_base::SimpleRequestQueue queue(&clock);
-  MobileServiceMux::Initialize(&factory, &queue, &clock, new common_kesu::MuxConfig);
+  common_base::SimpleRequestQueue queue{&clock};
   ByteVector payload;
-  payload.AdjustLength(kPayloadBytes);
-  common_base::GMemset(payload.data(), 'x', kPayloadBytes);
-  const ByteView view(payload);
+  ByteView view;
   CountingListener listener;
   std::vector<std::unique_ptr<PlainRequest>> requests;
-  for (int i = 0; i < kRequests; ++i) {
-    requests.push_back(
-        std::make_unique<PlainRequest>("g:loc/ql", common_kesu::ServiceVersion::kVersion1, &view));
-    requests.back()->ReplaceListener(&listener);
-  }
+};
+
+/// Requests per second from submission to answer, all submitted together.
+double Throughput() {
+  World world(kRequests);
   const double seconds = Seconds(1, [&] {
-    for (const auto& request : requests) MobileServiceMux::GetInstance()->Submit(request.get());
+    world.SubmitAll(false);
     MobileServiceMux::GetInstance()->FlushPendingRequests();
-    factory.AnswerAll();
+    world.factory.AnswerAll();
   });
-  MobileServiceMux::DeleteInstance();
-  return listener.count() / seconds;
+  return world.listener.count() / seconds;
+}
+
+/// Something that is done to each of many requests, and what has to happen before.
+struct Growth {
+  const char* name;
+  std::function<void(World*)> prepare;
+  std::function<void(World*)> run;
+};
+
+void FailAll(World* world, bool in_random_order) {
+  std::vector<StubRequest*> posts = world->factory.TakeAll();
+  std::reverse(posts.begin(), posts.end());
+  if (in_random_order) std::shuffle(posts.begin(), posts.end(), std::minstd_rand());
+  for (StubRequest* post : posts) post->Fail();
+}
+
+/// Puts something else into the caches of the processor. Few requests would be found there, many
+/// would not, and the difference is not the multiplexer's.
+void EmptyCaches() {
+  static std::vector<unsigned char> other(std::size_t{48} << 20);
+  for (std::size_t i = 0; i < other.size(); i += 64) ++other[i];
+}
+
+/// Nanoseconds an item, on average over kFewestItems or more.
+double NanosecondsPerItem(const Growth& growth, int count) {
+  double seconds = 0;
+  int done = 0;
+  for (; done < kFewestItems; done += count) {
+    World world(count);
+    world.factory.set_status(kServerError);
+    growth.prepare(&world);
+    EmptyCaches();
+    seconds += Seconds(1, [&] { growth.run(&world); });
+  }
+  return seconds / done * 1e9;
 }
 
 }  // namespace
 
 std::vector<Benchmark> MuxBenchmarks() {
-  return {{"mux.throughput", "requests/s", Throughput}};
+  const auto nothing = [](World*) {};
+  const auto gather = [](World* world) { world->SubmitAll(false); };
+  const auto post_each = [](World* world) { world->SubmitAll(true); };
+  const auto cancel = [](World* world) { world->CancelAll(); };
+  const auto hold_back = [](World* world) {
+    world->ForEach([](MobileServiceMux* mux, PlainRequest* request) {
+      mux->SubmitWithDelay(request, common_base::kTicksPerSecond);
+    });
+  };
+  const Growth growths[] = {
+      {"submit", nothing, gather},
+      {"cancel_pending", gather, cancel},
+      {"cancel_delayed", hold_back, cancel},
+      {"cancel_in_flight", post_each, cancel},
+      {"end_in_reverse_order", post_each, [](World* world) { FailAll(world, false); }},
+      {"end_in_random_order", post_each, [](World* world) { FailAll(world, true); }},
+  };
+  std::vector<Benchmark> benchmarks = {{"mux.throughput", "requests/s", Throughput}};
+  for (const Growth& growth : growths) {
+    for (const int count : {1000, 10000, 100000}) {
+      benchmarks.push_back({std::string("mux.") + growth.name + '.' + std::to_string(count), "ns",
+                            [=] { return NanosecondsPerItem(growth, count); }});
+    }
+  }
+  return benchmarks;
 }

@@ -62,6 +62,7 @@ set(public_headers
   kesu/mux/plain_request.h
   kesu/mux/request.h
   kesu/mux/request_list.h
+  kesu/mux/request_place.h
   kesu/mux/request_scheduler.h
   kesu/mux/response.h
   kesu/mux/transport_error.h

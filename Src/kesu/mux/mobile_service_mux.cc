@@ -1,16 +1,15 @@
 #include "kesu/mux/mobile_service_mux.h"
 
-#include <algorithm>
-#include <functional>
-#include <string_view>
-#include <unordered_map>
+#include <exception>
+#include <iterator>
 #include <utility>
 
-#include "kesu/common/base/gallocator.h"
+#include "kesu/common/base/assertions.h"
 #include "kesu/common/base/logging.h"
 #include "kesu/common/base/scoped_ptr.h"
-#include "kesu/mux/http_constants.h"
 #include "kesu/mux/protocol_reader.h"
+#include "kesu/mux/reply_headers.h"
+#include "kesu/mux/request_ids.h"
 
 namespace common_kesu {
 namespace {
@@ -41,20 +40,17 @@ int AddWrapping(int a, int b) {
   return static_cast<int>(static_cast<unsigned>(a) + static_cast<unsigned>(b));
 }
 
-bool Equals(const GVector<unsigned char>& bytes, std::string_view text) {
-  return std::equal(bytes.begin(), bytes.end(), text.begin(), text.end());
-}
+/// Counts a call that is under way.
+class CallOut {
+ public:
+  explicit CallOut(int* count) : count_(count) { ++*count_; }
+  CallOut(const CallOut&) = delete;
+  CallOut& operator=(const CallOut&) = delete;
+  ~CallOut() { --*count_; }
 
-bool HasRightContentType(const HttpRequestInterface& request) {
-  const ScopedPtr<HeaderFieldIteratorInterface> header(request.HttpResponseHeaders());
-  for (; header && !header->AtEnd(); header->Next()) {
-    if (Equals(header->FieldName(), kContentType) &&
-        Equals(header->FieldValue(), kKesuMuxContentType)) {
-      return true;
-    }
-  }
-  return false;
-}
+ private:
+  int* count_;
+};
 
 }  // namespace
 
@@ -71,8 +67,47 @@ void MobileServiceMux::Initialize(HttpRequestFactory* factory, RequestQueueInter
 }
 
 void MobileServiceMux::DeleteInstance() {
-  delete std::exchange(instance_, nullptr);
+  const bool is_called_from_inside = instance_ != nullptr && instance_->calls_out_ > 0;
+  GWASSERT(!is_called_from_inside);
+  if (!is_called_from_inside) delete std::exchange(instance_, nullptr);
 }
+
+/// What happens while the requests of a POST are told, and what is left of it when all have been.
+class MobileServiceMux::Telling {
+ public:
+  explicit Telling(const MultiplexedPost* post) : post_(post) {}
+
+  void Tell(Request* request, Response* response) {
+    response->SetHttpFields(post_->post_request(), &post_->post_error());
+    Request::ListenerInterface* listener = request->listener();
+    if (listener != nullptr) {
+      Try([&] { listener->RequestComplete(request, response, &ok_); });
+    }
+  }
+  void TellFailed(Request* request, int status) {
+    ErrorResponse response(request->id(), status);
+    Tell(request, &response);
+  }
+
+  /// What comes out of one step is not to keep the others from being done.
+  template <typename Step>
+  void Try(Step step) {
+    try {
+      step();
+    } catch (...) {
+      if (!thrown_) thrown_ = std::current_exception();
+    }
+  }
+  /// Throws what came out first, if anything did.
+  void Rethrow() const {
+    if (thrown_) std::rethrow_exception(thrown_);
+  }
+
+ private:
+  const MultiplexedPost* post_;
+  bool ok_ = true;
+  std::exception_ptr thrown_;
+};
 
 MobileServiceMux::MobileServiceMux(RequestQueueInterface* queue, HttpRequestFactory* factory,
                                    ClockInterface* clock, HeaderRequest* header_request,
@@ -88,7 +123,7 @@ MobileServiceMux::~MobileServiceMux() {
   delete header_request_;
   delete scheduler_;
   delete config_;
-  for (int i = posts_in_flight_.length() - 1; i >= 0; --i) delete posts_in_flight_[i];
+  while (!posts_in_flight_.empty()) posts_in_flight_.pop_back();
 }
 
 void MobileServiceMux::ProcessRequests(const GVectorRef<Request*>& batch, bool*) {
@@ -102,6 +137,7 @@ void MobileServiceMux::ResumeAll() {
 }
 
 void MobileServiceMux::ProcessPendingRequests() {
+  const CallOut call_out(&calls_out_);
   while (next_pending_ < pending_requests_.length()) {
     SelectPendingRequestsUptoMaximumSize();
     ProcessAnyActiveRequests();
@@ -113,7 +149,7 @@ void MobileServiceMux::ProcessPendingRequests() {
 void MobileServiceMux::SelectPendingRequestsUptoMaximumSize() {
   long long total = header_request_->GetTotalLength() + kSizeReserve;
   for (; next_pending_ < pending_requests_.length(); ++next_pending_) {
-    Request* request = pending_requests_.entries()[next_pending_];
+    Request* request = pending_requests_[next_pending_];
     if (request == nullptr) continue;
     total += request->GetTotalLength();
     if (!active_requests_.IsEmpty() && total > kMaxPostBytes) return;
@@ -126,24 +162,30 @@ void MobileServiceMux::ProcessAnyActiveRequests() {
   if (active_requests_.IsEmpty()) return;
   const GVector<Request*> requests = std::move(active_requests_);
   UpdateRequestIds(requests);
-  auto* post = new MultiplexedPost(requests, mux_post_additional_length());
   // From here on Cancel() finds the requests, from inside the factory too.
-  posts_in_flight_.Append(post);
+  MultiplexedPost* post = &posts_in_flight_.emplace_back(requests, mux_post_additional_length());
+  const Posts::iterator position = std::prev(posts_in_flight_.end());
   bytes_sent_ = AddWrapping(bytes_sent_, post->FillPayload(header_request_));
   post->CreateTheHttpPost(factory_, *config_);
-  StartPost(post);
+  StartPost(position);
 }
 
-void MobileServiceMux::StartPost(MultiplexedPost* post) {
+void MobileServiceMux::StartPost(Posts::iterator post) {
   post->LogPostRequest();
-  HttpRequestInterface* request = post->post_request();
-  if (request != nullptr && request->Start(this) == 0) return;
-  // A transport that reports a failure from inside Start() has ended the post already.
-  if (!IsInFlight(post)) return;
+  const long long number = next_post_number_++;
+  if (HttpRequestInterface* request = post->post_request()) {
+    posts_by_request_[request] = {post, number};
+    if (request->Start(this) == 0) return;
+    // A transport that reports a failure from inside Start() has ended the post already.
+    const auto found = posts_by_request_.find(request);
+    if (found == posts_by_request_.end() || found->second.number != number) return;
+  }
   // The transport will not call back. The requests fail like those of any other POST that does not
   // get through, but not from inside their submission.
-  post->set_start_failure(queue_->NewDeferredRequest(0));
-  post->start_failure()->Start(this);
+  RequestInterface* wait = queue_->NewDeferredRequest(0);
+  post->set_start_failure(wait);
+  posts_by_request_[wait] = {post, number};
+  wait->Start(this);
 }
 
 void MobileServiceMux::UpdateRequestIds(const GVectorRef<Request*>& requests) {
@@ -155,10 +197,17 @@ int MobileServiceMux::NextRequestId() {
 }
 
 void MobileServiceMux::Cancel(Request* request) {
+  if (request == nullptr) return;
   scheduler_->Cancel(request);
-  for (MultiplexedPost* post : posts_in_flight_) post->Cancel(request);
-  for (MultiplexedPost* post : posts_being_finished_) post->Cancel(request);
   pending_requests_.CancelFirst(request);
+  // The places in one POST follow each other.
+  const void* post = nullptr;
+  request->ForEachPlace([&](RequestPlace* place) {
+    if (place->is_in_post() && std::exchange(post, place->holder()) != place->holder()) {
+      place->Take();
+    }
+    return true;
+  });
 }
 
 bool MobileServiceMux::RequireEndToEndSecurity(bool required) {
@@ -171,87 +220,72 @@ bool MobileServiceMux::is_https() const {
   return config_->service_url->StartsWith(kHttpsUrlStart);
 }
 
-bool MobileServiceMux::IsInFlight(const MultiplexedPost* post) const {
-  return std::find(posts_in_flight_.begin(), posts_in_flight_.end(), post) !=
-         posts_in_flight_.end();
-}
-
-/// Takes the post that `request` belongs to out of flight; null if there is none.
-MultiplexedPost* MobileServiceMux::BeginToFinish(const RequestInterface* request) {
-  MultiplexedPost** found =
-      std::find_if(posts_in_flight_.begin(), posts_in_flight_.end(), [&](auto* candidate) {
-        return candidate->post_request() == request || candidate->start_failure() == request;
-      });
-  if (request == nullptr || found == posts_in_flight_.end()) return nullptr;
-  MultiplexedPost* post = *found;
-  posts_in_flight_.EraseItems(found, 1);
-  posts_being_finished_.Append(post);
-  return post;
-}
-
-void MobileServiceMux::Finish(MultiplexedPost* post) {
-  posts_being_finished_.EraseItems(
-      std::find(posts_being_finished_.begin(), posts_being_finished_.end(), post), 1);
-  post->FinishPosting();
-  delete post;
-}
-
 void MobileServiceMux::OnRequestComplete(RequestInterface* request) {
-  MultiplexedPost* post = BeginToFinish(request);
-  if (post == nullptr) return;
-  if (request == post->start_failure()) {
-    post->set_start_failure(nullptr);
-    HandleFailedPost(post);
-    return;
-  }
-  bool ok = true;
-  if (!MaybeRequeueRequestsOnWrongContentType(post, &ok)) HandleReply(post, &ok);
-  Finish(post);
+  EndPost(request, true);
 }
 
 void MobileServiceMux::OnRequestFailed(RequestInterface* request) {
-  MultiplexedPost* post = BeginToFinish(request);
-  if (post == nullptr) return;
-  // Whatever becomes of the wait, it deletes itself.
-  if (request == post->start_failure()) post->set_start_failure(nullptr);
-  HandleFailedPost(post);
+  EndPost(request, false);
 }
 
-void MobileServiceMux::HandleFailedPost(MultiplexedPost* post) {
+void MobileServiceMux::EndPost(const RequestInterface* request, bool is_complete) {
+  const auto found = posts_by_request_.find(request);
+  if (found == posts_by_request_.end()) return;
+  const CallOut call_out(&calls_out_);
+  // Out of flight; it goes when all have been told.
+  Posts ended;
+  ended.splice(ended.end(), posts_in_flight_, found->second.post);
+  MultiplexedPost* post = &ended.front();
+  posts_by_request_.erase(post->post_request());
+  posts_by_request_.erase(post->start_failure());
+  const bool was_started = request != post->start_failure();
+  // Whatever becomes of the wait, it deletes itself.
+  if (!was_started) post->set_start_failure(nullptr);
+
+  Telling telling(post);
+  if (!is_complete || !was_started) {
+    HandleFailedPost(post, &telling);
+  } else if (!MaybeRequeueRequestsOnWrongContentType(post, &telling)) {
+    HandleReply(post, &telling);
+  }
+  post->FinishPosting();
+  ended.clear();
+  telling.Rethrow();
+}
+
+void MobileServiceMux::HandleFailedPost(MultiplexedPost* post, Telling* telling) {
   const HttpRequestInterface* request = post->post_request();
   const int status = request == nullptr ? 0 : request->HttpResponseStatusCode();
-  bool ok = true;
   switch (status) {
     case kHttpBadGateway:
       LogInfo("MobileServiceMux - received HTTP_BAD_GATEWAY; will requeue the affected requests");
-      MaybeRequeueRequests(post, false, &ok);
-      break;
+      return MaybeRequeueRequests(post, false, telling);
     case kHttpSubrequestTimeout:
       LogInfo("MobileServiceMux - received HTTP_SUBREQUEST_TIMEOUT");
-      NotifyRequestsFailed(post, status, &ok);
       break;
     case kHttpNotImplemented:
       LogInfo("MobileServiceMux - received HTTP_NOT_IMPLEMENTED");
-      NotifyRequestsFailed(post, status, &ok);
       break;
     default:
       LogInfo("MobileServiceMux - bad response code from the server (%d)", status);
-      NotifyRequestsFailed(post, status, &ok);
       break;
   }
-  Finish(post);
+  NotifyRequestsFailed(post, status, telling);
 }
 
-bool MobileServiceMux::MaybeRequeueRequestsOnWrongContentType(MultiplexedPost* post, bool* ok) {
-  if (HasRightContentType(*post->post_request())) return false;
+bool MobileServiceMux::MaybeRequeueRequestsOnWrongContentType(MultiplexedPost* post,
+                                                              Telling* telling) {
+  const ScopedPtr<HeaderFieldIteratorInterface> headers(
+      post->post_request()->HttpResponseHeaders());
+  if (headers && IsMultiplexedReply(headers.get())) return false;
   LogWarn(
       "An error occured during response processing, the response did not have the right content "
       "type, all requests will be requeued");
-  MaybeRequeueRequests(post, true, ok);
+  MaybeRequeueRequests(post, true, telling);
   return true;
 }
 
-void MobileServiceMux::HandleReply(MultiplexedPost* post, bool* ok) {
+void MobileServiceMux::HandleReply(MultiplexedPost* post, Telling* telling) {
   bytes_received_ = AddWrapping(bytes_received_, post->response_body().length());
   post->LogResponse();
   const ByteView body(post->response_body());
@@ -261,33 +295,24 @@ void MobileServiceMux::HandleReply(MultiplexedPost* post, bool* ok) {
   reader.InitializeInput(&is_right_version);
   if (!is_right_version) {
     LogWarn("All requests failed because an invalid protocol version was detected in the response");
-    NotifyRequestsFailed(post, ErrorResponse::kProtocolVersionMismatch, ok);
+    NotifyRequestsFailed(post, ErrorResponse::kProtocolVersionMismatch, telling);
     return;
   }
-  DistributeResponses(&reader, post, ok);
-  MaybeRequeueRequests(post, false, ok);
+  DistributeResponses(&reader, post, telling);
+  MaybeRequeueRequests(post, false, telling);
 }
 
 /// Hands each response to its request; the requests that got none stay in the post.
 void MobileServiceMux::DistributeResponses(ProtocolReader* reader, MultiplexedPost* post,
-                                           bool* ok) {
-  const GVector<Request*>& unanswered = post->muxed_requests();
-  std::unordered_map<short, int, std::hash<short>, std::equal_to<>,
-                     common_base::GAllocator<std::pair<const short, int>>>
-      index_of_id;
-  for (int i = 0; i < unanswered.length(); ++i) {
-    if (unanswered[i] != nullptr) index_of_id.emplace(unanswered[i]->id(), i);
-  }
+                                           Telling* telling) {
+  RequestIds ids(&post->muxed_requests());
   bool has_response = false;
   for (bool may_go_on = true; may_go_on;) {
     const ScopedPtr<Response> response(reader->ReadResponse(&may_go_on));
     if (!response) continue;
     has_response = true;
-    response->SetHttpFields(post->post_request(), &post->post_error());
-    const auto found = index_of_id.find(response->id());
-    if (found == index_of_id.end()) continue;
-    Request* request = post->TakeRequest(found->second);
-    if (request != nullptr) HandleDemuxedResponse(request, *response, ok);
+    const int index = ids.Find(response->id());
+    if (index != -1) telling->Tell(post->TakeRequest(index), response.get());
   }
   if (!has_response) {
     LogWarn(
@@ -295,35 +320,26 @@ void MobileServiceMux::DistributeResponses(ProtocolReader* reader, MultiplexedPo
   }
 }
 
-void MobileServiceMux::HandleDemuxedResponse(Request* request, const Response& response, bool* ok) {
-  if (request->listener() != nullptr) request->listener()->RequestComplete(request, &response, ok);
-}
-
 /// The treatment is the same whatever made it necessary.
-void MobileServiceMux::MaybeRequeueRequests(MultiplexedPost* post, bool, bool* ok) {
+void MobileServiceMux::MaybeRequeueRequests(MultiplexedPost* post, bool, Telling* telling) {
   for (int i = 0; i < post->muxed_requests().length(); ++i) {
     Request* request = post->TakeRequest(i);
     if (request == nullptr) continue;
-    if (request->ShouldRetry()) {
-      SubmitWithDelay(request, request->GetRetryTimeout());
-    } else {
-      NotifyRequestFailed(request, *post, ErrorResponse::kRetriesUsedUp, ok);
-    }
+    telling->Try([&] {
+      if (request->ShouldRetry()) {
+        SubmitWithDelay(request, request->GetRetryTimeout());
+      } else {
+        telling->TellFailed(request, ErrorResponse::kRetriesUsedUp);
+      }
+    });
   }
 }
 
-void MobileServiceMux::NotifyRequestsFailed(MultiplexedPost* post, int status, bool* ok) {
+void MobileServiceMux::NotifyRequestsFailed(MultiplexedPost* post, int status, Telling* telling) {
   for (int i = 0; i < post->muxed_requests().length(); ++i) {
     Request* request = post->TakeRequest(i);
-    if (request != nullptr) NotifyRequestFailed(request, *post, status, ok);
+    if (request != nullptr) telling->TellFailed(request, status);
   }
-}
-
-void MobileServiceMux::NotifyRequestFailed(Request* request, const MultiplexedPost& post,
-                                           int status, bool* ok) {
-  ErrorResponse response(request->id(), status);
-  response.SetHttpFields(post.post_request(), &post.post_error());
-  HandleDemuxedResponse(request, response, ok);
 }
 
 }  // namespace common_kesu

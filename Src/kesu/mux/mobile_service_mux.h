@@ -1,7 +1,13 @@
 #ifndef KESU_MUX_MOBILE_SERVICE_MUX_H_
 #define KESU_MUX_MOBILE_SERVICE_MUX_H_
 
+#include <functional>
+#include <list>
+#include <unordered_map>
+#include <utility>
+
 #include "kesu/common/base/clock_interface.h"
+#include "kesu/common/base/gallocator.h"
 #include "kesu/common/base/request_interface.h"
 #include "kesu/common/base/vector.h"
 #include "kesu/mux/header_request.h"
@@ -20,8 +26,13 @@ namespace common_kesu {
 /// main loop.
 ///
 /// A request that is submitted is borrowed until its listener has been told its outcome, once, or
-/// Cancel() returns. A listener may do anything from inside its callback, on this multiplexer and
-/// on any request, but delete the multiplexer.
+/// Cancel() returns; when it is deleted before, it is forgotten and nobody is told. A request that
+/// is submitted again while it waits is sent that often and told that often. A listener may do
+/// anything from inside its callback, on this multiplexer and on any request, but delete the
+/// multiplexer.
+///
+/// What a listener throws keeps no other from its outcome: when all that have to be told at that
+/// moment have been, the first exception goes on to whoever reported the end of the POST.
 class MobileServiceMux : public common_base::RequesterInterface,
                          public RequestScheduler::ListenerInterface {
  public:
@@ -32,7 +43,10 @@ class MobileServiceMux : public common_base::RequesterInterface,
   /// Null before Initialize() and after DeleteInstance().
   static MobileServiceMux* GetInstance() { return instance_; }
   static bool InstanceExists() { return instance_ != nullptr; }
-  /// Cancels the POSTs in flight and forgets the requests; no listener is told.
+  /// Cancels the POSTs in flight, the newest first, and forgets the requests; no listener is told.
+  /// An invocation of a service that was waiting never ends; its owner cancels it. Not from inside
+  /// a listener, a transport that makes or starts a POST, or a main loop that either of them runs:
+  /// that is reported as a broken contract and refused.
   static void DeleteInstance();
 
   MobileServiceMux(const MobileServiceMux&) = delete;
@@ -57,7 +71,8 @@ class MobileServiceMux : public common_base::RequesterInterface,
   }
   /// Sends what waits for a batch, now.
   void FlushPendingRequests() { scheduler_->SendPendingRequests(); }
-  /// Forgets the request, wherever it is: its listener is not called any more.
+  /// Forgets the request: its listener is not called any more. Of one that was submitted several
+  /// times this takes all that waits for a batch, the first delay and the first entry in each POST.
   void Cancel(Request* request);
 
   /// While paused, batches pile up instead of being posted. What is in flight goes on.
@@ -88,23 +103,32 @@ class MobileServiceMux : public common_base::RequesterInterface,
                    common_base::ClockInterface* clock, HeaderRequest* header_request,
                    MuxConfig* config);
 
+  /// In the order in which they were made.
+  using Posts = std::list<MultiplexedPost, common_base::GAllocator<MultiplexedPost>>;
+  struct PostEntry {
+    Posts::iterator post;
+    /// Of this post alone, whatever is made later at the same address.
+    long long number;
+  };
+  using PostIndex = std::unordered_map<
+      const common_base::RequestInterface*, PostEntry,
+      std::hash<const common_base::RequestInterface*>, std::equal_to<>,
+      common_base::GAllocator<std::pair<const common_base::RequestInterface* const, PostEntry>>>;
+  class Telling;
+
   void ProcessPendingRequests();
   void SelectPendingRequestsUptoMaximumSize();
   void ProcessAnyActiveRequests();
   void UpdateRequestIds(const common_base::GVectorRef<Request*>& requests);
-  void StartPost(MultiplexedPost* post);
-  bool IsInFlight(const MultiplexedPost* post) const;
+  void StartPost(Posts::iterator post);
 
-  MultiplexedPost* BeginToFinish(const common_base::RequestInterface* request);
-  void Finish(MultiplexedPost* post);
-  bool MaybeRequeueRequestsOnWrongContentType(MultiplexedPost* post, bool* ok);
-  void HandleReply(MultiplexedPost* post, bool* ok);
-  void DistributeResponses(class ProtocolReader* reader, MultiplexedPost* post, bool* ok);
-  void HandleDemuxedResponse(Request* request, const Response& response, bool* ok);
-  void HandleFailedPost(MultiplexedPost* post);
-  void MaybeRequeueRequests(MultiplexedPost* post, bool wrong_content_type, bool* ok);
-  void NotifyRequestsFailed(MultiplexedPost* post, int status, bool* ok);
-  void NotifyRequestFailed(Request* request, const MultiplexedPost& post, int status, bool* ok);
+  void EndPost(const common_base::RequestInterface* request, bool is_complete);
+  bool MaybeRequeueRequestsOnWrongContentType(MultiplexedPost* post, Telling* telling);
+  void HandleReply(MultiplexedPost* post, Telling* telling);
+  void DistributeResponses(class ProtocolReader* reader, MultiplexedPost* post, Telling* telling);
+  void HandleFailedPost(MultiplexedPost* post, Telling* telling);
+  void MaybeRequeueRequests(MultiplexedPost* post, bool wrong_content_type, Telling* telling);
+  void NotifyRequestsFailed(MultiplexedPost* post, int status, Telling* telling);
 
   static MobileServiceMux* instance_;
 
@@ -120,14 +144,16 @@ class MobileServiceMux : public common_base::RequesterInterface,
   common_base::ClockInterface* clock_;
   common_base::GVector<Request*> active_requests_;
   RequestList pending_requests_;
-  common_base::GVector<MultiplexedPost*> posts_in_flight_;
+  Posts posts_in_flight_;
 
   common_base::RequestQueueInterface* queue_;
   /// The entries of `pending_requests_` before this one have been taken.
   int next_pending_ = 0;
-  /// Posts whose requests are being told their outcomes: usually one at most, more where a listener
-  /// runs the main loop itself.
-  common_base::GVector<MultiplexedPost*> posts_being_finished_;
+  /// By the request that ends each: its HTTP request, or the wait that stands in for one.
+  PostIndex posts_by_request_;
+  long long next_post_number_ = 0;
+  /// How many calls of transports and listeners are under way.
+  int calls_out_ = 0;
 };
 
 }  // namespace common_kesu

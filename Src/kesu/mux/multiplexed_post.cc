@@ -1,5 +1,6 @@
 #include "kesu/mux/multiplexed_post.h"
 
+#include "kesu/common/base/assertions.h"
 #include "kesu/common/base/string_format.h"
 #include "kesu/mux/http_constants.h"
 
@@ -29,27 +30,32 @@ MultiplexedPost::MultiplexedPost(const GVectorRef<Request*>& requests, int addit
 
 MultiplexedPost::~MultiplexedPost() {
   if (start_failure_ != nullptr) start_failure_->Cancel();
-  if (post_request_ == nullptr) return;
-  post_request_->Cancel();
+  if (post_request_ != nullptr) post_request_->Cancel();
 }
 
 int MultiplexedPost::FillPayload(HeaderRequest* header_request) {
+  post_body_.SetReserve(ComputeContentLength());
   DataOutputStream stream(&post_body_);
-  header_request->WriteHeader(&stream);
-  header_request->WriteBody(&stream);
-  for (Request* request : muxed_requests()) {
-    if (request == nullptr) continue;
-    request->WriteHeader(&stream);
-    request->WriteBody(&stream);
+  AppendBlock(header_request, &stream);
+  for (int i = 0; i < muxed_requests_.length(); ++i) {
+    if (muxed_requests_[i] != nullptr) AppendBlock(muxed_requests_[i], &stream);
   }
   post_body_view_ = ByteView(post_body_);
   return post_body_.length();
 }
 
+void MultiplexedPost::AppendBlock(Request* request, DataOutputStream* stream) {
+  const int start = post_body_.length();
+  request->WriteHeader(stream);
+  request->WriteBody(stream);
+  // Or what it writes was changed after its length had been asked for.
+  GWASSERT(post_body_.length() - start == request->GetTotalLength());
+}
+
 int MultiplexedPost::ComputeContentLength() const {
   int length = additional_length_;
-  for (Request* request : muxed_requests()) {
-    if (request != nullptr) length += request->GetTotalLength();
+  for (int i = 0; i < muxed_requests_.length(); ++i) {
+    if (muxed_requests_[i] != nullptr) length += muxed_requests_[i]->GetTotalLength();
   }
   return length;
 }

@@ -31,7 +31,7 @@ class MultiplexedPost : public common_base::HeapObject {
   int ComputeContentLength() const;
 
   /// Nulls the first entry of the request.
-  void Cancel(const Request* request) { muxed_requests_.CancelFirst(request); }
+  void Cancel(Request* request) { muxed_requests_.CancelFirst(request); }
   /// The request at `index`, which the post then no longer holds; null if it was cancelled.
   Request* TakeRequest(int index) { return muxed_requests_.Take(index); }
 
@@ -42,7 +42,7 @@ class MultiplexedPost : public common_base::HeapObject {
 
   const common_base::GVector<unsigned char>& post_body() const { return post_body_; }
   const common_base::GVector<unsigned char>& response_body() const { return response_body_; }
-  const common_base::GVector<Request*>& muxed_requests() const { return muxed_requests_.entries(); }
+  const RequestList& muxed_requests() const { return muxed_requests_; }
   const HttpRequestFactory::StatusInfo& post_error() const { return post_error_; }
   /// Null when the factory made none.
   HttpRequestInterface* post_request() const { return post_request_; }
@@ -52,13 +52,15 @@ class MultiplexedPost : public common_base::HeapObject {
   void set_start_failure(common_base::RequestInterface* wait) { start_failure_ = wait; }
 
  private:
+  void AppendBlock(Request* request, common_base::DataOutputStream* stream);
+
   int additional_length_;
   HttpRequestInterface* post_request_ = nullptr;
   common_base::GVector<unsigned char> post_body_;
   /// Of `post_body_`, for the transport, which borrows the view too.
   common_base::GVectorRef<const unsigned char> post_body_view_;
   common_base::GVector<unsigned char> response_body_;
-  RequestList muxed_requests_;
+  RequestList muxed_requests_{RequestList::Of::kPost};
   HttpRequestFactory::StatusInfo post_error_;
   common_base::RequestInterface* start_failure_ = nullptr;
 };

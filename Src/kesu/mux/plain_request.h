@@ -24,6 +24,9 @@ class PlainRequest : public Request {
   bool ShouldRetry() override;
   long long GetRetryTimeout() override;
   void WriteBody(common_base::DataOutputStream* out) override;
+  /// Not once the length of the request has been asked for, by its submission at the latest, unless
+  /// set_body_length(kBodyLengthUnknown) follows: the length is not computed again. What is sent
+  /// with a wrong one is reported as a broken contract.
   virtual void set_payload(const common_base::GVectorRef<const unsigned char>* payload);
   /// A 32-bit length and the payload.
   virtual void WritePayload(common_base::DataOutputStream* out);

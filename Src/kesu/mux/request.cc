@@ -11,6 +11,13 @@ constexpr int kBlockHeaderBytes = 6;
 
 }  // namespace
 
+Request::~Request() {
+  ForEachPlace([](RequestPlace* place) {
+    place->Take();
+    return true;
+  });
+}
+
 int Request::GetTotalLength() {
   return GetBodyLength() + kBlockHeaderBytes;
 }

@@ -5,11 +5,14 @@
 #include "kesu/common/base/vector.h"
 #include "kesu/mux/block.h"
 #include "kesu/mux/chunk_provider.h"
+#include "kesu/mux/request_place.h"
 #include "kesu/mux/response.h"
 
 namespace common_kesu {
 
 /// One block of a POST: knows how to write itself, and whether and when it is to be sent again.
+///
+/// A request that is deleted while it waits is forgotten wherever it does: nobody is told.
 class Request : public Block {
  public:
   /// The party that a request's outcome is told.
@@ -25,6 +28,7 @@ class Request : public Block {
   };
 
   Request(BlockType type, int id) : Block(type, static_cast<short>(id)) {}
+  ~Request() override;
 
   /// Whether the request may be sent once more after a failure. Each call counts as an attempt.
   virtual bool ShouldRetry() = 0;
@@ -46,9 +50,25 @@ class Request : public Block {
 
   void ResetChunkBuffer() { chunk_buffer_.Clear(); }
 
+  /// Whether it is submitted, held back or in a POST, and its outcome is still to come.
+  bool is_waiting() const { return places_.next() != &places_; }
+  /// Calls `visit` with each RequestPlace of this request, from the oldest on, until it returns
+  /// false. It may empty the place.
+  template <typename Visit>
+  void ForEachPlace(Visit visit) {
+    for (RequestPlaceLink *link = places_.next(), *next = nullptr; link != &places_; link = next) {
+      next = link->next();
+      if (!visit(static_cast<RequestPlace*>(link))) return;
+    }
+  }
+
  private:
+  friend class RequestPlace;
+
   ListenerInterface* listener_ = nullptr;
   common_base::GVector<unsigned char> chunk_buffer_;
+  /// Where the ring of its places begins and ends.
+  RequestPlaceLink places_;
 };
 
 }  // namespace common_kesu

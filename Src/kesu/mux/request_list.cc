@@ -1,46 +1,31 @@
 #include "kesu/mux/request_list.h"
 
+#include "kesu/mux/request.h"
+
 namespace common_kesu {
 
 using common_base::GVector;
 using common_base::GVectorRef;
 
-void RequestList::Append(Request* request) {
-  entries_.Append(request);
-}
-
 void RequestList::AppendAll(const GVectorRef<Request*>& requests) {
-  entries_.AppendAll(requests);
+  for (Request* request : requests) Append(request);
 }
 
 GVector<Request*> RequestList::TakeAll() {
-  index_.clear();
-  indexed_length_ = 0;
-  return std::move(entries_);
+  GVector<Request*> requests;
+  requests.AdjustLength(length());
+  for (int i = 0; i < length(); ++i) requests[i] = Take(i);
+  Clear();
+  return requests;
 }
 
-void RequestList::UpdateIndex() {
-  for (; indexed_length_ < length(); ++indexed_length_) {
-    const Request* request = entries_[indexed_length_];
-    if (request != nullptr) index_.emplace(request, indexed_length_);
-  }
-}
-
-void RequestList::Cancel(const Request* request, bool all) {
-  UpdateIndex();
-  const auto [begin, end] = index_.equal_range(request);
-  auto first = end;
-  for (auto place = begin; place != end; ++place) {
-    if (entries_[place->second] != request) continue;
-    if (all) entries_[place->second] = nullptr;
-    if (first == end || place->second < first->second) first = place;
-  }
-  if (all) {
-    index_.erase(begin, end);
-  } else if (first != end) {
-    entries_[first->second] = nullptr;
-    index_.erase(first);
-  }
+void RequestList::Cancel(Request* request, bool all) {
+  if (request == nullptr) return;
+  request->ForEachPlace([&](RequestPlace* place) {
+    if (place->holder() != this) return true;
+    place->Take();
+    return all;
+  });
 }
 
 }  // namespace common_kesu

@@ -1,49 +1,48 @@
 #ifndef KESU_MUX_REQUEST_LIST_H_
 #define KESU_MUX_REQUEST_LIST_H_
 
-#include <functional>
-#include <unordered_map>
-#include <utility>
+#include <deque>
 
 #include "kesu/common/base/gallocator.h"
 #include "kesu/common/base/vector.h"
-#include "kesu/mux/request.h"
+#include "kesu/mux/request_place.h"
 
 namespace common_kesu {
 
-/// Requests in order, borrowed. A request that is cancelled leaves a null entry, so that the others
-/// keep their places. Cancelling is fast however long the list: the first time makes an index.
+/// Requests in order, borrowed. A request that is cancelled, taken or deleted leaves a null entry,
+/// so that the others keep their places.
 class RequestList {
  public:
-  const common_base::GVector<Request*>& entries() const { return entries_; }
-  int length() const { return entries_.length(); }
-  bool IsEmpty() const { return entries_.IsEmpty(); }
+  enum class Of { kWaiting, kPost };
 
-  void Append(Request* request);
+  explicit RequestList(Of of = Of::kWaiting) : is_post_(of == Of::kPost) {}
+  RequestList(const RequestList&) = delete;
+  RequestList& operator=(const RequestList&) = delete;
+
+  int length() const { return static_cast<int>(places_.size()); }
+  bool IsEmpty() const { return places_.empty(); }
+  Request* operator[](int index) const { return PlaceAt(index).request(); }
+
+  void Append(Request* request) { places_.emplace_back(request, this, is_post_); }
   void AppendAll(const common_base::GVectorRef<Request*>& requests);
   /// The request at `index`, whose entry becomes null.
-  Request* Take(int index) { return std::exchange(entries_[index], nullptr); }
+  Request* Take(int index) { return places_[static_cast<std::size_t>(index)].Take(); }
   /// All entries; the list is empty afterwards.
   common_base::GVector<Request*> TakeAll();
-  void Clear() { TakeAll(); }
+  void Clear() { places_.clear(); }
 
-  /// Nulls the first entry of the request, or all of them.
-  void CancelFirst(const Request* request) { Cancel(request, false); }
-  void CancelAll(const Request* request) { Cancel(request, true); }
+  /// Null the first entry of the request, or all of them, in time that depends on the number of its
+  /// places only. Null is none.
+  void CancelFirst(Request* request) { Cancel(request, false); }
+  void CancelAll(Request* request) { Cancel(request, true); }
 
  private:
-  using Index =
-      std::unordered_multimap<const Request*, int, std::hash<const Request*>, std::equal_to<>,
-                              common_base::GAllocator<std::pair<const Request* const, int>>>;
+  const RequestPlace& PlaceAt(int index) const { return places_[static_cast<std::size_t>(index)]; }
+  void Cancel(Request* request, bool all);
 
-  void Cancel(const Request* request, bool all);
-  /// Enters what has been appended since the last time.
-  void UpdateIndex();
-
-  common_base::GVector<Request*> entries_;
-  /// Where each request was put; it may have been taken since.
-  Index index_;
-  int indexed_length_ = 0;
+  /// A container that does not move its elements.
+  std::deque<RequestPlace, common_base::GAllocator<RequestPlace>> places_;
+  bool is_post_;
 };
 
 }  // namespace common_kesu

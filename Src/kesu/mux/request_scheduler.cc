@@ -1,8 +1,8 @@
 #include "kesu/mux/request_scheduler.h"
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
-#include <utility>
 
 namespace common_kesu {
 
@@ -33,12 +33,12 @@ RequestScheduler::RequestScheduler(ListenerInterface* listener, RequestQueueInte
       max_delay_(max_delay) {}
 
 RequestScheduler::~RequestScheduler() {
-  if (timer_ != nullptr) timer_->Cancel();
-  for (const auto& [key, submission] : delayed_submissions_) delete submission;
+  if (IsTimerRunning()) timer_->Cancel();
 }
 
 void RequestScheduler::StartTimer(long long delay) {
   timer_ = queue_->NewDeferredRequest(delay);
+  timer_has_failed_ = false;
   timer_->Start(this);
 }
 
@@ -50,7 +50,7 @@ void RequestScheduler::Submit(Request* request, bool send_now) {
   }
   const long long now = ticks_.Now();
   soft_deadline_ = TimeAfter(now, min_delay_);
-  if (timer_ != nullptr) return;
+  if (IsTimerRunning()) return;
   hard_deadline_ = TimeAfter(now, max_delay_);
   StartTimer(min_delay_);
 }
@@ -66,8 +66,13 @@ void RequestScheduler::OnRequestComplete(RequestInterface* request) {
   }
 }
 
+void RequestScheduler::OnRequestFailed(RequestInterface* request) {
+  timer_has_failed_ = timer_has_failed_ || request == timer_;
+}
+
 void RequestScheduler::SendPendingRequests() {
-  if (timer_ != nullptr) std::exchange(timer_, nullptr)->Cancel();
+  if (IsTimerRunning()) timer_->Cancel();
+  timer_ = nullptr;
   const GVector<Request*> batch = pending_requests_.TakeAll();
   bool ok = true;
   listener_->ProcessRequests(batch, &ok);
@@ -75,9 +80,9 @@ void RequestScheduler::SendPendingRequests() {
 
 void RequestScheduler::SubmitWithDelay(Request* request, long long delay, bool send_now) {
   RequestInterface* deferred = queue_->NewDeferredRequest(delay);
-  auto* submission =
-      new DelayedSubmission(this, deferred, request, send_now, next_sequence_number_++);
-  delayed_submissions_.emplace(submission->key(), submission);
+  delayed_submissions_.emplace_back(this, deferred, request, send_now);
+  DelayedSubmission* submission = &delayed_submissions_.back();
+  submission->position_ = std::prev(delayed_submissions_.end());
   deferred->Start(submission);
 }
 
@@ -85,31 +90,30 @@ void RequestScheduler::DoDelayedSubmission(DelayedSubmission* submission) {
   Request* request = submission->request();
   const bool send_now = submission->send_now();
   DeleteDelayedSubmission(submission);
-  Submit(request, send_now);
+  if (request != nullptr) Submit(request, send_now);
 }
 
 void RequestScheduler::DeleteDelayedSubmission(DelayedSubmission* submission) {
-  delayed_submissions_.erase(submission->key());
-  delete submission;
+  delayed_submissions_.erase(submission->position_);
 }
 
 void RequestScheduler::Cancel(Request* request) {
-  const auto oldest = delayed_submissions_.lower_bound(DelayedKey(request, 0));
-  if (oldest != delayed_submissions_.end() && oldest->first.first == request) {
-    DeleteDelayedSubmission(oldest->second);
-  }
+  if (request == nullptr) return;
+  request->ForEachPlace([this](RequestPlace* place) {
+    if (place->holder() != this) return true;
+    DeleteDelayedSubmission(static_cast<DelayedSubmission*>(place));
+    return false;
+  });
   pending_requests_.CancelAll(request);
 }
 
 RequestScheduler::DelayedSubmission::DelayedSubmission(RequestScheduler* scheduler,
                                                        RequestInterface* deferred_request,
-                                                       Request* request, bool send_now,
-                                                       long long sequence_number)
-    : scheduler_(scheduler),
+                                                       Request* request, bool send_now)
+    : RequestPlace(request, scheduler, false),
+      scheduler_(scheduler),
       deferred_request_(deferred_request),
-      request_(request),
-      send_now_(send_now),
-      sequence_number_(sequence_number) {}
+      send_now_(send_now) {}
 
 RequestScheduler::DelayedSubmission::~DelayedSubmission() {
   if (deferred_request_ != nullptr) deferred_request_->Cancel();

@@ -1,9 +1,7 @@
 #ifndef KESU_MUX_REQUEST_SCHEDULER_H_
 #define KESU_MUX_REQUEST_SCHEDULER_H_
 
-#include <functional>
-#include <map>
-#include <utility>
+#include <list>
 
 #include "kesu/common/base/clock_interface.h"
 #include "kesu/common/base/gallocator.h"
@@ -43,7 +41,9 @@ class RequestScheduler : public common_base::RequesterInterface {
   RequestScheduler& operator=(const RequestScheduler&) = delete;
 
   void OnRequestComplete(common_base::RequestInterface* request) override;
-  void OnRequestFailed(common_base::RequestInterface*) override {}
+  /// Does nothing, deliberately, but note that the timer has gone: who waits is sent with what is
+  /// submitted next, or by SendPendingRequests().
+  void OnRequestFailed(common_base::RequestInterface* request) override;
   /// Cancels the timer and all delays; nobody is told.
   ~RequestScheduler() override;
 
@@ -66,12 +66,10 @@ class RequestScheduler : public common_base::RequesterInterface {
  private:
   class DelayedSubmission;
 
-  /// By request and, for those of one request, by age.
-  using DelayedKey = std::pair<const Request*, long long>;
   using DelayedSubmissions =
-      std::map<DelayedKey, DelayedSubmission*, std::less<>,
-               common_base::GAllocator<std::pair<const DelayedKey, DelayedSubmission*>>>;
+      std::list<DelayedSubmission, common_base::GAllocator<DelayedSubmission>>;
 
+  bool IsTimerRunning() const { return timer_ != nullptr && !timer_has_failed_; }
   void StartTimer(long long delay);
   void DoDelayedSubmission(DelayedSubmission* submission);
   void DeleteDelayedSubmission(DelayedSubmission* submission);
@@ -81,21 +79,22 @@ class RequestScheduler : public common_base::RequesterInterface {
   common_base::SteadyTicks ticks_;
   long long min_delay_;
   long long max_delay_;
+  /// Only compared, once it has failed.
   common_base::RequestInterface* timer_ = nullptr;
   RequestList pending_requests_;
   DelayedSubmissions delayed_submissions_;
   long long soft_deadline_ = 0;
   long long hard_deadline_ = 0;
-  /// Tells delayed submissions of the same request apart.
-  long long next_sequence_number_ = 0;
+  bool timer_has_failed_ = false;
 };
 
 /// A request that is held back. Owned by its scheduler, among whose delayed submissions it is for
 /// all its life.
-class RequestScheduler::DelayedSubmission : public common_base::RequesterInterface {
+class RequestScheduler::DelayedSubmission : public common_base::RequesterInterface,
+                                            private RequestPlace {
  public:
   DelayedSubmission(RequestScheduler* scheduler, common_base::RequestInterface* deferred_request,
-                    Request* request, bool send_now, long long sequence_number);
+                    Request* request, bool send_now);
   DelayedSubmission(const DelayedSubmission&) = delete;
   DelayedSubmission& operator=(const DelayedSubmission&) = delete;
 
@@ -104,16 +103,18 @@ class RequestScheduler::DelayedSubmission : public common_base::RequesterInterfa
   /// Cancels the wait, unless it has ended.
   ~DelayedSubmission() override;
 
-  Request* request() const { return request_; }
+  /// Null once it has been deleted.
+  using RequestPlace::request;
   bool send_now() const { return send_now_; }
-  DelayedKey key() const { return {request_, sequence_number_}; }
 
  private:
+  friend class RequestScheduler;
+
   RequestScheduler* scheduler_;
   common_base::RequestInterface* deferred_request_;
-  Request* request_;
   bool send_now_;
-  long long sequence_number_;
+  /// Where it is among those of the scheduler.
+  DelayedSubmissions::iterator position_;
 };
 
 }  // namespace common_kesu
