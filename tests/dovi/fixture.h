@@ -62,8 +62,10 @@ class ScopedSettings {
         {host.c_str(), nullptr, proxy.c_str(), connect_timeout_ms, total_timeout_ms}));
   }
   ~ScopedSettings() {
-    SetDoviDeploymentSettings({old_host_.c_str(), nullptr, old_proxy_.c_str(),
-                               old_.connect_timeout_ms, old_.total_timeout_ms});
+    old_.host = old_host_.c_str();
+    old_.ca_file = nullptr;
+    old_.proxy = old_proxy_.c_str();
+    SetDoviDeploymentSettings(old_);
   }
 
  private:
@@ -77,7 +79,8 @@ class Exchange : public common_base::RequesterInterface {
  public:
   enum Method { kPost, kGet };
 
-  Exchange(DoviHttpRequestFactory* factory, std::string body, Method method = kPost)
+  explicit Exchange(DoviHttpRequestFactory* factory, std::string body = "request",
+                    Method method = kPost)
       : body_(std::move(body)), body_view_(ViewOf(body_)) {
     // Requests go to the address of the settings, whatever is asked for here.
     const common_base::GString url("http://ignored.invalid/");
@@ -92,24 +95,21 @@ class Exchange : public common_base::RequesterInterface {
   void Cancel() {
     if (request != nullptr) std::exchange(request, nullptr)->Cancel();
   }
-  /// Starts, and iterates the main loop until the end.
-  void Run() {
-    REQUIRE(Start() == 0);
-    REQUIRE(IterateUntil([this] { return HasEnded(); }));
-  }
-  bool HasEnded() const { return completed + failed > 0; }
-  /// "", or what its requester was told, the status, the body and the kind of error, if there was
-  /// one: "completed 200 o (closed-early)".
+  bool HasEnded() const { return told_ != ""; }
+  /// Iterates the main loop until the end. What its requester was told, the status, the body and
+  /// the kind of error, if there was one: "completed 200 o (closed-early)".
   std::string Outcome() const {
-    std::string told;
-    for (int i = 0; i < completed; ++i) told += "completed ";
-    for (int i = 0; i < failed; ++i) told += "failed ";
-    if (!HasEnded()) return told;
-    told += std::to_string(request->HttpResponseStatusCode()) + " " + TextOf(response_body);
-    const auto kind = request->last_transport_error().kind;
-    if (kind == common_kesu::TransportErrorKind::kNone) return told;
-    return told + " (" + TransportErrorKindName(kind) + ")";
+    REQUIRE(IterateUntil([this] { return HasEnded(); }));
+    const std::string error = TransportErrorKindName(request->last_transport_error().kind);
+    return told_ + std::to_string(request->HttpResponseStatusCode()) + " " + TextOf(response_body) +
+           (error == "none" ? "" : " (" + error + ")");
   }
+  /// The outcome of an exchange that is yet to be started.
+  std::string Run() {
+    REQUIRE(Start() == 0);
+    return Outcome();
+  }
+  std::string ErrorText() const { return TextOf(request->last_transport_error().text); }
   /// "name=value|name=value|"
   std::string ResponseHeaders() const {
     const std::unique_ptr<HeaderFieldIteratorInterface> field(request->HttpResponseHeaders());
@@ -120,25 +120,26 @@ class Exchange : public common_base::RequesterInterface {
     return headers;
   }
 
-  void OnRequestComplete(common_base::RequestInterface* ended) override { End(ended, &completed); }
-  void OnRequestFailed(common_base::RequestInterface* ended) override { End(ended, &failed); }
+  void OnRequestComplete(common_base::RequestInterface* ended) override {
+    End(ended, "completed ");
+  }
+  void OnRequestFailed(common_base::RequestInterface* ended) override { End(ended, "failed "); }
 
   HttpRequestInterface* request;
-  int completed = 0;
-  int failed = 0;
   std::function<void()> on_end = [] {};
   common_base::ByteVector response_body;
   HttpRequestFactory::StatusInfo status_info;
 
  private:
-  void End(common_base::RequestInterface* ended, int* count) {
+  void End(common_base::RequestInterface* ended, const char* how) {
     CHECK(ended == request);
-    ++*count;
+    told_ += how;
     on_end();
   }
 
   std::string body_;
   common_base::ByteView body_view_;
+  std::string told_;
 };
 
 /// A server and the transport that goes to it.
@@ -148,9 +149,11 @@ struct Endpoint {
     ScriptedServer another_server;
     const ScopedSettings to_another(another_server.host());
     another_server.Reply({kOk});
-    Exchange exchange(&factory, "another");
-    exchange.Run();
-    CHECK(exchange.Outcome() == "completed 200 ok");
+    CHECK(Exchange(&factory).Run() == "completed 200 ok");
+  }
+  /// Waits for so many requests to have arrived.
+  void AwaitRequests(std::size_t count) const {
+    REQUIRE(IterateUntil([&] { return server.requests().size() == count; }));
   }
 
   ScriptedServer server;
