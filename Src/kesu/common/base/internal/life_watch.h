@@ -21,9 +21,17 @@ class LifeWatch {
 
   class Scope {
    public:
+    // Where g++ inlines the end of a scope, it does not see that what is kept here is taken back.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdangling-pointer"
+#endif
     explicit Scope(LifeWatch* life) : life_(life), outer_(life->innermost_) {
       life->innermost_ = this;
     }
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic pop
+#endif
     Scope(const Scope&) = delete;
     Scope& operator=(const Scope&) = delete;
     ~Scope() {
