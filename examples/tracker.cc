@@ -83,8 +83,8 @@ int main(int argc, char** argv) {
   settings.total_timeout_ms = 20'000;
   settings.trace = DoviTraceTarget::kNowhere;
   if (!SetDoviDeploymentSettings(settings)) return 2;
-  const int seconds = argc > 2 ? std::atoi(argv[2]) : 10;
-  if (seconds < 1) return 2;
+  const unsigned long seconds = argc > 2 ? std::strtoul(argv[2], nullptr, 10) : 10;
+  if (seconds == 0) return 2;
 
   const common_base::ScopedPtr<common_base::ClockInterface> clock(common_base::NewMonotonicClock());
   DoviHttpRequestFactory factory;

@@ -113,7 +113,7 @@ std::string HttpServer::url() const {
   const std::string host = g_uri_get_host(uri);
   const bool is_ipv6 = host.find(':') != std::string::npos;
   // Written by hand, so that port 80 is in it too.
-  const std::string url =
+  std::string url =
       "http://" + (is_ipv6 ? "[" + host + "]" : host) + ":" + std::to_string(g_uri_get_port(uri));
   g_slist_free_full(uris, [](void* listed) { g_uri_unref(static_cast<GUri*>(listed)); });
   return url;

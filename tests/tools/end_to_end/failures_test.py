@@ -66,7 +66,7 @@ class Case(NamedTuple):
     reason: str = ""
 
 
-BRIEFLY, TRUSTING = ("--timeout", "0.5"), ("--ca-file", "{folder}/authority.pem")
+BRIEFLY, TRUSTING = ("--timeout", "1"), ("--ca-file", "{folder}/authority.pem")
 ANSWER, BAD_GATEWAY = found(), Reply(http(b"", 502))
 LOST, CHUNKED = Reply(b"", CLOSE), OK + BINARY + b"\r\nTransfer-Encoding: chunked\r\n\r\n"
 
@@ -102,7 +102,7 @@ CASES = [
          [Reply(http(reply(answer(2), answer(1, UNREADABLE), answer(0, status=400))))], 3,
          "failure:400 malformed:200 nothing"),
     Case("unreadable and late", [Reply(http(reply(answer(0, UNREADABLE)))), Reply(b"", STALL)], 4,
-         "malformed:200 timeout:0", 2, ("--timeout", "1.5")),
+         "malformed:200 timeout:0", 2, ("--timeout", "4")),
     # Nowhere on earth; the last number is the accuracy.
     *[Case(reason, [answering(place(position, number(3, accuracy), field=2))], 5, "malformed:200",
            reason=reason + r"\b")
@@ -244,7 +244,7 @@ class Failures(unittest.TestCase):
             if prefix is None:
                 continue
             with serving(Reply(lambda _: asked.release() or [], STALL)) as server:
-                words = [*prefix, KESU, "--server", server.url, "--timeout", "1.5", *REVERSE]
+                words = [*prefix, KESU, "--server", server.url, "--timeout", "4", *REVERSE]
                 run = subprocess.Popen(words, stderr=subprocess.PIPE)
                 self.assertTrue(asked.acquire(timeout=PATIENCE_S))
                 children = pathlib.Path(f"/proc/{run.pid}/task/{run.pid}/children").read_text()
