@@ -259,7 +259,7 @@ void MobileServiceMux::HandleFailedPost(MultiplexedPost* post, Telling* telling)
   switch (status) {
     case kHttpBadGateway:
       LogInfo("MobileServiceMux - received HTTP_BAD_GATEWAY; will requeue the affected requests");
-      return MaybeRequeueRequests(post, false, telling);
+      return MaybeRequeueRequests(post, telling);
     case kHttpSubrequestTimeout:
       LogInfo("MobileServiceMux - received HTTP_SUBREQUEST_TIMEOUT");
       break;
@@ -281,7 +281,7 @@ bool MobileServiceMux::MaybeRequeueRequestsOnWrongContentType(MultiplexedPost* p
   LogWarn(
       "An error occured during response processing, the response did not have the right content "
       "type, all requests will be requeued");
-  MaybeRequeueRequests(post, true, telling);
+  MaybeRequeueRequests(post, telling);
   return true;
 }
 
@@ -299,7 +299,7 @@ void MobileServiceMux::HandleReply(MultiplexedPost* post, Telling* telling) {
     return;
   }
   DistributeResponses(&reader, post, telling);
-  MaybeRequeueRequests(post, false, telling);
+  MaybeRequeueRequests(post, telling);
 }
 
 /// Hands each response to its request; the requests that got none stay in the post.
@@ -320,8 +320,7 @@ void MobileServiceMux::DistributeResponses(ProtocolReader* reader, MultiplexedPo
   }
 }
 
-/// The treatment is the same whatever made it necessary.
-void MobileServiceMux::MaybeRequeueRequests(MultiplexedPost* post, bool, Telling* telling) {
+void MobileServiceMux::MaybeRequeueRequests(MultiplexedPost* post, Telling* telling) {
   for (int i = 0; i < post->muxed_requests().length(); ++i) {
     Request* request = post->TakeRequest(i);
     if (request == nullptr) continue;

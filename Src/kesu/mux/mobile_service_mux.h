@@ -127,7 +127,7 @@ class MobileServiceMux : public common_base::RequesterInterface,
   void HandleReply(MultiplexedPost* post, Telling* telling);
   void DistributeResponses(class ProtocolReader* reader, MultiplexedPost* post, Telling* telling);
   void HandleFailedPost(MultiplexedPost* post, Telling* telling);
-  void MaybeRequeueRequests(MultiplexedPost* post, bool wrong_content_type, Telling* telling);
+  void MaybeRequeueRequests(MultiplexedPost* post, Telling* telling);
   void NotifyRequestsFailed(MultiplexedPost* post, int status, Telling* telling);
 
   static MobileServiceMux* instance_;

@@ -1,5 +1,7 @@
 // What the model cannot show: the bytes of an exchange, what the log says, what a listener sees.
+#include <deque>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -48,6 +50,7 @@ TEST_CASE_FIXTURE(MuxFixture, "a whole exchange, byte for byte") {
   CHECK(transport.latest().request_headers ==
         HeaderList{{"Content-Type", "application/binary"}, {"Content-Length", "102"}});
   CHECK(mux()->bytes_sent() == 102);
+  CHECK(mux()->cookie() == 0x1122334455667788);
 
   // Nobody's request is as none.
   mux()->OnRequestComplete(nullptr);
@@ -78,7 +81,10 @@ TEST_CASE("how a POST ends, and what the log says") {
     std::string told;
     std::string log;
   };
+  using Header = HeaderList::value_type;
   const HeaderList right = {{"Content-Type", "application/binary"}};
+  const Header html = {"Content-Type", "text/html"}, blank;
+  const Header early = {"HTTP/1.1 103 Early Hints", ""}, final = {"HTTP/2 200", "OK"};
   const Row rows[] = {
       {200, answer, right, "a:200 x; ", ""},
       {200, kReplyStart + unknown, right, "", nothing_read},
@@ -91,6 +97,10 @@ TEST_CASE("how a POST ends, and what the log says") {
       {200, answer, {{"Content-Type", "Application/Binary"}}, "", wrong_type},
       {200, answer, {{"Content-Type", "application/binary; x=y"}}, "", wrong_type},
       {200, answer, {{"Accept", "application/binary"}}, "", wrong_type},
+      // Only the headers of the last response count, neither those before nor what follows.
+      {200, answer, {early, right[0], blank, final, html}, "", wrong_type},
+      {200, answer, {final, blank, right[0]}, "", wrong_type},
+      {200, answer, {early, html, blank, final, right[0], html, blank, html}, "a:200 x; ", ""},
       {502, "", {}, "", info + "received HTTP_BAD_GATEWAY; will requeue the affected requests"},
       {550, "", {}, "a:550!; ", info + "received HTTP_SUBREQUEST_TIMEOUT"},
       {501, "", {}, "a:501!; ", info + "received HTTP_NOT_IMPLEMENTED"},
@@ -157,6 +167,124 @@ TEST_CASE_FIXTURE(MuxFixture, "a request that waits anew, while others are poste
   mux()->Submit(&small);
   mux()->Submit(&large, true);
   CHECK(transport.count() == 2);
+}
+
+TEST_CASE_FIXTURE(MuxFixture, "a request that is submitted twice gets both answers, and may go") {
+  RecordingListener listener;
+  auto twice = std::make_unique<TestRequest>(&listener, "a");
+  TestRequest other(&listener, "b");
+  const auto post_three = [&] {
+    for (common_kesu::Request* request : {twice.get(), &other, twice.get()}) mux()->Submit(request);
+    mux()->FlushPendingRequests();
+  };
+  post_three();
+  // It has the number that it was given last.
+  transport.End(0, 200, kReplyStart + ReplyBlock(2, "x") + ReplyBlock(1, "y") + ReplyBlock(2, "z"));
+  CHECK(listener.Told() == "a:200 x; b:200 y; a:200 z; ");
+  post_three();
+  mux()->SubmitWithDelay(twice.get(), 1);
+  mux()->SubmitWithDelay(twice.get(), 2);
+  mux()->Cancel(twice.get());
+  CHECK(twice->is_waiting());
+  twice.reset();
+  Advance(2);
+  transport.End(1, 200, kReplyStart + ReplyBlock(5, "x") + ReplyBlock(4, "y") + ReplyBlock(5, "z"));
+  CHECK(listener.Told() == "a:200 x; b:200 y; a:200 z; b:200 y; ");
+  CHECK(transport.count() == 2);
+}
+
+TEST_CASE("what listeners throw comes out when all have been told, and none ends the multiplexer") {
+  for (const int status : {200, 500}) {
+    MuxFixture f;
+    RecordingListener listener;
+    TestRequest a(&listener, "a"), b(&listener, "b"), c(&listener, "c");
+    listener.action = [&](const common_kesu::Request* told) {
+      common_kesu::MobileServiceMux::DeleteInstance();
+      if (told != &b) throw std::runtime_error(told == &a ? "a" : "c");
+    };
+    f.transport.on_new = [] { common_kesu::MobileServiceMux::DeleteInstance(); };
+    const kesu_test::LogCapture log(common_base::kLogErrors);
+    for (TestRequest* request : {&a, &b, &c}) f.mux()->Submit(request, request == &c);
+    // The third is not answered, and sent again.
+    CHECK_THROWS_WITH(
+        f.transport.End(0, status, kReplyStart + ReplyBlock(1, "y") + ReplyBlock(0, "x")), "a");
+    CHECK(listener.Told() == (status == 200 ? "b:200 y; a:200 x; " : "a:500!; b:500!; c:500!; "));
+    CHECK(f.transport.exchange(0).request == nullptr);
+    CHECK(log.lines().size() == listener.outcomes.size() + 1);
+    CHECK(log.lines()[0].ends_with("GWASSERT failed: !is_called_from_inside"));
+    CHECK(c.is_waiting() == (status == 200));
+  }
+}
+
+TEST_CASE_FIXTURE(MuxFixture, "a length that does not hold any more is reported") {
+  TestRequest request(nullptr, "a");
+  const common_base::ByteView longer = kesu_test::ViewOf("ab");
+  CHECK(request.GetTotalLength() == 18);
+  request.set_payload(&longer);
+  const kesu_test::LogCapture log(common_base::kLogErrors);
+  mux()->Submit(&request, true);
+  CHECK(log.lines().size() == 1);
+  request.set_body_length(common_kesu::Block::kBodyLengthUnknown);
+  mux()->Submit(&request, true);
+  CHECK(log.lines().size() == 1);
+}
+
+namespace {
+
+/// Waits that end when the test says so.
+struct ManualQueue final : common_base::RequestQueueInterface {
+  struct Wait final : common_base::RequestInterface {
+    int Start(common_base::RequesterInterface* waiting) override {
+      requester = waiting;
+      return 0;
+    }
+    void Cancel() override { is_cancelled = true; }
+
+    common_base::RequesterInterface* requester = nullptr;
+    bool is_cancelled = false;
+  };
+
+  common_base::RequestInterface* NewDeferredRequest(long long) override {
+    return &waits.emplace_back();
+  }
+  std::deque<Wait> waits;
+};
+
+struct BatchCounter final : common_kesu::RequestScheduler::ListenerInterface {
+  void ProcessRequests(const common_base::GVectorRef<common_kesu::Request*>& batch,
+                       bool*) override {
+    sizes.push_back(batch.length());
+  }
+  std::vector<int> sizes;
+};
+
+}  // namespace
+
+TEST_CASE("a wait that fails is not touched again; who waits goes with what is submitted next") {
+  ManualQueue queue;
+  kesu_test::ManualClock clock;
+  BatchCounter batches;
+  TestRequest request(nullptr);
+  {
+    common_kesu::RequestScheduler scheduler(&batches, &queue, &clock, 1, 1);
+    scheduler.SubmitWithDelay(&request, 1);
+    queue.waits[0].requester->OnRequestFailed(&queue.waits[0]);
+    CHECK_FALSE(request.is_waiting());
+    scheduler.Submit(&request);
+    scheduler.OnRequestFailed(&queue.waits[1]);
+    scheduler.Submit(&request);
+    REQUIRE(queue.waits.size() == 3);
+    scheduler.OnRequestComplete(&queue.waits[1]);
+    clock.Advance(1);
+    scheduler.OnRequestComplete(&queue.waits[2]);
+    CHECK(batches.sizes == std::vector<int>{2});
+    scheduler.Submit(&request);
+    scheduler.OnRequestFailed(&queue.waits[3]);
+    scheduler.SendPendingRequests();
+    scheduler.Submit(&request);
+    scheduler.OnRequestFailed(&queue.waits[4]);
+  }
+  for (const auto& wait : queue.waits) CHECK_FALSE(wait.is_cancelled);
 }
 
 TEST_CASE("end-to-end security needs an https URL, and the first configuration counts") {
