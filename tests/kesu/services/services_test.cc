@@ -1,7 +1,10 @@
 // What the services send, what they take from the answers, and how their calls end.
 #include <cmath>
 #include <memory>
+#include <set>
+#include <stdexcept>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include <doctest/doctest.h>
@@ -247,6 +250,104 @@ TEST_CASE_FIXTURE(Fixture, "a request maker shapes the requests, and messages ca
   CHECK(PayloadOf(*request) == kPayloadA);
   CHECK(first->status() == 1);
   CHECK(second->status() == 2);
+}
+
+TEST_CASE("retries are drawn from half a second to a second, the same from one seed") {
+  common_kesu::KesuRequestMaker seeded(7), again(7), own, other;
+  std::set<long long> timeouts, of_own;
+  for (int i = 0; i < 1000; ++i) {
+    const auto draw = [](auto* maker) {
+      const std::unique_ptr<common_kesu::Request> request(maker->NewKesuRequestFrom("u", nullptr));
+      return request->GetRetryTimeout();
+    };
+    const long long timeout = draw(&seeded);
+    CHECK(draw(&again) == timeout);
+    timeouts.insert(timeout);
+    of_own.insert({draw(&own), draw(&other)});
+  }
+  CHECK(*timeouts.begin() >= 500000);
+  CHECK(*timeouts.begin() < 510000);
+  CHECK(*timeouts.rbegin() > 990000);
+  CHECK(*timeouts.rbegin() <= 1000000);
+  CHECK(of_own.size() > 1900);
+}
+
+TEST_CASE_TEMPLATE("an invocation ends once, whatever goes before it does", Service, LbsService,
+                   LocationService, ReverseGeocodeService) {
+  constexpr bool kIsTyped = std::is_same_v<Service, LbsService>;
+  Fixture f;
+  std::unique_ptr<Service> service;
+  const auto renew = [&] {
+    if constexpr (std::is_same_v<Service, ReverseGeocodeService>) {
+      service = std::make_unique<Service>(1.0F, 2.0F, nullptr);
+    } else {
+      service = std::make_unique<Service>("g", NewRequest("A"));
+    }
+  };
+  const auto next = [&] {
+    if constexpr (kIsTyped) service->ResetForNewRequest();
+    return service->NewInvocation();
+  };
+  renew();
+  // Cancelled, and followed by the next, from inside its outcome.
+  kesu_test::RecordingRequester cancels([](auto* ended) { ended->Cancel(); });
+  for (const bool fails : {false, true}) {
+    CHECK(next()->Start(&cancels) == 0);
+    fails ? f.FailPost() : f.Answer("");
+  }
+  CHECK(cancels.completed + 2 * cancels.failed == 3);
+  kesu_test::RecordingRequester repeats([&](auto*) { CHECK(next()->Start(&f.requester) == 0); });
+  CHECK(next()->Start(&repeats) == 0);
+  f.Answer("");
+  f.Answer("");
+  CHECK(f.requester.completed == 1);
+  // One at a time; one that was not started gives way.
+  const auto check_refused = [&](auto* invocation) {
+    CHECK(invocation->Start(&f.requester) != 0);
+    invocation->Cancel();
+  };
+  auto* running = next();
+  CHECK(running->Start(&f.requester) == 0);
+  check_refused(service->NewInvocation());
+  running->Cancel();
+  auto* unstarted = next();
+  running = next();
+  check_refused(unstarted);
+  CHECK(running->Start(&f.requester) == 0);
+  // Of one whose multiplexer goes nobody hears any more; its owner cancels it.
+  common_kesu::MobileServiceMux::DeleteInstance();
+  f.Initialize();
+  CHECK(next()->Start(&f.requester) == 0);
+  running->Cancel();
+  f.Answer("");
+  CHECK(f.requester.completed == 2);
+  // The service goes from inside the outcome, while one runs, and after the multiplexer.
+  kesu_test::RecordingRequester deletes([&](auto*) { service.reset(); });
+  CHECK(next()->Start(&deletes) == 0);
+  f.Answer("");
+  CHECK(deletes.completed == 1);
+  for (const bool has_multiplexer : {true, false}) {
+    renew();
+    running = next();
+    CHECK(running->Start(&f.requester) == 0);
+    if (!has_multiplexer) common_kesu::MobileServiceMux::DeleteInstance();
+    service.reset();
+    if (kIsTyped) running->Cancel();
+  }
+  f.Initialize();
+  f.mux()->FlushPendingRequests();
+  CHECK(f.transport.Open().empty());
+  CHECK(f.requester.completed + f.requester.failed == 2);
+}
+
+TEST_CASE_FIXTURE(Fixture,
+                  "what a requester throws comes out, and the invocation ends all the same") {
+  kesu_test::RecordingRequester throws([](auto*) { throw std::runtime_error("thrown"); });
+  typed.NewInvocation()->Start(&throws);
+  Start(&location);
+  CHECK_THROWS_WITH(FailPost(), "thrown");
+  CHECK_FALSE(typed.HasInvocationRunning());
+  CHECK(requester.failed == 1);
 }
 
 TEST_CASE("what a lookup and the geocoder take from the reply") {
