@@ -18,6 +18,14 @@ SONAME = f"libkesu.so.{VERSION.rpartition('.')[0]}\0".encode()
 # Those of C, and of namespace std or a dependency: tables, guards, thunks, locals of functions too.
 FOREIGN = re.compile(r"(?!_Z|KESU_0)|"
                      r"_Z(?:T[VIS]|GV|T[hv][n\d_]+|Z)*N?[VK]*(?:S[tabsiod]|\d+(?:icu|nlohmann|__))")
+UNLOADER = """
+#include <dlfcn.h>
+int main(int, char** argv) {
+  void* library = dlopen(argv[1], RTLD_NOW);
+  if (library == nullptr || dlclose(library) != 0) return 1;
+  return dlopen(argv[1], RTLD_NOW | RTLD_NOLOAD) == nullptr ? 0 : 2;
+}
+"""
 PROGRAM = """
 static_assert(KESU_CHECK_VERSION(NOW) && !KESU_CHECK_VERSION(NOW + 1));
 int lines = 0;
@@ -45,21 +53,47 @@ class InstallationTest(unittest.TestCase):
         cls.programs = cls.work / os.environ["KESU_BINDIR"]
         run(CMAKE[0], "--install", os.environ["KESU_BUILD_DIR"], "--prefix", cls.work)
 
-    def test_no_names_of_others_are_exported(self):
-        table = run(os.environ["NM"], "-D", "-j", "--defined-only", self.libraries / "libkesu.so")
-        names = [name.partition("@")[0] for name in table.split()]
+        folder = cls.work / os.environ["KESU_INCLUDEDIR"] / "kesu-1"
+        cls.headers = {path.relative_to(folder): path.read_text(encoding="utf-8")
+                       for path in folder.rglob("*.h")}
+
+    def exported(self, *options):
+        table = run(os.environ["NM"], "-D", "--defined-only", *options,
+                    self.libraries / "libkesu.so")
+        return re.findall(r"(?m)^\w+ (\w) (.+?)(?:@+KESU_0)?$", table)
+
+    def test_only_names_of_the_headers_are_exported_and_the_library_can_be_unloaded(self):
+        names = {name: kind for kind, name in self.exported() if name != "KESU_0"}
         self.assertEqual([name for name in names if FOREIGN.match(name)], [])
+        self.assertNotIn("u", names.values())
         # A sort that the programs below do not need.
         self.assertIn("_ZThn8_N11common_kesu23RequestReplyServiceBase13NewInvocationEv", names)
+        # The classes, functions and variables, without templates' and functions' arguments.
+        words = set(re.findall(r"\w+", "".join(self.headers.values())))
+        for _, name in self.exported("-C"):
+            while name != (shorter := re.sub(r"<[^<>]*>|\(.*", "", name)):
+                name = shorter
+            self.assertLessEqual(set(re.findall(r"\w+", name.split()[-1])), words | {"KESU_0"})
+        program = self.work / "unloader"
+        run(*COMPILE, "-o", program, "-ldl", input=UNLOADER)
+        run(program, self.libraries / "libkesu.so")
 
     def test_all_headers_and_a_log_sink_of_the_program_by_pkg_config(self):
         path = f"PKG_CONFIG_PATH={self.libraries}/pkgconfig:{os.environ.get('PKG_CONFIG_PATH', '')}"
         flags = run("env", path, os.environ["PKG_CONFIG"], "--cflags", "--libs", f"kesu = {VERSION}")
-        folder = self.work / os.environ["KESU_INCLUDEDIR"] / "kesu-1"
-        headers = [f'#include "{path.relative_to(folder)}"\n' for path in folder.rglob("*.h")]
-        self.assertGreater(len(headers), 50)
-        run(*COMPILE, "-o", self.work / "sink", *shlex.split(flags),
-            input="".join(headers) + PROGRAM.replace("NOW", VERSION.replace(".", ", ")))
+        self.assertGreater(len(self.headers), 50)
+        text = "".join(f'#include "{header}"\n' for header in self.headers)
+        # Every inline function and every message, with all that they need of the library.
+        for header, content in self.headers.items():
+            space = header.stem.partition("_")[0]
+            for name in re.findall(r"class (\w+) final : public common_net_proto::", content):
+                if space in ("lbs", "terrabase"):
+                    name = f"{space}::{name}"
+                    text += f"inline auto* New(const {name}&) {{ return new {name}; }}\n"
+        self.assertGreater(text.count("inline auto* New("), 60)
+        run(*COMPILE, "-fkeep-inline-functions", "-Wno-ignored-optimization-argument",
+            "-o", self.work / "sink", *shlex.split(flags),
+            input=text + PROGRAM.replace("NOW", VERSION.replace(".", ", ")))
         run("env", f"LD_LIBRARY_PATH={self.libraries}", self.work / "sink")
 
     def test_completion_offers_the_options_of_the_manual(self):

@@ -3,7 +3,7 @@
 
 /// The header names, MIME types and encoding names of the framework. Each is a byte string whose
 /// length does not count the terminating NUL.
-namespace common_kesu {
+namespace [[gnu::visibility("hidden")]] common_kesu {
 
 inline constexpr char kContentType[] = "Content-Type";
 inline constexpr char kContentTypeHeader[] = "Content-Type";

@@ -4,7 +4,7 @@
 #include "kesu/common/base/data_input_stream.h"
 #include "kesu/mux/response.h"
 
-namespace common_kesu {
+namespace [[gnu::visibility("hidden")]] common_kesu {
 
 inline constexpr short kProtocolVersion = 1;
 

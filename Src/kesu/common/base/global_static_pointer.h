@@ -1,7 +1,7 @@
 #ifndef KESU_COMMON_BASE_GLOBAL_STATIC_POINTER_H_
 #define KESU_COMMON_BASE_GLOBAL_STATIC_POINTER_H_
 
-namespace common_base {
+namespace [[gnu::visibility("hidden")]] common_base {
 
 inline constexpr int kGlobalStaticPointerCount = 128;
 

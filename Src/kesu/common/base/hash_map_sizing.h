@@ -1,7 +1,7 @@
 #ifndef KESU_COMMON_BASE_HASH_MAP_SIZING_H_
 #define KESU_COMMON_BASE_HASH_MAP_SIZING_H_
 
-namespace common_base {
+namespace [[gnu::visibility("hidden")]] common_base {
 
 /// Sizes of an open-addressing hash table with linear probing, four fifths full at most.
 

@@ -7,7 +7,7 @@
 #include "kesu/common/base/gstring.h"
 #include "kesu/common/base/string_storage.h"
 
-namespace common_base {
+namespace [[gnu::visibility("hidden")]] common_base {
 
 /// The storage of every string: an ICU UnicodeString.
 class PosixGStringStorage : public GStringStorage {

@@ -3,7 +3,7 @@
 
 #include "kesu/common/base/vector.h"
 
-namespace common_base {
+namespace [[gnu::visibility("hidden")]] common_base {
 
 /// Inflates `input` (zlib, RFC 1950, or gzip, RFC 1952) and appends to `output`. `*ok` is false for
 /// a corrupt stream. Deliberately, as the peers of this library expect it: the bytes of the call

@@ -142,8 +142,9 @@ struct MessageTable {
     return rows;
   }
 
+  /// Nobody else's: a library that defines messages can be unloaded.
   template <typename T>
-  static constexpr auto kRows =
+  [[gnu::visibility("hidden")]] static constexpr auto kRows =
       Collect<T>(std::make_integer_sequence<int, T::kLastLine - T::kFirstLine + 1>());
 };
 
