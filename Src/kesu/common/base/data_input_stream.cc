@@ -16,14 +16,6 @@ void DataInputStream::Restore(const DataInputStreamState& state) {
   hit_error_ = state.hit_error_;
 }
 
-unsigned char DataInputStream::ReadUint8() {
-  if (hit_end_of_file()) {
-    hit_error_ = true;
-    return 0;
-  }
-  return (*source_)[position_++];
-}
-
 template <typename Number>
 Number DataInputStream::ReadBigEndian() {
   Number value = 0;
@@ -60,26 +52,6 @@ unsigned DataInputStream::ReadLittleEndianUint32() {
 
 unsigned long long DataInputStream::ReadLittleEndianUint64() {
   return ReadLittleEndian<unsigned long long>();
-}
-
-GVectorRef<const unsigned char> DataInputStream::View(int start, int length) const {
-  return {kReferenceExistingBuffer, source_->data() + start, length};
-}
-
-void DataInputStream::Advance(int length) {
-  if (length < 0 || length > source_->length() - position_) {
-    position_ = source_->length();
-    hit_error_ = true;
-  } else {
-    position_ += length;
-  }
-}
-
-GVectorRef<const unsigned char> DataInputStream::ReadByteSpan(int length) {
-  const int start = position_;
-  Advance(hit_error_ ? -1 : length);
-  if (hit_error_ || length == 0) return {};
-  return View(start, length);
 }
 
 GVectorRef<const unsigned char> DataInputStream::ReadFully() {

@@ -36,7 +36,13 @@ class DataInputStream : public HeapObject {
   DataInputStream& operator=(const DataInputStream&) = delete;
   virtual ~DataInputStream() = default;
 
-  unsigned char ReadUint8();
+  unsigned char ReadUint8() {
+    if (hit_end_of_file()) {
+      hit_error_ = true;
+      return 0;
+    }
+    return (*source_)[position_++];
+  }
   signed char ReadInt8() { return static_cast<signed char>(ReadUint8()); }
   bool ReadBool() { return ReadUint8() != 0; }
   unsigned short ReadUint16();
@@ -52,7 +58,12 @@ class DataInputStream : public HeapObject {
 
   /// The next `length` bytes, valid as long as the source's are. A negative length, or one that
   /// reaches past the end, is an error: the view is empty and the position moves to the end.
-  GVectorRef<const unsigned char> ReadByteSpan(int length);
+  GVectorRef<const unsigned char> ReadByteSpan(int length) {
+    const int start = position_;
+    Advance(hit_error_ ? -1 : length);
+    if (hit_error_ || length == 0) return {};
+    return View(start, length);
+  }
   /// Everything from the position to the end.
   GVectorRef<const unsigned char> ReadFully();
   /// A 16-bit length and that many bytes.
@@ -65,13 +76,23 @@ class DataInputStream : public HeapObject {
   bool hit_error() const { return hit_error_; }
   bool hit_end_of_file() const { return position_ >= source_->length(); }
   int position() const { return position_; }
+  /// The bytes from the position to the end, and where they are.
+  const unsigned char* next() const { return source_->data() + position_; }
+  int remaining() const { return hit_end_of_file() ? 0 : source_->length() - position_; }
 
   void Restore(const DataInputStreamState& state);
 
  protected:
   const GVectorRef<const unsigned char>& source() const { return *source_; }
   /// Moves the position forward; beyond the end it stops there and the stream is in error.
-  void Advance(int length);
+  void Advance(int length) {
+    if (length < 0 || length > source_->length() - position_) {
+      position_ = source_->length();
+      hit_error_ = true;
+    } else {
+      position_ += length;
+    }
+  }
 
  private:
   friend class DataInputStreamState;
@@ -80,7 +101,9 @@ class DataInputStream : public HeapObject {
   Number ReadBigEndian();
   template <typename Number>
   Number ReadLittleEndian();
-  GVectorRef<const unsigned char> View(int start, int length) const;
+  GVectorRef<const unsigned char> View(int start, int length) const {
+    return {kReferenceExistingBuffer, source_->data() + start, length};
+  }
 
   const GVectorRef<const unsigned char>* source_;
   int position_ = 0;

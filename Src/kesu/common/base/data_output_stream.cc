@@ -41,6 +41,11 @@ bool DataOutputStream::IsInSink(const GVectorRef<const unsigned char>& bytes) co
   return before(bytes.begin(), sink_->end()) && before(sink_->begin(), bytes.end());
 }
 
+unsigned char* DataOutputStream::Extend(int count) {
+  sink_->AdjustLength(sink_->length() + count);
+  return sink_->end() - count;
+}
+
 void DataOutputStream::WriteRawBytes(const GVectorRef<const unsigned char>& bytes) {
   if (IsInSink(bytes)) return sink_->AppendAll(CopyOf(bytes));
   sink_->AppendAll(bytes);

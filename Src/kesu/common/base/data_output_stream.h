@@ -33,6 +33,8 @@ class DataOutputStream : public HeapObject {
     WriteLittleEndianUint64(static_cast<unsigned long long>(value));
   }
 
+  /// Appends `count` bytes, as a run, for the caller to fill in before anything else is written.
+  unsigned char* Extend(int count);
   void WriteRawBytes(const GVectorRef<const unsigned char>& bytes);
   /// A 16-bit length and the bytes. A block of 65536 bytes or more gets the low 16 bits of its
   /// length, deliberately unchecked: that is the limit of the format.

@@ -1,6 +1,6 @@
 #include "kesu/common/base/gstring.h"
 
-#include <utility>
+#include <cstring>
 
 namespace common_base {
 namespace {
@@ -28,43 +28,18 @@ GString::GString() {
   Hold(SharedEmptyStorage());
 }
 
-GString::GString(const char* utf8) {
-  const bool is_empty = utf8 == nullptr || *utf8 == '\0';
-  Hold(is_empty ? SharedEmptyStorage() : NewGStringStorage());
-  if (!is_empty) storage_->AppendUtf8String(utf8, -1);
-}
+GString::GString(const char* utf8)
+    : GString(ByteView(kReferenceExistingBuffer, reinterpret_cast<const unsigned char*>(utf8),
+                       utf8 == nullptr ? 0 : static_cast<int>(std::strlen(utf8)))) {}
 
 GString::GString(const GVectorRef<const unsigned char>& utf8) {
-  Hold(utf8.IsEmpty() ? SharedEmptyStorage() : NewGStringStorage());
-  if (utf8.IsEmpty()) return;
-  storage_->AppendUtf8String(reinterpret_cast<const char*>(utf8.data()), utf8.length());
+  Hold(utf8.IsEmpty()
+           ? SharedEmptyStorage()
+           : NewGStringStorageFromUtf8(reinterpret_cast<const char*>(utf8.data()), utf8.length()));
 }
 
 GString::GString(GStringStorage* storage) {
   Hold(storage == nullptr ? SharedEmptyStorage() : storage);
-}
-
-GString::GString(const GString& other) {
-  Hold(other.storage_);
-}
-
-GString& GString::operator=(const GString& other) {
-  GString copy(other);
-  std::swap(storage_, copy.storage_);
-  return *this;
-}
-
-GString::~GString() {
-  Release();
-}
-
-void GString::Hold(GStringStorage* storage) {
-  storage_ = storage;
-  ++storage_->reference_count_;
-}
-
-void GString::Release() {
-  if (--storage_->reference_count_ == 0) delete storage_;
 }
 
 void GString::PrepareStorageForWrite() {

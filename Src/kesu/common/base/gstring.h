@@ -2,6 +2,7 @@
 #define KESU_COMMON_BASE_GSTRING_H_
 
 #include <cstddef>
+#include <utility>
 
 #include "kesu/common/base/string_storage.h"
 #include "kesu/common/base/vector.h"
@@ -20,9 +21,13 @@ class GString {
   explicit GString(const GVectorRef<const unsigned char>& utf8);
   /// A handle to `storage`; null is the empty string.
   explicit GString(GStringStorage* storage);
-  GString(const GString& other);
-  GString& operator=(const GString& other);
-  ~GString();
+  GString(const GString& other) { Hold(other.storage_); }
+  GString& operator=(const GString& other) {
+    GString copy(other);
+    std::swap(storage_, copy.storage_);
+    return *this;
+  }
+  ~GString() { Release(); }
 
   /// For reading: what others may hold too is edited through a GStringBuffer alone.
   const GStringStorage* Storage() const { return storage_; }
@@ -46,8 +51,13 @@ class GString {
   }
 
  private:
-  void Hold(GStringStorage* storage);
-  void Release();
+  void Hold(GStringStorage* storage) {
+    storage_ = storage;
+    ++storage_->reference_count_;
+  }
+  void Release() {
+    if (--storage_->reference_count_ == 0) delete storage_;
+  }
 
   GStringStorage* storage_ = nullptr;
 };

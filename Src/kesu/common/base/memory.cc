@@ -5,6 +5,8 @@
 
 #include <malloc.h>
 
+#include "kesu/common/base/object_region.h"
+
 namespace common_base {
 
 void* GAlloc(unsigned size) {
@@ -39,11 +41,12 @@ std::size_t GHeapBlockSize(void* block) {
   return malloc_usable_size(block);
 }
 
-void* HeapObject::operator new(std::size_t size) {
-  void* block = GAlloc(static_cast<unsigned>(size));
-  // A constructor cannot run on nothing, and there is nobody to report to.
-  if (block == nullptr) std::abort();
-  return block;
+void* AllocateObject(std::size_t size) {
+  return ObjectRegion::Allocate(size);
+}
+
+void FreeObject(void* object) {
+  ObjectRegion::Free(object);
 }
 
 }  // namespace common_base

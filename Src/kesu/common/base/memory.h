@@ -23,13 +23,18 @@ int GMemcmp(const void* a, const void* b, std::size_t size);
 /// The usable size of a heap block in bytes, at least what was asked for; 0 for null.
 std::size_t GHeapBlockSize(void* block);
 
-/// Base of the classes whose objects live on the heap: they come from GAlloc and go to GFree like
-/// every other byte of the library. Adds nothing to an object.
+/// Memory for an object, aligned to 8 bytes and never null, and its release; null is allowed there.
+/// Objects of a message that is being read come out of blocks that they share.
+void* AllocateObject(std::size_t size);
+void FreeObject(void* object);
+
+/// Base of the classes whose objects live on the heap: they come from AllocateObject and go
+/// to FreeObject. Adds nothing to an object.
 class HeapObject {
  public:
-  static void* operator new(std::size_t size);
+  static void* operator new(std::size_t size) { return AllocateObject(size); }
   static void* operator new(std::size_t, void* place) noexcept { return place; }
-  static void operator delete(void* block) noexcept { GFree(block); }
+  static void operator delete(void* object) noexcept { FreeObject(object); }
   static void operator delete(void*, void*) noexcept {}
 
  protected:

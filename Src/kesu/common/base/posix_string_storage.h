@@ -1,7 +1,8 @@
 #ifndef KESU_COMMON_BASE_POSIX_STRING_STORAGE_H_
 #define KESU_COMMON_BASE_POSIX_STRING_STORAGE_H_
 
-#include <unicode/coll.h>
+#include <cstring>
+
 #include <unicode/unistr.h>
 
 #include "kesu/common/base/gstring.h"
@@ -9,11 +10,20 @@
 
 namespace [[gnu::visibility("hidden")]] common_base {
 
-/// The storage of every string: an ICU UnicodeString.
-class PosixGStringStorage : public GStringStorage {
+/// The storage of every string: UTF-16 code units, on which ICU works. A text that came as UTF-8
+/// stays that, behind the object itself, until an operation needs its units; which of the two it is
+/// nobody can tell.
+class PosixGStringStorage final : public GStringStorage {
  public:
+  /// The empty text.
+  using HeapObject::operator new;
+  using HeapObject::operator delete;
+
   PosixGStringStorage() = default;
   ~PosixGStringStorage() override;
+
+  /// A storage of UTF-8, at least one byte.
+  static PosixGStringStorage* New(const char* utf8, int length);
 
   void AppendNewline() override;
   void AppendGString(const GString& other) override;
@@ -49,20 +59,84 @@ class PosixGStringStorage : public GStringStorage {
   virtual void AppendUtf16String(const wchar_t* units, int count);
   virtual void ReplaceChar(int from, int to);
 
+  /// For writers of UTF-8: the number of bytes that ToUtf8Vector() gives, and those bytes, to
+  /// `out`.
+  int Utf8Size() const { return Look() == kUnits ? SizeOfUnitsAsUtf8() : size(); }
+  void WriteUtf8(unsigned char* out) const {
+    if (Look() == kUnits) return WriteUnitsAsUtf8(out);
+    std::memcpy(out, bytes(), static_cast<std::size_t>(size()));
+  }
+
  private:
-  static const icu::UnicodeString& TextOf(const GStringStorage* storage);
-  GString NewString(int start, int length) const;
+  enum Form : unsigned {
+    kUnread,  ///< UTF-8 at which nobody has looked
+    kAscii,   ///< bytes below 0x80
+    kPlain,   ///< well-formed UTF-8 without supplementary characters
+    kUnits,   ///< UTF-16
+  };
+  struct Block {
+    int capacity;
+    int length;
+    char16_t units[1];
+  };
+  struct Units {
+    const char16_t* data;
+    int length;
+  };
 
-  static constexpr int kUnknownLength = -1;
+  static constexpr int kInlineUnits = 4;
+  /// Longer UTF-8 is decoded at once: size_ could not count it.
+  static constexpr int kSizeBits = 27;
+  static constexpr unsigned kLongestUtf8 = (1U << kSizeBits) - 1;
 
-  /// The text, for a change.
-  icu::UnicodeString& Edit();
+  /// With room for so many bytes of UTF-8.
+  static void* operator new(std::size_t size, int utf8_length);
+  static void operator delete(void* object, int) { FreeObject(object); }
 
-  icu::UnicodeString text_;
-  /// The process-wide collator, held from the first natural comparison on.
-  mutable const icu::Collator* collator_ = nullptr;
-  /// Length(), which many operations ask for; counted when it is first needed after a change.
-  mutable int length_ = kUnknownLength;
+  static const PosixGStringStorage& Of(const GString& text) {
+    return *static_cast<const PosixGStringStorage*>(text.Storage());
+  }
+  static GString NewString(const char16_t* units, int length);
+  GString Part(int start, int length) const;
+
+  char* bytes() const { return reinterpret_cast<char*>(const_cast<char16_t*>(units_)); }
+  int size() const { return static_cast<int>(size_); }
+  void set_size(int size) const { size_ = static_cast<unsigned>(size) & kLongestUtf8; }
+  int capacity() const { return has_block_ ? block_->capacity : kInlineUnits; }
+  char16_t* unit_data() const { return has_block_ ? block_->units : units_; }
+  void set_unit_count(int count) const;
+
+  /// Looks at the text; after that it is ASCII, plain UTF-8, or units.
+  Form Look() const { return form_ == kUnread ? LookAtBytes() : static_cast<Form>(form_); }
+  Form LookAtBytes() const;
+  Units Read() const {
+    if (Look() != kUnits) Decode();
+    return {unit_data(), has_block_ ? block_->length : size()};
+  }
+  int SizeOfUnitsAsUtf8() const;
+  void WriteUnitsAsUtf8(unsigned char* out) const;
+  /// The text for ICU, good until the next edit.
+  icu::UnicodeString Alias() const;
+  void Decode() const;
+  static Block* NewBlock(long long capacity);
+  /// Puts units in place of those from `start` to `end` - 1. They may be this text's own where they
+  /// are appended.
+  void Splice(int start, int end, const char16_t* units, int count);
+  void Append(const char16_t* units, int count);
+
+  /// Bytes of UTF-8, or units that have no block of their own.
+  mutable unsigned size_ : kSizeBits = 0;
+  mutable unsigned form_ : 2 = kUnits;
+  mutable unsigned has_block_ : 1 = false;
+  /// Known to have no surrogate pair: as many code points as units.
+  mutable unsigned has_no_pair_ : 1 = false;
+  /// From the first natural comparison on.
+  mutable unsigned holds_collator_ : 1 = false;
+  union {
+    /// UTF-8 starts here too, and goes on behind the object.
+    mutable char16_t units_[kInlineUnits] = {};
+    mutable Block* block_;
+  };
 };
 
 }  // namespace common_base

@@ -96,6 +96,9 @@ class GStringStorage : public GStringWriteInterface {
 
 /// A new, empty storage of the platform's kind, owned by whoever wraps it in a GString.
 GStringStorage* NewGStringStorage();
+/// The same with the text of `length` bytes, at least one, which are copied and decoded when
+/// somebody asks for UTF-16.
+GStringStorage* NewGStringStorageFromUtf8(const char* utf8, int length);
 
 }  // namespace common_base
 

@@ -3,23 +3,19 @@
 namespace common_net_proto {
 
 using common_base::GString;
-using common_base::ScopedPtr;
 
-Message* OptionalMessage::Mutable(const MessageDescriptor& descriptor) {
-  if (!object_) object_.reset(descriptor.make());
-  is_present_ = true;
-  return object_.get();
+OptionalText& OptionalText::operator=(const GString& text) {
+  if (has_value()) {
+    text_ = text;
+  } else {
+    new (&text_) GString(text);
+  }
+  return *this;
 }
 
 void OptionalMessage::reset() {
-  if (object_) object_->Clear();
-  is_present_ = false;
-}
-
-Message* AddMessage(RepeatedMessages* messages, const MessageDescriptor& descriptor) {
-  Message* element = descriptor.make();
-  messages->Append(ScopedPtr<Message>(element));
-  return element;
+  if (Message* made = object()) made->Clear();
+  bits_ &= ~kPresent;
 }
 
 const GString& EmptyText() {

@@ -4,22 +4,12 @@
 #include <type_traits>
 
 #include "kesu/common/base/assertions.h"
-#include "kesu/common/net/proto/field_storage.h"
+#include "kesu/common/net/proto/field_access.h"
 
 namespace common_net_proto {
 namespace {
 
 using common_base::GString;
-
-template <typename Storage>
-Storage& StorageOf(const FieldRow& row, Message* message) {
-  return *reinterpret_cast<Storage*>(reinterpret_cast<char*>(message) + row.offset);
-}
-
-template <typename Storage>
-const Storage& StorageOf(const FieldRow& row, const Message& message) {
-  return StorageOf<Storage>(row, const_cast<Message*>(&message));
-}
 
 /// Calls `visit` with the type that holds values of the field's kind, as a std::type_identity.
 template <typename Visitor>
@@ -48,15 +38,6 @@ template <typename Value>
 const Value& ValueAt(const FieldRow& row, const Message& message, int index) {
   if (row.is_repeated()) return StorageOf<RepeatedValues<Value>>(row, message)[index];
   return *StorageOf<OptionalValue<Value>>(row, message);
-}
-
-template <typename Value>
-void PutValue(const FieldRow& row, Message* message, const Value& value) {
-  if (row.is_repeated()) {
-    StorageOf<RepeatedValues<Value>>(row, message).Append(value);
-  } else {
-    StorageOf<OptionalValue<Value>>(row, message) = value;
-  }
 }
 
 /// What is common to the storage of values and of messages.
@@ -118,8 +99,7 @@ void FieldRow::PutText(Message* message, const GString& value) const {
 }
 
 Message* FieldRow::PutMessage(Message* message) const {
-  if (is_repeated()) return AddMessage(&StorageOf<RepeatedMessages>(*this, message), *nested);
-  return StorageOf<OptionalMessage>(*this, message).Mutable(*nested);
+  return common_net_proto::PutMessage(*this, message);
 }
 
 void FieldRow::Clear(Message* message) const {

@@ -34,6 +34,9 @@ struct FieldRow {
   const char* name;
   /// The class of a nested message; null for every other kind.
   const MessageDescriptor* nested;
+  /// Where a single number has the byte that says whether it is present; 0 for every other field,
+  /// which is held in a pointer.
+  unsigned flag_offset;
 
   constexpr bool is_repeated() const { return label == FieldLabel::kRepeated; }
   constexpr bool is_nested() const { return nested != nullptr; }
@@ -65,8 +68,13 @@ struct MessageDescriptor {
   int row_count = 0;
   /// Makes an empty message, which is then the caller's.
   Message* (*make)() = nullptr;
-  /// Bytes of an empty message.
+  /// Bytes of an empty message; 0 for a class that has no table.
   unsigned size = 0;
+
+  /// Has a table, and Read() is TableMessage's own.
+  bool is_read_by_table = false;
+
+  constexpr bool has_table() const { return size != 0; }
 
   constexpr const FieldRow* begin() const { return rows; }
   constexpr const FieldRow* end() const { return rows + row_count; }

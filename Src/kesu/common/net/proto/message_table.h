@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <type_traits>
 #include <utility>
 
 #include "kesu/common/base/gstring.h"
@@ -46,7 +47,7 @@ struct NumberKind {
   using Argument = Number;
   using Result = Number;
 
-  static Result Get(const OptionalValue<Number>& value) { return value.value_or(Number()); }
+  static Result Get(const OptionalValue<Number>& value) { return *value; }
 };
 
 struct Int32 : NumberKind<FieldKind::kInt32, int> {};
@@ -96,7 +97,11 @@ struct OneFieldPerLine {};
 template <unsigned short number>
 struct EachNumberOnce {};
 
-/// Some T, only for its address.
+/// Some T, only for its address: it is nowhere.
+#ifdef __clang__
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wundefined-var-template"
+#endif
 template <typename T>
 extern T some_message;
 
@@ -104,16 +109,24 @@ extern T some_message;
 template <typename T>
 constexpr bool kStartsWithMessage = static_cast<const void*>(&some_message<T>) ==
                                     static_cast<const Message*>(&some_message<T>);
+#ifdef __clang__
+#pragma clang diagnostic pop
+#endif
 
 /// Collects the rows of a class, at compile time, from the lines between its begin and its end.
 struct MessageTable {
   template <typename T>
   static constexpr MessageDescriptor Describe(const char* name) {
     static_assert(kStartsWithMessage<T>, "TableMessage must be the first base of a message");
-    return {name, kRows<T>.data(), static_cast<int>(kRows<T>.size()), &Make<T>, sizeof(T)};
+    return {name,     kRows<T>.data(), static_cast<int>(kRows<T>.size()),
+            &Make<T>, sizeof(T),       std::is_same_v<decltype(ReaderOf(&T::Read)), TableMessage>};
   }
 
  private:
+  /// The class whose Read() it is.
+  template <typename T>
+  static T ReaderOf(bool (T::*read)(Message::DataInputStream*, const ExtensionRegistry*));
+
   template <typename T>
   static Message* Make() {
     return new T;
@@ -185,13 +198,16 @@ struct MessageTable {
   KESU_ROW(Number, Label, ::common_net_proto::FieldKind::kGroup, Name, &Class::kDescriptor) \
   KESU_NESTED_##Label(Class, Name)
 
-#define KESU_ROW(Number, Label, Kind, Name, Nested)                                               \
- private:                                                                                         \
-  static_assert((Number) != 0, "field numbers start at 1");                                       \
-  static void ClaimNumber(::common_net_proto::EachNumberOnce<Number>);                               \
-  static constexpr ::common_net_proto::FieldRow RowAt(::common_net_proto::OneFieldPerLine<__LINE__>) { \
-    return {Number, Kind, ::common_net_proto::FieldLabel::Label, offsetof(Self, Name##_), #Name,  \
-            Nested};                                                                              \
+#define KESU_ROW(Number, Label, Kind, Name, Nested)                    \
+ private:                                                              \
+  static_assert((Number) != 0, "field numbers start at 1");            \
+  static void ClaimNumber(::common_net_proto::EachNumberOnce<Number>); \
+  static constexpr ::common_net_proto::FieldRow RowAt(                 \
+      ::common_net_proto::OneFieldPerLine<__LINE__>) {                 \
+    constexpr auto kLabel = ::common_net_proto::FieldLabel::Label;     \
+    constexpr unsigned kOffset = offsetof(Self, Name##_);              \
+    return {Number, Kind, kLabel, kOffset, #Name, Nested,              \
+            ::common_net_proto::FlagOffset(Kind, kLabel, kOffset)};    \
   }
 
 #define KESU_VALUE_kOptional(Kind, Name)                     \

@@ -1,7 +1,6 @@
 #include "kesu/common/net/proto/proto_util.h"
 
-#include <climits>
-
+#include "kesu/common/base/posix_string_storage.h"
 #include "kesu/common/net/proto/wire_type.h"
 
 using common_base::ByteVector;
@@ -22,7 +21,6 @@ constexpr unsigned char kPayloadMask = 0x7F;
 constexpr unsigned char kContinuationBit = 0x80;
 constexpr int kPayloadBits = 7;
 constexpr int kLastVarintShift = 63;
-constexpr int kInvalidLength = -1;
 
 /// The numbers of the groups that are open, outermost first. Unlike a bare vector it keeps its room
 /// when it shrinks, so that no sequence of starts and ends costs more than constant time a step.
@@ -87,28 +85,17 @@ void SkipGroup(unsigned short field, DataInputStream* stream) {
 
 }  // namespace
 
-long long ProtoUtil::ReadVarint(DataInputStream* stream) {
-  unsigned long long value = 0;
-  for (int shift = 0; shift <= kLastVarintShift; shift += kPayloadBits) {
+/// The first byte, which says that others follow, has been read. It cannot have been the end of the
+/// stream, which reads as 0.
+long long ProtoUtil::ReadLongVarint(unsigned char first, DataInputStream* stream) {
+  unsigned long long value = first & kPayloadMask;
+  for (int shift = kPayloadBits; shift <= kLastVarintShift; shift += kPayloadBits) {
     const unsigned char byte = stream->ReadUint8();
     value |= static_cast<unsigned long long>(byte & kPayloadMask) << shift;
     if ((byte & kContinuationBit) == 0)
       return stream->hit_error() ? 0 : static_cast<long long>(value);
   }
   return 0;
-}
-
-void ProtoUtil::ReadTagAndType(DataInputStream* stream, unsigned short* field,
-                               unsigned char* wire_type) {
-  const auto key = static_cast<unsigned long long>(ReadVarint(stream));
-  *field = static_cast<unsigned short>(key >> kWireTypeBits);
-  *wire_type = static_cast<unsigned char>(key & kWireTypeMask);
-}
-
-ProtoUtil::ByteView ProtoUtil::ReadLengthDelimited(DataInputStream* stream) {
-  const long long length = ReadVarint(stream);
-  const bool is_valid = length >= 0 && length <= INT_MAX;
-  return stream->ReadByteSpan(is_valid ? static_cast<int>(length) : kInvalidLength);
 }
 
 long long ProtoUtil::ReadZigZagInt(DataInputStream* stream) {
@@ -170,7 +157,10 @@ void ProtoUtil::WriteBytes(unsigned short field, const ByteView& bytes, DataOutp
 }
 
 void ProtoUtil::WriteString(unsigned short field, const GString& text, DataOutputStream* stream) {
-  ByteVector utf8;
-  text->ToUtf8Vector(&utf8);
-  WriteBytes(field, utf8, stream);
+  const auto& storage = static_cast<const common_base::PosixGStringStorage&>(*text.Storage());
+  const int size = storage.Utf8Size();
+  WriteTagAndType(field, kWireLengthDelimited, stream);
+  WriteBareVarint(size, stream);
+  unsigned char* const bytes = stream->Extend(size);
+  if (size > 0) storage.WriteUtf8(bytes);
 }

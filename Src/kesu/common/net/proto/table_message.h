@@ -9,7 +9,10 @@ namespace common_net_proto {
 /// declared with the macros of message_table.h.
 class TableMessage : public Message {
  public:
+  using Message::Read;
   void Clear() final;
+  /// As Message::Read(), without a virtual call for each field.
+  bool Read(DataInputStream* stream, const ExtensionRegistry* registry) override;
   void Write(DataOutputStream* stream) const final;
   /// A known field is read in its declared encoding, whatever `wire_type` says.
   bool ReadSingleFieldOrExtension(unsigned short field, unsigned char wire_type,
