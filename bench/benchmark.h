@@ -28,7 +28,8 @@ std::vector<Benchmark> MessageBenchmarks();
 std::vector<Benchmark> StringBenchmarks();
 std::vector<Benchmark> FramingBenchmarks();
 std::vector<Benchmark> MuxBenchmarks();
-/// Starts kesu-server, which is at `path`, for as long as the program runs.
+/// These two start kesu-server, which is at `path`, for as long as the program runs.
 std::vector<Benchmark> LoopbackBenchmarks(const char* path);
+std::vector<Benchmark> ClientBenchmarks(const char* path);
 
 #endif  // KESU_BENCH_BENCHMARK_H_

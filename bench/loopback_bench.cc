@@ -2,8 +2,7 @@
 #include <memory>
 #include <string>
 
-#include <gio/gio.h>
-#include <sys/resource.h>
+#include <glib.h>
 
 #include "dovi/deferred_request_source.h"
 #include "dovi/deployment_settings.h"
@@ -14,6 +13,7 @@
 #include "kesu/services/location_service.h"
 
 #include "benchmark.h"
+#include "loopback_server.h"
 #include "sample_messages.h"
 
 namespace {
@@ -26,36 +26,6 @@ using common_kesu::LocationService;
 using common_kesu::MobileServiceMux;
 
 constexpr int kLookups = 2000;
-constexpr char kListeningOn[] = "listening on ";
-
-/// kesu-server on a port of its own, for as long as this object lives.
-class Server {
- public:
-  explicit Server(const char* path)
-      : process_(g_subprocess_new(G_SUBPROCESS_FLAGS_STDOUT_PIPE, nullptr, path, "--port", "0",
-                                  nullptr)) {
-    if (process_ == nullptr) std::abort();
-    GDataInputStream* lines = g_data_input_stream_new(g_subprocess_get_stdout_pipe(process_));
-    char* line = g_data_input_stream_read_line(lines, nullptr, nullptr, nullptr);
-    if (line == nullptr || !g_str_has_prefix(line, kListeningOn)) std::abort();
-    url_ = line + sizeof kListeningOn - 1;
-    g_free(line);
-    g_object_unref(lines);
-  }
-  Server(const Server&) = delete;
-  Server& operator=(const Server&) = delete;
-  ~Server() {
-    g_subprocess_force_exit(process_);
-    g_subprocess_wait(process_, nullptr, nullptr);
-    g_object_unref(process_);
-  }
-
-  const std::string& url() const { return url_; }
-
- private:
-  GSubprocess* process_;
-  std::string url_;
-};
 
 class CountingFactory final : public DoviHttpRequestFactory {
  public:
@@ -86,13 +56,6 @@ class CountingRequester final : public common_base::RequesterInterface {
   GMainLoop* loop_;
   int left_ = kLookups;
 };
-
-double CpuSeconds() {
-  rusage usage = {};
-  getrusage(RUSAGE_SELF, &usage);
-  return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
-         static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
-}
 
 struct Figures {
   double cpu_microseconds_per_lookup = 0;
@@ -131,7 +94,7 @@ Figures LookUpAll(const std::string& url) {
 }  // namespace
 
 std::vector<Benchmark> LoopbackBenchmarks(const char* path) {
-  const auto server = std::make_shared<Server>(path);
+  const auto server = std::make_shared<LoopbackServer>(path);
   const auto posts = std::make_shared<double>();
   return {{"loopback.cpu_per_lookup", "us",
            [server, posts] {

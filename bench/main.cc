@@ -25,7 +25,9 @@ int main(int argc, char** argv) {
   Append(StringBenchmarks(), &benchmarks);
   Append(FramingBenchmarks(), &benchmarks);
   Append(MuxBenchmarks(), &benchmarks);
-  Append(LoopbackBenchmarks(argc > 1 ? argv[1] : KESU_SERVER_PATH), &benchmarks);
+  const char* const server_path = argc > 1 ? argv[1] : KESU_SERVER_PATH;
+  Append(LoopbackBenchmarks(server_path), &benchmarks);
+  Append(ClientBenchmarks(server_path), &benchmarks);
   RunBenchmarks(benchmarks, kRounds, out);
   return std::fclose(out) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }

@@ -5,6 +5,15 @@ include(CMakePackageConfigHelpers)
 # What an application or the author of a service needs, and what those headers include. The rest is
 # the library's own affair.
 set(public_headers
+  client/client.h
+  client/counters.h
+  client/error.h
+  client/main_loop.h
+  client/observation.h
+  client/options.h
+  client/place.h
+  client/result.h
+  client/service_call.h
   dovi/deferred_request_source.h
   dovi/deployment_settings.h
   dovi/dovi_http_request_factory.h
@@ -128,7 +137,7 @@ cmake_path(APPEND KESU_PC_INCLUDEDIR "${install_include_dir}")
 set(KESU_PC_PREFIX "@KESU_PC_PREFIX@")
 # Who links the static form links its dependencies too: with --static, or where there is no other.
 set(KESU_PC_REQUIRES "glib-2.0")
-set(KESU_PC_REQUIRES_PRIVATE "libcurl icu-i18n icu-uc zlib")
+set(KESU_PC_REQUIRES_PRIVATE "gio-2.0 libcurl icu-i18n icu-uc zlib")
 if(NOT TARGET kesu_shared)
   string(APPEND KESU_PC_REQUIRES " ${KESU_PC_REQUIRES_PRIVATE}")
 endif()

@@ -17,6 +17,7 @@ ORDER = [
     "Src/kesu/services",
     "Src/kesu/httptest",
     "Src/dovi",
+    "Src/client",
     "tools/support",
     "tools/kesu",
     "tools/kesu-server",
@@ -26,7 +27,7 @@ ORDER = [
     "fuzz",
 ]
 INCLUDE_ROOTS = ["Src", "tests", "."]
-INCLUDE = re.compile(r'\s*#\s*include\s*(?:"([^"]+)"|<((?:kesu|dovi)/[^>]+)>)')
+INCLUDE = re.compile(r'\s*#\s*include\s*(?:"([^"]+)"|<((?:kesu|dovi|client)/[^>]+)>)')
 
 
 def rank(path):

@@ -69,6 +69,10 @@ class MobileServiceMux : public common_base::RequesterInterface,
   void SubmitWithDelay(Request* request, long long delay, bool send_now) {
     scheduler_->SubmitWithDelay(request, delay, send_now);
   }
+  /// In ticks, for batches that begin from now on: see RequestScheduler.
+  void SetBatchDelays(long long min_delay, long long max_delay) {
+    scheduler_->set_delays(min_delay, max_delay);
+  }
   /// Sends what waits for a batch, now.
   void FlushPendingRequests() { scheduler_->SendPendingRequests(); }
   /// Forgets the request: its listener is not called any more. Of one that was submitted several

@@ -47,6 +47,12 @@ class RequestScheduler : public common_base::RequesterInterface {
   /// Cancels the timer and all delays; nobody is told.
   ~RequestScheduler() override;
 
+  /// For the requests that are submitted from now on.
+  void set_delays(long long min_delay, long long max_delay) {
+    min_delay_ = min_delay;
+    max_delay_ = max_delay;
+  }
+
   void Submit(Request* request) { Submit(request, false); }
   /// With `send_now` the batch leaves at once, with all that waits already.
   void Submit(Request* request, bool send_now);

@@ -1,0 +1,133 @@
+#include "client/privacy_filter.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <utility>
+
+namespace kesu::detail {
+namespace {
+
+constexpr int kMaxNetworkCode = 999;
+constexpr unsigned kGroupBit = 1;
+constexpr unsigned kLocalBit = 2;
+
+/// 16 where it is none.
+unsigned HexDigit(char c) {
+  if (c >= '0' && c <= '9') return static_cast<unsigned>(c - '0');
+  if (c >= 'a' && c <= 'f') return static_cast<unsigned>(c - 'a' + 10);
+  if (c >= 'A' && c <= 'F') return static_cast<unsigned>(c - 'A' + 10);
+  return 16;
+}
+
+bool EndsInNoMap(std::string_view name) {
+  constexpr std::string_view kSuffix = "_nomap";
+  return name.size() >= kSuffix.size() &&
+         std::equal(kSuffix.begin(), kSuffix.end(), name.end() - kSuffix.size(),
+                    [](char wanted, char c) {
+                      return c == wanted || (c >= 'A' && c <= 'Z' && c - 'A' + 'a' == wanted);
+                    });
+}
+
+/// Some drivers fill the place of a hidden name with zeros.
+bool IsHidden(std::string_view name) {
+  return name.find_first_not_of('\0') == std::string_view::npos;
+}
+
+Error Misuse(std::string message) {
+  return {ErrorKind::kMisuse, std::move(message)};
+}
+
+bool IsCell(const Cell& cell) {
+  const auto is_code = [](int code) { return code >= 0 && code <= kMaxNetworkCode; };
+  return is_code(cell.mcc) && is_code(cell.mnc) && cell.area >= 0 && cell.cell >= 0;
+}
+
+/// Why an observation makes no sense; of kind kNone where it does.
+Error FaultOf(const Observation& observation) {
+  if (observation.cells.empty() && observation.access_points.empty() && !observation.fix) {
+    return Misuse("the observation is empty");
+  }
+  if (!std::all_of(observation.cells.begin(), observation.cells.end(), IsCell)) {
+    return Misuse("a cell has a code out of range");
+  }
+  if (observation.fix) {
+    const Fix& fix = *observation.fix;
+    if (!IsOnEarth(fix.latitude, fix.longitude)) return Misuse("the fix is not on earth");
+    if (fix.accuracy_m && !(*fix.accuracy_m >= 0)) return Misuse("the fix has a negative accuracy");
+  }
+  for (const AccessPoint& access_point : observation.access_points) {
+    if (DisclosureOf(access_point) != Disclosure::kNoMacAddress) continue;
+    return Misuse("\"" + access_point.mac_address + "\" is no MAC address");
+  }
+  return {};
+}
+
+std::vector<AccessPoint> Disclosable(const std::vector<AccessPoint>& access_points) {
+  std::vector<AccessPoint> disclosable;
+  for (const AccessPoint& access_point : access_points) {
+    if (DisclosureOf(access_point) != Disclosure::kAllowed) continue;
+    disclosable.push_back(access_point);
+    disclosable.back().mac_address = NormalMacAddress(access_point.mac_address);
+  }
+  return disclosable;
+}
+
+bool IsSingle(const std::vector<AccessPoint>& access_points) {
+  return std::all_of(access_points.begin(), access_points.end(), [&](const AccessPoint& other) {
+    return other.mac_address == access_points.front().mac_address;
+  });
+}
+
+}  // namespace
+
+bool IsOnEarth(double latitude, double longitude) {
+  return std::abs(latitude) <= 90 && std::abs(longitude) <= 180;
+}
+
+std::string NormalMacAddress(std::string_view mac_address) {
+  constexpr std::size_t kBytes = 6;
+  const bool has_separators = mac_address.size() == kBytes * 3 - 1;
+  if (!has_separators && mac_address.size() != kBytes * 2) return {};
+  const char separator = has_separators ? mac_address[2] : '-';
+  if (separator != '-' && separator != ':') return {};
+  std::string normal;
+  for (std::size_t i = 0; i < kBytes; ++i) {
+    const std::size_t place = i * (has_separators ? 3 : 2);
+    if (has_separators && i > 0 && mac_address[place - 1] != separator) return {};
+    if (i > 0) normal += '-';
+    for (const char c : mac_address.substr(place, 2)) {
+      if (HexDigit(c) > 15) return {};
+      normal += "0123456789ABCDEF"[HexDigit(c)];
+    }
+  }
+  return normal;
+}
+
+Disclosure DisclosureOf(const AccessPoint& access_point) {
+  const std::string address = NormalMacAddress(access_point.mac_address);
+  if (address.empty()) return Disclosure::kNoMacAddress;
+  if (access_point.name && IsHidden(*access_point.name)) return Disclosure::kHiddenName;
+  if (access_point.name && EndsInNoMap(*access_point.name)) return Disclosure::kOptedOut;
+  const unsigned low_digit = HexDigit(address[1]);
+  const bool is_null = address.find_first_not_of("0-") == std::string::npos;
+  if ((low_digit & kGroupBit) != 0 || is_null) return Disclosure::kMulticast;
+  if ((low_digit & kLocalBit) != 0) return Disclosure::kLocallyAdministered;
+  return Disclosure::kAllowed;
+}
+
+Result<Observation> WhatMayBeTold(const Observation& observation, bool allow_single_access_point) {
+  Error fault = FaultOf(observation);
+  if (fault.kind != ErrorKind::kNone) return fault;
+  Observation told{observation.cells, Disclosable(observation.access_points), observation.fix};
+  if (!told.cells.empty()) return told;
+  const bool is_single = !told.access_points.empty() && IsSingle(told.access_points);
+  if (is_single && !allow_single_access_point) told.access_points.clear();
+  if (!told.access_points.empty() || told.fix) return told;
+  return Error{ErrorKind::kWithheld,
+               is_single ? "a single access point, without a cell, is not told to the service"
+                         : "no access point may be told to the service: all are hidden, opted out, "
+                           "or have no lasting address of their own"};
+}
+
+}  // namespace kesu::detail
