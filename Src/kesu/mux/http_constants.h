@@ -3,7 +3,8 @@
 
 /// The header names, MIME types and encoding names of the framework. Each is a byte string whose
 /// length does not count the terminating NUL.
-namespace [[gnu::visibility("hidden")]] common_kesu {
+#pragma GCC visibility push(hidden)
+namespace common_kesu {
 
 inline constexpr char kContentType[] = "Content-Type";
 inline constexpr char kContentTypeHeader[] = "Content-Type";
@@ -28,5 +29,6 @@ inline constexpr char kEncodingNop[] = "n";
 inline constexpr char kDefaultMethod[] = "GET";
 
 }  // namespace common_kesu
+#pragma GCC visibility pop
 
 #endif  // KESU_MUX_HTTP_CONSTANTS_H_

@@ -4,7 +4,8 @@
 #include "kesu/common/base/data_input_stream.h"
 #include "kesu/mux/response.h"
 
-namespace [[gnu::visibility("hidden")]] common_kesu {
+#pragma GCC visibility push(hidden)
+namespace common_kesu {
 
 inline constexpr short kProtocolVersion = 1;
 
@@ -33,5 +34,6 @@ class ProtocolReader {
 };
 
 }  // namespace common_kesu
+#pragma GCC visibility pop
 
 #endif  // KESU_MUX_PROTOCOL_READER_H_

@@ -1,7 +1,8 @@
 #ifndef KESU_COMMON_BASE_GLOBAL_STATIC_POINTER_H_
 #define KESU_COMMON_BASE_GLOBAL_STATIC_POINTER_H_
 
-namespace [[gnu::visibility("hidden")]] common_base {
+#pragma GCC visibility push(hidden)
+namespace common_base {
 
 inline constexpr int kGlobalStaticPointerCount = 128;
 
@@ -11,5 +12,6 @@ inline constexpr int kGlobalStaticPointerCount = 128;
 void** GlobalStaticPointer(int index);
 
 }  // namespace common_base
+#pragma GCC visibility pop
 
 #endif  // KESU_COMMON_BASE_GLOBAL_STATIC_POINTER_H_

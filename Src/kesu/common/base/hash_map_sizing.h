@@ -1,7 +1,8 @@
 #ifndef KESU_COMMON_BASE_HASH_MAP_SIZING_H_
 #define KESU_COMMON_BASE_HASH_MAP_SIZING_H_
 
-namespace [[gnu::visibility("hidden")]] common_base {
+#pragma GCC visibility push(hidden)
+namespace common_base {
 
 /// Sizes of an open-addressing hash table with linear probing, four fifths full at most.
 
@@ -16,5 +17,6 @@ int GHashMapMaxItemsForBuckets(int buckets);
 int GHashMapNextIndexImpl(int index, int buckets);
 
 }  // namespace common_base
+#pragma GCC visibility pop
 
 #endif  // KESU_COMMON_BASE_HASH_MAP_SIZING_H_

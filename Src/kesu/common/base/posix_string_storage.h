@@ -8,7 +8,8 @@
 #include "kesu/common/base/gstring.h"
 #include "kesu/common/base/string_storage.h"
 
-namespace [[gnu::visibility("hidden")]] common_base {
+#pragma GCC visibility push(hidden)
+namespace common_base {
 
 /// The storage of every string: UTF-16 code units, on which ICU works. A text that came as UTF-8
 /// stays that, behind the object itself, until an operation needs its units; which of the two it is
@@ -140,5 +141,6 @@ class PosixGStringStorage final : public GStringStorage {
 };
 
 }  // namespace common_base
+#pragma GCC visibility pop
 
 #endif  // KESU_COMMON_BASE_POSIX_STRING_STORAGE_H_

@@ -3,7 +3,8 @@
 
 #include "kesu/common/base/vector.h"
 
-namespace [[gnu::visibility("hidden")]] common_base {
+#pragma GCC visibility push(hidden)
+namespace common_base {
 
 /// Inflates `input` (zlib, RFC 1950, or gzip, RFC 1952) and appends to `output`. `*ok` is false for
 /// a corrupt stream. Deliberately, as the peers of this library expect it: the bytes of the call
@@ -15,5 +16,6 @@ void DoZlibDecompression(const GVectorRef<unsigned char>* input, GVector<unsigne
                          bool* ok);
 
 }  // namespace common_base
+#pragma GCC visibility pop
 
 #endif  // KESU_COMMON_BASE_ZLIB_DECOMPRESSION_H_

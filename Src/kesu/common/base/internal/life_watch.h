@@ -38,7 +38,9 @@ class LifeWatch {
       if (life_ != nullptr) life_->innermost_ = outer_;
     }
 
-    bool IsOver() const { return life_ == nullptr; }
+    bool IsOver() const {
+      return life_ == nullptr;
+    }
 
    private:
     friend class LifeWatch;
