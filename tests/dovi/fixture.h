@@ -77,16 +77,13 @@ class ScopedSettings {
 /// One request with all that it borrows, and what became of it.
 class Exchange : public common_base::RequesterInterface {
  public:
-  enum Method { kPost, kGet };
-
   explicit Exchange(DoviHttpRequestFactory* factory, std::string body = "request",
-                    Method method = kPost)
+                    bool is_get = false)
       : body_(std::move(body)), body_view_(ViewOf(body_)) {
     // Requests go to the address of the settings, whatever is asked for here.
     const common_base::GString url("http://ignored.invalid/");
-    request = method == kGet
-                  ? factory->NewHttpGetRequest(url, &response_body, &status_info)
-                  : factory->NewHttpPostRequest(url, &body_view_, &response_body, &status_info);
+    request = is_get ? factory->NewHttpGetRequest(url, &response_body, &status_info)
+                     : factory->NewHttpPostRequest(url, &body_view_, &response_body, &status_info);
   }
   ~Exchange() override { Cancel(); }
 

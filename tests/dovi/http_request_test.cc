@@ -41,8 +41,7 @@ TEST_CASE("the bytes of a request, with proxies from the settings and never from
       const ScopedSettings settings(address, has_proxy ? endpoint.server.host() : "");
       endpoint.server.Reply({kOk});
       const bool is_get = c.body.empty();
-      Exchange exchange(&endpoint.factory, c.body,
-                        is_get && has_proxy ? Exchange::kGet : Exchange::kPost);
+      Exchange exchange(&endpoint.factory, c.body, is_get && has_proxy);
       for (const auto& [name, value] : c.headers) {
         exchange.request->SetHttpRequestHeader(ViewOf(name), ViewOf(value));
       }
