@@ -83,8 +83,7 @@ class Commands(unittest.TestCase):
                     *((words, target, full) for target in (">/dev/full", ">&-") for words in (
                         reverse, httptest, ["decode", "-"], ["--help"], ["--version"])),
                     (traced + reverse, ">&- 2>&-", (3, "", "")),
-                    (traced + reverse, "2>&-", (0, here, "")),
-                    (traced + reverse, "2>/dev/full", (0, here, "")),
+                    *((traced + reverse, lost, (0, here, "")) for lost in ("2>&-", "2>/dev/full")),
                     (reverse, "<&- 2>&-", (0, here, "")), (reverse, "", (0, here, "")),
                     (reverse, "ulimit -n 6; ", (3, "", "kesu: too few files can be open at a "
                                                     "time\n")),

@@ -42,7 +42,6 @@ ESTIMATES = [
 # A position and what is said of it, behind "nearest listed place: ". A degree is 111.195 km.
 DESCRIPTIONS = [
     (38.71667, -9.13333, "Lisbon, Portugal (less than 1 km away)"),
-    (39.71667, -9.13333, "Lisbon, Portugal (111 km south)"),
     (38.71667 + 2.697, -9.13333, "Lisbon, Portugal (300 km south)"),
     (38.71667 + 2.699, -9.13333, None),
     (38.71667, -9.13333 - 3.45, "Lisbon, Portugal (299 km east)"),
@@ -51,7 +50,6 @@ DESCRIPTIONS = [
     (39.5, -10.15, "Lisbon, Portugal (124 km south-east)"),
     (39.5, -8.1, "Lisbon, Portugal (125 km south-west)"),
     (37.9, -8.1, "Lisbon, Portugal (128 km north-west)"),
-    (-18.13333, 179.41667, "Fiji (106 km west)"),
     (-18.13333, -179.58333, "Fiji (211 km west)"),
     (-14, 180, "West End, Eastland (11 km east)"),
     # The shortest way leads over a pole.

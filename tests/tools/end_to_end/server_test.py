@@ -8,7 +8,7 @@ import unittest
 import zlib
 
 from fixture import (ECHO, KESU_SERVER, PATIENCE_S, SERVICE, answer, cell, counted, data_folder,
-                     kesu_server, latlng, nested, number, place, post, reply, wifi)
+                     isolating, kesu_server, latlng, nested, number, place, post, reply, wifi)
 
 PATH = "/m/appreq/cllDovi"
 BINARY = "application/binary"
@@ -228,7 +228,7 @@ class Server(unittest.TestCase):
             self.assertIn(", with the fault drop:1\n", "\n".join(end()))
 
     def test_names_its_port_even_if_it_is_that_of_http(self):
-        alone = ["unshare", "--user", "--map-root-user", "--net"]
+        alone = isolating("--net") or self.skipTest("no namespace of its own")
         with kesu_server("--address", "0.0.0.0", "--port", "80", prefix=alone) as (server, _):
             self.assertEqual(server, "http://0.0.0.0:80")
 
@@ -241,8 +241,7 @@ class Server(unittest.TestCase):
 
     def test_wrong_usage(self):
         for words, status, error in (
-                ("--nonsense", 2, ".*--nonsense"),
-                ("now", 2, 'unexpected argument "now"'),
+                ("--nonsense", 2, ".*--nonsense"), ("now", 2, 'unexpected argument "now"'),
                 ("--port 65536", 2, "65536 is no port number"),
                 ("--data /nowhere", 3, ".*/nowhere/places.tsv.*")):
             self.expect_refusal(status, error, *words.split())
