@@ -1,4 +1,5 @@
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -235,4 +236,12 @@ std::vector<Line> CodecLines() {
   AddCodecLines<ReplyCodec>(&lines);
   AddCodecLines<RequestCodec>(&lines);
   return lines;
+}
+
+std::function<void()> PlainReplyReading() {
+  const auto sample = std::make_shared<ByteVector>(Sample<ReplyCodec>());
+  return [sample] {
+    plain::Reply message;
+    DecodePlain<ReplyCodec>(*sample, &message);
+  };
 }

@@ -1,6 +1,7 @@
 #ifndef KESU_BENCH_PEERS_COMPARISON_H_
 #define KESU_BENCH_PEERS_COMPARISON_H_
 
+#include <cstdio>
 #include <functional>
 #include <string>
 #include <vector>

@@ -31,8 +31,13 @@ constexpr char kValgrind[] = "valgrind";
 constexpr char kToolOption[] = "--tool=callgrind";
 constexpr char kOutFileOption[] = "--callgrind-out-file=";
 
+/// Null outside of callgrind.
+const char* Folder() {
+  return std::getenv(kFolderVariable);
+}
+
 std::string CountsPath(const char* folder) {
-  return std::string(folder) + "/counts";
+  return std::string(folder == nullptr ? "" : folder) + "/counts";
 }
 
 /// The total of the dump that callgrind has just written.
@@ -51,7 +56,7 @@ double ReadTotal(const std::string& path) {
 }  // namespace
 
 bool CanCountInstructions() {
-  return RUNNING_ON_VALGRIND != 0 && std::getenv(kFolderVariable) != nullptr;
+  return RUNNING_ON_VALGRIND != 0 && Folder() != nullptr;
 }
 
 double CountInstructions(const std::function<void()>& work) {
@@ -61,14 +66,14 @@ double CountInstructions(const std::function<void()>& work) {
   work();
   CALLGRIND_DUMP_STATS;
   CALLGRIND_STOP_INSTRUMENTATION;
-  const std::string path = CountsPath(std::getenv(kFolderVariable)) + "." + std::to_string(++dumps);
+  const std::string path = CountsPath(Folder()) + "." + std::to_string(++dumps);
   const double total = ReadTotal(path);
   std::remove(path.c_str());
   return total;
 }
 
 double CountInstructionsOfProgram(const std::string& program) {
-  const std::string path = CountsPath(std::getenv(kFolderVariable)) + ".program";
+  const std::string path = CountsPath(Folder()) + ".program";
   const std::string out_file = kOutFileOption + path;
   const pid_t child = fork();
   if (child == 0) {

@@ -1,8 +1,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-
-#include <unistd.h>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "bench/peers/instructions.h"
 #include "bench/peers/lines.h"
@@ -11,37 +13,44 @@
 
 namespace {
 
-void Append(std::vector<Line>&& more, std::vector<Line>* all) {
-  for (Line& line : more) all->push_back(std::move(line));
+/// Lines that are measured together.
+struct Group {
+  const char* name;
+  std::vector<Line> (*measure)();
+};
+
+constexpr Group kGroups[] = {
+    {"codec", &CodecLines},      {"strings", &StringLines}, {"client", &ClientLines},
+    {"syscalls", &SyscallLines}, {"lookup", &LookupLines},  {"storm", &StormLines},
+    {"start", &StartLines},
+};
+
+/// All groups where none is named.
+std::vector<Line> MeasureGroups(const std::set<std::string>& names) {
+  std::vector<Line> lines;
+  for (const Group& group : kGroups) {
+    if (!names.empty() && names.count(group.name) == 0) continue;
+    for (Line& line : group.measure()) lines.push_back(std::move(line));
+  }
+  return lines;
 }
 
 }  // namespace
 
-/// Measures the library beside its peers: kesu-peers [--instructions]. Fails when a goal is missed.
+/// Measures the library beside its peers: kesu-peers [--instructions] [GROUP...]. Fails when a goal
+/// is missed.
 int main(int argc, char** argv) {
   if (argc == 2 && std::strcmp(argv[1], kServeOption) == 0) Serve();
   if (argc == 4 && std::strcmp(argv[1], kExchangeOption) == 0) {
     ExchangeUnderTrace(argv[2], argv[3]);
     return EXIT_SUCCESS;
   }
-  const bool is_counting = argc > 1 && std::strcmp(argv[1], "--instructions") == 0;
-  if (is_counting && !CanCountInstructions()) {
+  std::set<std::string> names(argv + 1, argv + argc);
+  if (names.erase("--instructions") != 0 && !CanCountInstructions()) {
     RunUnderCallgrind(argv);
     std::perror("valgrind");
     return EXIT_FAILURE;
   }
-  // The library traces to standard output; the figures keep that to themselves.
-  std::FILE* out = fdopen(dup(STDOUT_FILENO), "w");
-  if (out == nullptr || std::freopen("/dev/null", "w", stdout) == nullptr) return EXIT_FAILURE;
-
-  std::vector<Line> lines;
-  Append(CodecLines(), &lines);
-  Append(StringLines(), &lines);
-  Append(ClientLines(), &lines);
-  Append(SyscallLines(), &lines);
-  Append(LookupLines(lines.front()), &lines);
-  Append(StormLines(), &lines);
-  Append(StartLines(), &lines);
-  const bool is_met = PrintLines(lines, out);
-  return std::fclose(out) == 0 && is_met ? EXIT_SUCCESS : EXIT_FAILURE;
+  const std::vector<Line> lines = MeasureGroups(names);
+  return !lines.empty() && PrintLines(lines, stdout) ? EXIT_SUCCESS : EXIT_FAILURE;
 }

@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr int kRounds = 60;
+constexpr int kRounds = 40;
 constexpr double kGoal = 1.03;
 
 double Microseconds(const timeval& time) {
