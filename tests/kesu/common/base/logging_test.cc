@@ -28,19 +28,26 @@ void LogInternal(const GString& line) {
 
 using namespace common_base;
 
-TEST_CASE("each level lets the lines below it through, to the sink and the callback") {
+TEST_CASE("each level lets the lines below it through; assertions evaluate once, and say where") {
   CHECK(notify_level == kLogNothing);
-  const Lines all = {"  D: x=5", "* I: x=5", "**W: x=5",
-                     "!!E: tests/kesu/common/base/logging_test:7: GWASSERT failed: level == 77"};
   for (const LogLevel level : {0, 1, 2, 3, INT_MAX}) {
     CAPTURE(level);
     const LogCapture log(level);
     platform_lines.clear();
+    int evaluated = 0;
     LogDebug("x=%d", 5);
     LogInfo("x=%d", 5);
     LogWarn("x=%d", 5);
-    GWASSERT_AT(7, level == 77);
-    const Lines expected(all.end() - std::min(level, 4), all.end());
+    GWEXPECT(++evaluated == 1);
+    const std::string line = std::to_string(__LINE__ + 1);
+    GWASSERT(++evaluated > INT_MAX - 1);
+    GWEXPECT_AT(9, ++evaluated == '"');
+    CHECK(evaluated == 3);
+    const std::string here = "!!E: tests/kesu/common/base/logging_test:";
+    const Lines all = {"  D: x=5", "* I: x=5", "**W: x=5",
+                       here + line + ": GWASSERT failed: ++evaluated > INT_MAX - 1",
+                       here + "9: GWEXPECT failed: ++evaluated == '\"'"};
+    const Lines expected(all.end() - (level == 0 ? 0 : std::min(level, 4) + 1), all.end());
     CHECK(log.lines() == expected);
     CHECK(platform_lines == expected);
   }
@@ -49,26 +56,8 @@ TEST_CASE("each level lets the lines below it through, to the sink and the callb
   CHECK(log.lines() == Lines{"  D: a", "* I: b", "**W: c\r\n"});
 }
 
-TEST_CASE("assertions evaluate once and name the line and the condition as written") {
-  const LogCapture log(kLogErrors);
-  int evaluated = 0;
-  GWASSERT(++evaluated == 1);
-  GWEXPECT(++evaluated == 2);
-  const int line = __LINE__ + 1;
-  GWASSERT(++evaluated > INT_MAX - 1);
-  GWEXPECT_AT(9, ++evaluated == '"');
-  const std::string here = "!!E: tests/kesu/common/base/logging_test:";
-  CHECK(log.lines() ==
-        Lines{here + std::to_string(line) + ": GWASSERT failed: ++evaluated > INT_MAX - 1",
-              here + "9: GWEXPECT failed: ++evaluated == '\"'"});
-  CHECK(evaluated == 4);
-}
-
 TEST_CASE("LogDebugByteBuffer dumps to the platform sink only, and only at the debug level") {
   const std::string rule(28, '-');
-  const auto header = [&rule](const char* count) {
-    return rule + "\r\n(byte buffer, with " + count + " bytes)\r\n" + rule;
-  };
   const LogCapture log(kLogDebug);
   platform_lines.clear();
   LogDebugByteBuffer(ByteVector());
@@ -76,7 +65,8 @@ TEST_CASE("LogDebugByteBuffer dumps to the platform sink only, and only at the d
   SetLogLevel(kLogInformation);
   LogDebugByteBuffer(Bytes("41"));
   CHECK(platform_lines ==
-        Lines{header("0"), header("17"),
+        Lines{rule + "\r\n(byte buffer, with 0 bytes)\r\n" + rule,
+              rule + "\r\n(byte buffer, with 17 bytes)\r\n" + rule,
               " 1f 20 7e 80 ff 25 64 37 38 39 3a 3b 3c 3d 3e 3f |   ~  %d789:;<=>?", " 40 | @"});
   CHECK(log.lines().empty());
 }
