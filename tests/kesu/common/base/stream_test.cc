@@ -1,4 +1,5 @@
 #include <climits>
+#include <string>
 #include <type_traits>
 
 #include <doctest/doctest.h>
@@ -22,8 +23,7 @@ static void CheckNumber(void (Out::*write)(Number), Number (In::*read)(),
   CHECK(ToHex(bytes) == hex);
   const ByteView view(bytes);
   In in(&view);
-  CHECK((in.*read)() == value);
-  CHECK_FALSE(in.hit_error());
+  CHECK(((in.*read)() == value && !in.hit_error()));
 }
 
 TEST_CASE("numbers are written and read") {
@@ -91,26 +91,21 @@ TEST_CASE("snapshots look ahead and back up, also from the state of a longer str
 TEST_CASE("byte blocks and strings") {
   ByteVector bytes;
   Out out(&bytes);
-  out.WriteUtf8String("h\xC3\xA9");
+  out.WriteUtf8String("\xC3\xA9");
   out.WriteUtf8String(GString());
-  out.WriteByteBlock(Bytes("AB CD EF"));
-  out.WriteRawBytes(Bytes("00 03 88 99"));
-  CHECK(ToHex(bytes) == "00 03 68 C3 A9 00 00 00 03 AB CD EF 00 03 88 99");
+  // What is written may lie in the sink, which moves as it grows.
+  out.WriteByteBlock(bytes);
+  out.WriteRawBytes(ByteView(kReferenceExistingBuffer, bytes.data() + 2, 2));
+  out.WriteRawBytes(bytes);
+  const std::string hex = "00 02 C3 A9 00 00 00 06 00 02 C3 A9 00 00 C3 A9";
+  CHECK(ToHex(bytes) == hex + " " + hex);
   const ByteView view(bytes);
   In in(&view);
-  CHECK(TextOf(in.ReadUtfString()) == "h\xC3\xA9");
+  CHECK(TextOf(in.ReadUtfString()) == "\xC3\xA9");
   CHECK(in.ReadUtfString()->IsEmpty());
-  CHECK(ToHex(in.ReadByteBlock()) == "AB CD EF");
+  CHECK(ToHex(in.ReadByteBlock()) == "00 02 C3 A9 00 00");
   CHECK(in.ReadByteBlock().length() == 0);
   CHECK(in.hit_error());
-
-  // What is written may lie in the sink, which moves as it grows.
-  ByteVector own = Bytes("01 02");
-  Out own_out(&own);
-  own_out.WriteByteBlock(own);
-  own_out.WriteRawBytes(ByteView(kReferenceExistingBuffer, own.data() + 3, 2));
-  own_out.WriteRawBytes(own);
-  CHECK(ToHex(own) == "01 02 00 02 01 02 02 01 01 02 00 02 01 02 02 01");
 
   // Of a length of 65536 or more the low 16 bits stand in front.
   ByteVector block;
