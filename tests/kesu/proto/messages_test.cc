@@ -108,6 +108,7 @@ TEST_CASE("the bytes of a request") {
   lbs::GLocRequestElement* element = request.add_requestelements();
   element->mutable_debugprofile()->set_want_trace(true);
   element->mutable_location()->mutable_latlng()->set_longitude_e7(-10'000'000);
+  element->mutable_location()->add_feature()->mutable_address()->add_formattedaddressline("A");
   lbs::GCellularProfile* cellular = element->mutable_cellularprofile();
   cellular->mutable_primarycell()->set_mcc(1);
   cellular->mutable_primarycell()->set_signal_strength_dbm(-71);
@@ -115,25 +116,11 @@ TEST_CASE("the bytes of a request") {
   CHECK(HexOf(request) ==
         "0A 06 0A 01 31 12 01 78 "                             // platform profile
         "12 03 18 AC 02 "                                      // application profile
-        "22 22 "                                               // element
+        "22 29 "                                               // element
         "0A 12 0A 0D 08 01 28 B9 FF FF FF FF FF FF FF FF 01 "  // cell
         "10 E8 07 "                                            // its time
-        "1A 07 0A 05 15 80 69 67 FF "                          // location
+        "1A 0E 0A 05 15 80 69 67 FF 2A 05 1A 03 0A 01 41 "     // location, and an address in it
         "9A 06 02 20 01");                                     // field 99 comes last
-}
-
-TEST_CASE("the bytes of a reply, of which absent parts can be asked too") {
-  lbs::GLocReply reply;
-  REQUIRE(ReadMessage(Bytes("12 16 12 14 "               // element, location
-                            "0A 05 0D 80 96 98 00 "      // only a latitude
-                            "2A 0B 0A 01 41 "            // feature
-                            "1A 06 0A 01 42 0A 01 43"),  // its address
-                      &reply));
-  const lbs::GLocation& location = reply.replyelements(0).location();
-  CHECK(location.latlng().latitude_e7() == 10'000'000);
-  CHECK_FALSE(location.latlng().has_longitude_e7());
-  CHECK(location.feature(0).address().formattedaddressline(1) == "C");
-  CHECK(location.gpsprofile().hdop_centi() == 0);
 }
 
 TEST_CASE("the bytes of a component, which skips field 2, of groups and of an empty class") {
