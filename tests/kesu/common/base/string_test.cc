@@ -1,7 +1,6 @@
 #include <climits>
 #include <cstring>
 #include <string>
-#include <vector>
 
 #include <doctest/doctest.h>
 #include <unicode/locid.h>
@@ -206,19 +205,12 @@ TEST_CASE("parts, and where they are found") {
   }
   CHECK(pairs->Trim().Storage() == pairs.Storage());
 
-  const struct {
-    GString text;
-    std::vector<std::u16string> pieces;
-  } kSplits[] = {{"a,,b", {u"a", u"", u"b"}},
-                 {"", {u""}},
-                 {",", {u"", u""}},
-                 {pairs, {u"\U0001F600", u"\xD83D"}}};
-  for (const auto& c : kSplits) {
-    std::vector<std::u16string> pieces;
-    for (const GString& piece : c.text->Split(',')) pieces.push_back(UnitsOf(piece));
-    CHECK(pieces == c.pieces);
+  parts.clear();
+  for (const GString& whole : {GString("a,,b"), GString(), GString(","), pairs}) {
+    for (const GString& piece : whole->Split(',')) parts += UnitsOf(piece) + u'|';
+    parts += u'.';
   }
-
+  CHECK((parts == u"a||b|.|.||.\U0001F600|\xD83D|."));
   CHECK(hello->IndexOf(GString("lo")) == 3);
   CHECK(pairs->IndexOf(0x1DE00) == 1);
   CHECK(hello->IndexOf('l') == 2);
