@@ -13,9 +13,10 @@
 namespace kesu_test {
 
 /// Reads the bytes as a top-level message.
-inline bool ReadMessage(const common_base::ByteView& bytes, common_net_proto::Message* message) {
+inline bool ReadMessage(const common_base::ByteView& bytes, common_net_proto::Message* message,
+                        const common_net_proto::ExtensionRegistry* registry = nullptr) {
   common_base::DataInputStream stream(&bytes);
-  return message->Read(&stream);
+  return message->Read(&stream, registry);
 }
 
 /// What is written of the message.

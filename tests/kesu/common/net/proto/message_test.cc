@@ -210,12 +210,8 @@ TEST_CASE("accessors set, get and clear; embedded messages are those a value wou
 TEST_CASE("the registry is passed down to messages and groups") {
   const ExtensionRegistry registry;
   Sample message;
-  for (const char* hex : {"A2 01 01 18", "AB 01 18"}) {
-    const ByteVector bytes = Bytes(hex);
-    const ByteView view = bytes;
-    DataInputStream stream(&view);
-    CHECK_FALSE(message.Read(&stream, &registry));
-  }
+  CHECK_FALSE(ReadMessage(Bytes("A2 01 01 18"), &message, &registry));
+  CHECK_FALSE(ReadMessage(Bytes("AB 01 18"), &message, &registry));
   CHECK(message.probe().seen == &registry);
   CHECK(message.group_probe().seen == &registry);
   CHECK(message.probe().MessageTypeId() == 0);
