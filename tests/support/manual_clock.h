@@ -6,27 +6,24 @@
 
 namespace kesu_test {
 
-/// A clock that stands still until it is moved by hand. UTC and ticks move together.
+/// A clock whose ticks stand still until they are moved by hand, and its UTC always.
 class ManualClock final : public common_base::ClockInterface {
  public:
   explicit ManualClock(long long ticks = 0, long long utc_milliseconds = 0)
-      : start_ticks_(ticks), ticks_(ticks), start_milliseconds_(utc_milliseconds) {}
+      : ticks_(ticks), utc_milliseconds_(utc_milliseconds) {}
 
   void Advance(long long ticks) { ticks_ += ticks; }
 
   common_base::GTime GetUtcGTime() const override {
     return common_base::GTime::GTimeFromMilliseconds(GetUtcTime());
   }
-  long long GetUtcTime() const override {
-    return start_milliseconds_ + (ticks_ - start_ticks_) / common_base::kTicksPerMillisecond;
-  }
+  long long GetUtcTime() const override { return utc_milliseconds_; }
   int GetCurrentLocalTimeOffsetFromUtc() const override { return 0; }
   long long TickCount() const override { return ticks_; }
 
  private:
-  long long start_ticks_;
   long long ticks_;
-  long long start_milliseconds_;
+  long long utc_milliseconds_;
 };
 
 }  // namespace kesu_test
