@@ -11,19 +11,11 @@
 
 #include "support/log_capture.h"
 
-using kesu_test::Bytes;
-using kesu_test::HeaderList;
-using kesu_test::kReplyStart;
-using kesu_test::MuxFixture;
-using kesu_test::RecordingListener;
-using kesu_test::ReplyBlock;
-using kesu_test::TestRequest;
-using kesu_test::TextOf;
-using kesu_test::ToHex;
+using namespace kesu_test;
 
 TEST_CASE_FIXTURE(MuxFixture, "a whole exchange, byte for byte") {
   RecordingListener listener;
-  const common_base::ByteView payload = kesu_test::ViewOf("AB");
+  const common_base::ByteView payload = ViewOf("AB");
   common_kesu::PlainRequest first("g:loc/ql", common_kesu::ServiceVersion::kVersion1, &payload);
   common_kesu::PlainRequest second("u", common_kesu::ServiceVersion::kVersion0);
   auto cancelled = std::make_unique<TestRequest>(&listener);
@@ -40,7 +32,7 @@ TEST_CASE_FIXTURE(MuxFixture, "a whole exchange, byte for byte") {
   mux()->Submit(cancelled.get(), true);
   REQUIRE(transport.count() == 1);
   CHECK(transport.latest().url == kUrl);
-  CHECK(ToHex(kesu_test::ViewOf(transport.latest().body)) ==
+  CHECK(ToHex(ViewOf(transport.latest().body)) ==
         "00 01 00 00 00 22 00 01 "
         "00 13 70 72 6F 64 2C 31 2E 30 2C 70 6C 61 74 2C 63 68 2C 65 6E "
         "11 22 33 44 55 66 77 88 00 03 63 66 67 "
@@ -114,7 +106,7 @@ TEST_CASE("how a POST ends, and what the log says") {
     TestRequest unheard(nullptr, "b");
     f.mux()->Submit(&request);
     f.mux()->Submit(&unheard, true);
-    const kesu_test::LogCapture log(common_base::kLogInformation);
+    const LogCapture log(common_base::kLogInformation);
     f.transport.End(0, row.status, row.reply, row.headers);
     CHECK(log.lines() == std::vector<std::string>(row.log.empty() ? 0 : 1, row.log));
     CHECK(listener.Told() == row.told);
@@ -139,7 +131,7 @@ TEST_CASE_FIXTURE(MuxFixture,
   for (int i = 0; i < 20; ++i) Advance(10000);
   std::string posted;
   for (std::size_t i = 0; i < transport.count(); ++i) {
-    for (const auto& request : kesu_test::PostedRequests(transport.exchange(i).body)) {
+    for (const auto& request : PostedRequests(transport.exchange(i).body)) {
       posted += request.payload;
     }
     posted += ' ';
@@ -203,7 +195,7 @@ TEST_CASE("what listeners throw comes out when all have been told, and none ends
       if (told != &b) throw std::runtime_error(told == &a ? "a" : "c");
     };
     f.transport.on_new = [] { common_kesu::MobileServiceMux::DeleteInstance(); };
-    const kesu_test::LogCapture log(common_base::kLogErrors);
+    const LogCapture log(common_base::kLogErrors);
     for (TestRequest* request : {&a, &b, &c}) f.mux()->Submit(request, request == &c);
     // The third is not answered, and sent again.
     CHECK_THROWS_WITH(
@@ -218,10 +210,10 @@ TEST_CASE("what listeners throw comes out when all have been told, and none ends
 
 TEST_CASE_FIXTURE(MuxFixture, "a length that does not hold any more is reported") {
   TestRequest request(nullptr, "a");
-  const common_base::ByteView longer = kesu_test::ViewOf("ab");
+  const common_base::ByteView longer = ViewOf("ab");
   CHECK(request.GetTotalLength() == 18);
   request.set_payload(&longer);
-  const kesu_test::LogCapture log(common_base::kLogErrors);
+  const LogCapture log(common_base::kLogErrors);
   mux()->Submit(&request, true);
   CHECK(log.lines().size() == 1);
   request.set_body_length(common_kesu::Block::kBodyLengthUnknown);
@@ -262,7 +254,7 @@ struct BatchCounter final : common_kesu::RequestScheduler::ListenerInterface {
 
 TEST_CASE("a wait that fails is not touched again; who waits goes with what is submitted next") {
   ManualQueue queue;
-  kesu_test::ManualClock clock;
+  ManualClock clock;
   BatchCounter batches;
   TestRequest request(nullptr);
   {

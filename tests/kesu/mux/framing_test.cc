@@ -25,10 +25,7 @@ using namespace common_kesu;
 using common_base::ByteVector;
 using common_base::ByteView;
 using common_base::DataOutputStream;
-using kesu_test::Bytes;
-using kesu_test::TextOf;
-using kesu_test::ToHex;
-using kesu_test::ViewOf;
+using namespace kesu_test;
 using Lines = std::vector<std::string>;
 
 static int sink_lines = 0;
@@ -158,7 +155,7 @@ TEST_CASE("length marks of every width") {
             }
           }) == expected);
   }
-  const kesu_test::LogCapture log(common_base::kLogErrors);
+  const LogCapture log(common_base::kLogErrors);
   CHECK(Written([](KesuRequestBuilder* builder) {
           builder->WriteTaggedUtf8StringWithVarintLength(0x12, "a\xC3\xA9");
           builder->WriteBackLengthMark();
@@ -169,7 +166,7 @@ TEST_CASE("length marks of every width") {
 TEST_CASE("the payload of a reply is logged, and not copied for each encoding that does nothing") {
   std::string encodings = "n";
   while (encodings.size() < 65535) encodings += ",n";
-  const kesu_test::LogCapture log(common_base::kLogDebug);
+  const LogCapture log(common_base::kLogDebug);
   sink_lines = 0;
   for (const unsigned length : {0U, 1024U, 1025U}) {
     const std::string body = std::string("\0\7\0\xC8\xFF\xFF", 6) + encodings + "....";
@@ -296,7 +293,7 @@ TEST_CASE("an HTTP request takes as many headers and parts as can be counted; na
   const std::string old_locale = uloc_getDefault();
   UErrorCode error = U_ZERO_ERROR;
   uloc_setDefault("tr", &error);
-  const kesu_test::LogCapture log(common_base::kLogErrors);
+  const LogCapture log(common_base::kLogErrors);
   HttpRequest full("http:echo");
   std::string headers = "FF";
   for (int i = 0; i < 256; ++i) {

@@ -17,17 +17,13 @@
 #include "kesu/mux/mux_model.h"
 
 using common_kesu::MobileServiceMux;
-using kesu_test::MuxFixture;
-using kesu_test::Place;
-using kesu_test::Plans;
-using kesu_test::Step;
-using kesu_test::TestRequest;
+using namespace kesu_test;
 
 namespace {
 
 constexpr int kStepsPerHistory = 300;
 
-class RealWorld final : public kesu_test::World {
+class RealWorld final : public World {
  public:
   RealWorld(const Plans* plans, int first_id) : World(plans) {
     while (mux()->PeekRequestId() < first_id) mux()->NextRequestId();
@@ -69,7 +65,7 @@ class RealWorld final : public kesu_test::World {
 
   std::vector<Place> PlacesOf(std::size_t post) const {
     std::vector<Place> places;
-    for (const auto& posted : kesu_test::PostedRequests(f_.transport.exchange(post).body)) {
+    for (const auto& posted : PostedRequests(f_.transport.exchange(post).body)) {
       places.push_back({std::stoi(posted.payload), posted.id});
     }
     return places;
@@ -83,12 +79,12 @@ class RealWorld final : public kesu_test::World {
   std::vector<std::size_t> OpenPosts() const override { return f_.transport.Open(); }
 
   void End(std::size_t post, const Step& step) override {
-    const kesu_test::Reply reply(PlacesOf(post), step.reply_seed);
+    const Reply reply(PlacesOf(post), step.reply_seed);
     const char* type = reply.has_right_type ? "application/binary" : "text/html";
     f_.transport.End(post, step.http_status, reply.bytes, {{"Content-Type", type}});
   }
 
-  kesu_test::RecordingListener listener_;
+  RecordingListener listener_;
   std::map<int, std::unique_ptr<TestRequest>> requests_;
   MuxFixture f_;
 };
@@ -169,7 +165,7 @@ void RunHistory(unsigned seed) {
   Plans plans;
   Generator generator(seed, &plans);
   const int first_id = generator.Pick(2) == 0 ? 0 : 65530 >> generator.Pick(2);
-  kesu_test::MuxModel model(&plans, first_id);
+  MuxModel model(&plans, first_id);
   RealWorld real(&plans, first_id);
   // Every other history goes with all that is under way. In the rest each request is told in the
   // end.

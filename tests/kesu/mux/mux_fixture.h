@@ -27,8 +27,6 @@ struct MuxFixture {
 
   explicit MuxFixture(const char* url = kUrl) { Initialize(url); }
   ~MuxFixture() { common_kesu::MobileServiceMux::DeleteInstance(); }
-  MuxFixture(const MuxFixture&) = delete;
-  MuxFixture& operator=(const MuxFixture&) = delete;
 
   void Initialize(const char* url = kUrl) {
     auto* config = new common_kesu::MuxConfig;
@@ -108,7 +106,6 @@ struct RecordingListener final : common_kesu::Request::ListenerInterface {
   std::function<void(const common_kesu::Request*)> action;
 };
 
-/// A request block of a POST.
 struct PostedRequest {
   int id;
   std::string payload;
@@ -116,27 +113,18 @@ struct PostedRequest {
 
 /// The request blocks of a POST, taken apart.
 inline std::vector<PostedRequest> PostedRequests(std::string_view body) {
-  const auto take = [&body](unsigned length) {
-    REQUIRE(length <= body.size());
-    const std::string_view taken = body.substr(0, length);
-    body.remove_prefix(length);
-    return taken;
-  };
-  const auto take_number = [&](unsigned width) {
-    unsigned value = 0;
-    for (const char byte : take(width)) value = value << 8 | static_cast<unsigned char>(byte);
-    return value;
-  };
+  const common_base::ByteView view = ViewOf(body);
+  common_base::DataInputStream stream(&view);
   std::vector<PostedRequest> requests;
-  take(2);
-  const unsigned header_length = take_number(4);
-  take(2 + header_length);
-  while (!body.empty()) {
-    take(6);
-    const int id = static_cast<short>(take_number(2));
-    take(take_number(2) + 2);
-    requests.push_back({id, std::string(take(take_number(4)))});
+  stream.ReadUint16();
+  stream.ReadByteSpan(stream.ReadInt32() + 2);
+  while (!stream.hit_end_of_file()) {
+    stream.ReadByteSpan(6);
+    const int id = stream.ReadInt16();
+    stream.ReadByteSpan(stream.ReadUint16() + 2);
+    requests.push_back({id, TextOf(stream.ReadByteSpan(stream.ReadInt32()))});
   }
+  REQUIRE_FALSE(stream.hit_error());
   return requests;
 }
 
