@@ -142,8 +142,7 @@ TEST_CASE_FIXTURE(MuxFixture,
 TEST_CASE_FIXTURE(MuxFixture, "a batch does not wait for a clock that was set back a day") {
   TestRequest request(nullptr, "a");
   mux()->Submit(&request);
-  Advance(kBatchDelay / 2 - 86'400'000'000);
-  for (int i = 0; i < 2; ++i) Advance(kBatchDelay);
+  for (const long long ticks : {-86'400'000'000LL, kBatchDelay, kBatchDelay}) Advance(ticks);
   CHECK(transport.count() == 1);
 }
 
@@ -223,8 +222,9 @@ TEST_CASE_FIXTURE(MuxFixture, "a length that does not hold any more is reported"
 
 namespace {
 
-/// Waits that end when the test says so.
-struct ManualQueue final : common_base::RequestQueueInterface {
+/// Waits that end when the test says so, and the batches that come of them.
+struct ManualQueue final : common_base::RequestQueueInterface,
+                           common_kesu::RequestScheduler::ListenerInterface {
   struct Wait final : common_base::RequestInterface {
     int Start(common_base::RequesterInterface* waiting) override {
       requester = waiting;
@@ -239,15 +239,12 @@ struct ManualQueue final : common_base::RequestQueueInterface {
   common_base::RequestInterface* NewDeferredRequest(long long) override {
     return &waits.emplace_back();
   }
-  std::deque<Wait> waits;
-};
-
-struct BatchCounter final : common_kesu::RequestScheduler::ListenerInterface {
   void ProcessRequests(const common_base::GVectorRef<common_kesu::Request*>& batch,
                        bool*) override {
-    sizes.push_back(batch.length());
+    batch_sizes.push_back(batch.length());
   }
-  std::vector<int> sizes;
+  std::deque<Wait> waits;
+  std::vector<int> batch_sizes;
 };
 
 }  // namespace
@@ -255,10 +252,9 @@ struct BatchCounter final : common_kesu::RequestScheduler::ListenerInterface {
 TEST_CASE("a wait that fails is not touched again; who waits goes with what is submitted next") {
   ManualQueue queue;
   ManualClock clock;
-  BatchCounter batches;
   TestRequest request(nullptr);
   {
-    common_kesu::RequestScheduler scheduler(&batches, &queue, &clock, 1, 1);
+    common_kesu::RequestScheduler scheduler(&queue, &queue, &clock, 1, 1);
     scheduler.SubmitWithDelay(&request, 1);
     queue.waits[0].requester->OnRequestFailed(&queue.waits[0]);
     CHECK_FALSE(request.is_waiting());
@@ -269,7 +265,7 @@ TEST_CASE("a wait that fails is not touched again; who waits goes with what is s
     scheduler.OnRequestComplete(&queue.waits[1]);
     clock.Advance(1);
     scheduler.OnRequestComplete(&queue.waits[2]);
-    CHECK(batches.sizes == std::vector<int>{2});
+    CHECK(queue.batch_sizes == std::vector<int>{2});
     scheduler.Submit(&request);
     scheduler.OnRequestFailed(&queue.waits[3]);
     scheduler.SendPendingRequests();

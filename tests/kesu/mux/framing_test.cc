@@ -124,34 +124,34 @@ TEST_CASE("varints are written in as few bytes as possible, and read back") {
 }
 
 TEST_CASE("length marks of every width") {
-  /// '1', '2', '4' and 'v' open a mark, 'a' writes so many bytes AA, '.' closes with that offset.
+  /// 'b', 'w', 'd' and 'v' open a mark of 8, 16, 32 bits or a varint, 'x' writes a byte AA, '*' all
+  /// the bytes AA behind the head, and a digit closes a mark with that offset.
   struct Row {
-    std::vector<std::pair<char, int>> steps;
+    std::string_view steps;
     std::string head;
     int bytes_behind_head;
   };
   const Row rows[] = {
-      {{{'1', 0}, {'a', 258}, {'.', 0}}, "02", 258},
-      {{{'2', 0}, {'a', 65537}, {'.', 0}}, "00 01", 65537},
-      {{{'v', 0}, {'a', 127}, {'.', 0}}, "7F", 127},
+      {"b*0", "02", 258},
+      {"w*0", "00 01", 65537},
+      {"v*0", "7F", 127},
       // 2 + 128 inside, 1 + 130 = 131 in the middle, 2 + 131 = 133 outside.
-      {{{'2', 0}, {'v', 0}, {'a', 1}, {'v', 0}, {'a', 128}, {'.', 0}, {'.', 0}, {'.', 0}},
-       "00 85 83 01 AA 80 01",
-       128},
-      {{{'4', 0}, {'a', 6}, {'.', 2}}, "00 00 00 04", 6},
-      {{{'2', 0}, {'v', 0}, {'.', 1}, {'.', 6}}, "FF FF FF FF FF FF 0F", 0},
+      {"wvxv*000", "00 85 83 01 AA 80 01", 128},
+      {"d*2", "00 00 00 04", 6},
+      {"wv16", "FF FF FF FF FF FF 0F", 0},
   };
   for (const Row& row : rows) {
     std::string expected = row.head;
     for (int i = 0; i < row.bytes_behind_head; ++i) expected += " AA";
     CHECK(Written([&](KesuRequestBuilder* builder) {
-            for (const auto& [step, count] : row.steps) {
-              if (step == '1') builder->Write8bitLengthMark();
-              if (step == '2') builder->Write16bitLengthMark();
-              if (step == '4') builder->Write32bitLengthMark();
+            for (const char step : row.steps) {
+              if (step == 'b') builder->Write8bitLengthMark();
+              if (step == 'w') builder->Write16bitLengthMark();
+              if (step == 'd') builder->Write32bitLengthMark();
               if (step == 'v') builder->WriteVarintLengthMark();
-              if (step == '.') builder->WriteBackLengthMarkWithOffset(count);
-              for (int i = 0; step == 'a' && i < count; ++i) builder->WriteUint8(0xAA);
+              if (step >= '0' && step <= '9') builder->WriteBackLengthMarkWithOffset(step - '0');
+              const int count = step == '*' ? row.bytes_behind_head : step == 'x' ? 1 : 0;
+              for (int i = 0; i < count; ++i) builder->WriteUint8(0xAA);
             }
           }) == expected);
   }

@@ -270,7 +270,11 @@ TEST_CASE_TEMPLATE("an invocation ends once, whatever goes before it does", Serv
     if constexpr (kIsTyped) service->ResetForNewRequest();
     return service->NewInvocation();
   };
-  const auto start_next = [&](auto* requester) { CHECK(next()->Start(requester) == 0); };
+  const auto start_next = [&](auto* requester) {
+    auto* started = next();
+    CHECK(started->Start(requester) == 0);
+    return started;
+  };
   renew();
   // Cancelled, and followed by the next, from inside its outcome.
   RecordingRequester cancels([](auto* ended) { ended->Cancel(); });
@@ -289,8 +293,7 @@ TEST_CASE_TEMPLATE("an invocation ends once, whatever goes before it does", Serv
     CHECK(invocation->Start(&f.requester) != 0);
     invocation->Cancel();
   };
-  auto* running = next();
-  CHECK(running->Start(&f.requester) == 0);
+  auto* running = start_next(&f.requester);
   check_refused(service->NewInvocation());
   running->Cancel();
   auto* unstarted = next();
@@ -311,8 +314,7 @@ TEST_CASE_TEMPLATE("an invocation ends once, whatever goes before it does", Serv
   CHECK(deletes.completed == 1);
   for (const bool has_multiplexer : {true, false}) {
     renew();
-    running = next();
-    CHECK(running->Start(&f.requester) == 0);
+    running = start_next(&f.requester);
     if (!has_multiplexer) MobileServiceMux::DeleteInstance();
     service.reset();
     if (kIsTyped) running->Cancel();
