@@ -20,6 +20,7 @@ class RecordingRequester final : public common_base::RequesterInterface {
 
   void OnRequestComplete(Request* request) override { End(request, &completed); }
   void OnRequestFailed(Request* request) override { End(request, &failed); }
+  void OnRequestMadeProgress(Request* request) override { last_request = request; }
 
   int completed = 0;
   int failed = 0;
