@@ -41,11 +41,11 @@ void* ObjectRegion::AllocateSlowly(std::size_t size) {
     return Checked(GAlloc(static_cast<unsigned>(std::max(size, kGrid))));
   }
   LeaveBlock();
-  const std::size_t wanted = std::clamp(expected_size_, kSmallestBlock, kBlockSize);
-  const std::size_t block_size = (wanted + kSmallestBlock - 1) / kSmallestBlock * kSmallestBlock;
+  // More than was expected, and there may be much more: whole blocks from then on.
+  const std::size_t wanted = expected_size_ == 0 ? kBlockSize : expected_size_;
+  const std::size_t block_size = std::clamp(wanted / kGrid * kGrid, kSmallestBlock, kBlockSize);
   expected_size_ -= std::min(block_size, expected_size_);
-  // From where it ends up to the next multiple of kBlockSize a smaller block is the heap's.
-  auto* block = static_cast<Block*>(Checked(std::aligned_alloc(kBlockSize, block_size)));
+  auto* block = static_cast<Block*>(Checked(std::aligned_alloc(kBlockSpan, block_size)));
   block->object_count = 1;
   next_ = reinterpret_cast<char*>(block + 1);
   end_ = reinterpret_cast<char*>(block) + block_size;
@@ -65,7 +65,7 @@ void ObjectRegion::LeaveBlock() {
 }
 
 void ObjectRegion::Open(std::size_t expected_size) {
-  is_open_ = true;
+  is_open_ = expected_size >= kBlockSize / 2;
   expected_size_ = expected_size;
 }
 

@@ -7,7 +7,7 @@
 namespace common_base {
 
 /// Where the objects of the library come from: each from the heap for itself or, as long as an
-/// ObjectRegion lives, close together in blocks of up to 8 KiB. A block goes back to the heap when
+/// ObjectRegion lives, close together in blocks of up to 4 KiB. A block goes back to the heap when
 /// the last object in it is gone, whenever that is; an object that outlives the rest keeps its
 /// block. Messages that are read open a region for their tree. Not for use on more than one thread.
 /// Under a sanitizer, which wants to see each object, all come from the heap.
@@ -16,8 +16,9 @@ namespace common_base {
 ///     auto* object = new Object;  // A HeapObject.
 class ObjectRegion {
  public:
-  /// `expected_size` is what the objects may take, by which small regions get small blocks. Inside
-  /// another region it changes nothing.
+  /// `expected_size` is what the objects may take, by which the last block is cut to size. For less
+  /// than half a block there is none: a small block would spoil its span for others. Inside another
+  /// region it changes nothing.
   explicit ObjectRegion(std::size_t expected_size) : is_outermost_(!is_open_) {
     if (is_outermost_) Open(expected_size);
   }
@@ -48,7 +49,10 @@ class ObjectRegion {
   /// The heap puts what it gives out on this grid, and a region half a step beside it, by which the
   /// two are told apart.
   static constexpr std::size_t kGrid = 16;
-  static constexpr std::size_t kBlockSize = 8192;
+  static constexpr std::size_t kBlockSpan = 4096;
+  /// Blocks start where a span does. Each leaves what the heap puts between two of its blocks, or
+  /// no two of ours could stand side by side.
+  static constexpr std::size_t kBlockSize = kBlockSpan - 64;
   static constexpr std::size_t kSmallestBlock = 512;
   static constexpr std::size_t kLargestInBlock = kSmallestBlock / 2;
 
@@ -61,8 +65,9 @@ class ObjectRegion {
   static bool IsInBlock(const void* object) {
     return reinterpret_cast<std::uintptr_t>(object) % kGrid != 0;
   }
-  static Block* BlockOf(const void* object) {
-    return reinterpret_cast<Block*>(reinterpret_cast<std::uintptr_t>(object) & ~(kBlockSize - 1));
+  static Block* BlockOf(void* object) {
+    const std::size_t offset = reinterpret_cast<std::uintptr_t>(object) % kBlockSpan;
+    return reinterpret_cast<Block*>(static_cast<char*>(object) - offset);
   }
   static void* AllocateSlowly(std::size_t size);
   static void FreeToHeap(void* memory);

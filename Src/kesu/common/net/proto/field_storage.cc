@@ -15,7 +15,7 @@ OptionalText& OptionalText::operator=(const GString& text) {
 
 void OptionalMessage::reset() {
   if (Message* made = object()) made->Clear();
-  bits_ &= ~kPresent;
+  tagged_ -= Tag();
 }
 
 const GString& EmptyText() {

@@ -157,24 +157,23 @@ class OptionalMessage {
   OptionalMessage& operator=(const OptionalMessage&) = delete;
   ~OptionalMessage() { delete object(); }
 
-  bool has_value() const { return (bits_ & kPresent) != 0; }
+  bool has_value() const { return Tag() != 0; }
   /// Null when it was never made.
   const Message* get() const { return object(); }
   /// Makes it present.
   Message* Mutable(const MessageDescriptor& descriptor) {
-    if (bits_ == 0) bits_ = reinterpret_cast<std::uintptr_t>(descriptor.make());
-    bits_ |= kPresent;
+    if (tagged_ == nullptr) tagged_ = reinterpret_cast<char*>(descriptor.make());
+    if (!has_value()) ++tagged_;
     return object();
   }
   void reset();
 
  private:
-  /// In the lowest bit of the address, which is even.
-  static constexpr std::uintptr_t kPresent = 1;
+  std::uintptr_t Tag() const { return reinterpret_cast<std::uintptr_t>(tagged_) & 1; }
+  Message* object() const { return reinterpret_cast<Message*>(tagged_ - Tag()); }
 
-  Message* object() const { return reinterpret_cast<Message*>(bits_ & ~kPresent); }
-
-  std::uintptr_t bits_ = 0;
+  /// The address of the message, which is even, or the next one where it is present.
+  char* tagged_ = nullptr;
 };
 
 /// Appends a new element and returns it.

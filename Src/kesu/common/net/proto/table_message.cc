@@ -17,7 +17,6 @@ namespace {
 
 using common_base::ByteView;
 using common_base::DataInputStream;
-using common_base::DataOutputStream;
 using common_base::GString;
 
 /// What a message usually takes in memory, by which its region is laid out.
@@ -178,7 +177,7 @@ bool TableMessage::Read(DataInputStream* stream, const ExtensionRegistry* regist
       stream, [&](ByteCursor* in) { return ReadFields(this, descriptor(), in, registry); });
 }
 
-void TableMessage::Write(DataOutputStream* stream) const {
+void TableMessage::Write(common_base::DataOutputStream* stream) const {
   WriteMessage(*this, stream);
 }
 

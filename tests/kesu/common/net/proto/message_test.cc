@@ -119,28 +119,22 @@ TEST_CASE("what is read is written back") {
 }
 
 TEST_CASE("what one reply may become is bounded, and nothing else") {
-  struct {
-    const char *what, *bytes;
-    bool grows = true;
-  } const kCases[] = {{"numbers", "48 01"},
-                      {"texts", "52 01 41"},
-                      {"empty texts", "52 00"},
-                      {"a text again and again", "3A 01 41"},
-                      {"messages", "5A 00"},
-                      {"groups", "6B 6C"},
-                      {"a message again and again", "42 00", false},
-                      {"a number again and again", "08 01", false}};
-  for (const auto& c : kCases) {
-    CAPTURE(c.what);
+  // Numbers, texts, empty ones, a text again and again, messages, groups; a message and a number
+  // again and again, which take nothing more.
+  const char* const kFields[] = {"48 01", "52 01 41", "52 00", "3A 01 41",
+                                 "5A 00", "6B 6C",    "42 00", "08 01"};
+  for (int i = 0; i < 8; ++i) {
+    CAPTURE(kFields[i]);
+    const ByteVector field = Bytes(kFields[i]);
     ByteVector bytes;
-    for (int i = 0; i < 1000; ++i) bytes.AppendAll(Bytes(c.bytes));
+    for (int n = 0; n < 1000; ++n) bytes.AppendAll(field);
     for (const long long limit : {12'000LL, kDefaultDecodeMemoryLimit}) {
       SetDecodeMemoryLimit(limit);
       const DecodeBudget budget;
       Sample message;
-      CHECK(ReadMessage(bytes, &message) == (!c.grows || limit > 12'000));
+      CHECK(ReadMessage(bytes, &message) == (i >= 6 || limit > 12'000));
       const DecodeBudget fresh;
-      CHECK(ReadMessage(Bytes(c.bytes), &message));
+      CHECK(ReadMessage(field, &message));
     }
     Sample message;
     CHECK(ReadMessage(bytes, &message));
