@@ -85,6 +85,7 @@ class History {
       CHECK(!entry->is_told);
       CHECK(!entry->is_cancelled);
       entry->is_told = true;
+      if (OneIn(4)) entry->call = {};
       if (depth_ == kMaxDepth) return;
       ++depth_;
       for (int count = Below(3); count > 0; --count) Step();
@@ -120,11 +121,7 @@ class History {
     Entry& entry = entries_[random_() % entries_.size()];
     if (!entry.call.is_pending()) return;
     entry.is_cancelled = true;
-    if (OneIn(2)) {
-      entry.call.Cancel();
-    } else {
-      entry.call = {};
-    }
+    OneIn(2) ? entry.call.Cancel() : static_cast<void>(entry.call = {});
   }
 
   void EndPost() {
@@ -142,38 +139,22 @@ class History {
 
   void Step() {
     kesu::detail::Engine* const engine = kesu::detail::Engine::Get();
-    switch (Below(20)) {
-      case 0:
-        return OneIn(4) ? MakeClient() : client_->Pause();
-      case 1:
-      case 2:
-        return client_->Resume();
-      case 3:
-        return engine->OnRouteChanged(!OneIn(3));
-      case 4:
-        return engine->OnNetworkChanged();
-      case 5:
-      case 6:
-        return CancelCall();
-      case 7:
-        fixture_.transport.start_result = OneIn(4);
-        fixture_.transport.makes_null = OneIn(8);
-        return;
-      case 8:
-      case 9:
-      case 10:
-        // From inside a callback a POST does not end: that is the main loop's.
-        if (depth_ == 0) EndPost();
-        return;
-      case 11:
-        fixture_.clock.now += milliseconds(Below(1000));
-        return;
-      case 12:
-      case 13:
-        if (depth_ > 0) g_main_context_iteration(nullptr, FALSE);
-        return;
-      default:
-        return MakeCall();
+    const int what = Below(20);
+    if (what < 7) return MakeCall();
+    if (what < 9) return CancelCall();
+    if (what < 11) return client_->Resume();
+    if (what < 12) return OneIn(4) ? MakeClient() : client_->Pause();
+    if (what < 13) return engine->OnRouteChanged(!OneIn(3));
+    if (what < 14) return engine->OnNetworkChanged();
+    if (what < 15) {
+      fixture_.transport.start_result = OneIn(4);
+      fixture_.transport.makes_null = OneIn(8);
+    } else if (what < 16) {
+      fixture_.clock.now += milliseconds(Below(1000));
+    } else if (depth_ == 0) {
+      EndPost();
+    } else {
+      g_main_context_iteration(nullptr, FALSE);
     }
   }
 
