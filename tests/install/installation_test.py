@@ -71,7 +71,7 @@ class InstallationTest(unittest.TestCase):
         # The classes, functions and variables, without templates' and functions' arguments.
         words = set(re.findall(r"\w+", "".join(self.headers.values())))
         for _, name in self.exported("-C"):
-            while name != (shorter := re.sub(r"<[^<>]*>|\(.*", "", name)):
+            while name != (shorter := re.sub(r"<[^<>]*>|\[.*?\]|\(.*", "", name)):
                 name = shorter
             self.assertLessEqual(set(re.findall(r"\w+", name.split()[-1])), words | {"KESU_0"})
         program = self.work / "unloader"

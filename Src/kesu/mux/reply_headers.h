@@ -3,6 +3,7 @@
 
 #include "kesu/mux/header_field_iterator_interface.h"
 
+#pragma GCC visibility push(hidden)
 namespace common_kesu {
 
 /// Whether the headers say that a reply is one of the multiplexed protocol: some field is named
@@ -14,5 +15,6 @@ namespace common_kesu {
 bool IsMultiplexedReply(HeaderFieldIteratorInterface* headers);
 
 }  // namespace common_kesu
+#pragma GCC visibility pop
 
 #endif  // KESU_MUX_REPLY_HEADERS_H_

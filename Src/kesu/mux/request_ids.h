@@ -8,6 +8,7 @@
 #include "kesu/common/base/gallocator.h"
 #include "kesu/mux/request_list.h"
 
+#pragma GCC visibility push(hidden)
 namespace common_kesu {
 
 /// Finds the requests of a POST by the ids they had when this was made. As a rule each has the id
@@ -36,5 +37,6 @@ class RequestIds {
 };
 
 }  // namespace common_kesu
+#pragma GCC visibility pop
 
 #endif  // KESU_MUX_REQUEST_IDS_H_

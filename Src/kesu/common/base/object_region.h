@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#pragma GCC visibility push(hidden)
 namespace common_base {
 
 /// Where the objects of the library come from: each from the heap for itself or, as long as an
@@ -85,5 +86,6 @@ class ObjectRegion {
 };
 
 }  // namespace common_base
+#pragma GCC visibility pop
 
 #endif  // KESU_COMMON_BASE_OBJECT_REGION_H_

@@ -6,6 +6,7 @@
 
 /// The fields of a message by their rows, for those that walk the tables. The types must be those
 /// of the row's kind and label.
+#pragma GCC visibility push(hidden)
 namespace common_net_proto {
 
 template <typename Storage>
@@ -76,5 +77,6 @@ void ForEachMessageFromBack(const FieldRow& row, const Message& message, const V
 }
 
 }  // namespace common_net_proto
+#pragma GCC visibility pop
 
 #endif  // KESU_COMMON_NET_PROTO_FIELD_ACCESS_H_
