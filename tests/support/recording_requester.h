@@ -20,10 +20,14 @@ class RecordingRequester final : public common_base::RequesterInterface {
 
   void OnRequestComplete(Request* request) override { End(request, &completed); }
   void OnRequestFailed(Request* request) override { End(request, &failed); }
-  void OnRequestMadeProgress(Request* request) override { last_request = request; }
+  void OnRequestMadeProgress(Request* request) override {
+    ++progressed;
+    last_request = request;
+  }
 
   int completed = 0;
   int failed = 0;
+  int progressed = 0;
   /// The request of the latest call, for comparison only.
   Request* last_request = nullptr;
 
