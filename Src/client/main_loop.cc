@@ -26,7 +26,7 @@ void DeleteAction(void* action) {
 
 }  // namespace
 
-class [[gnu::visibility("hidden")]] MainLoop::Implementation {
+class MainLoop::Implementation {
  public:
   Implementation() = default;
   Implementation(const Implementation&) = delete;
