@@ -26,7 +26,7 @@ void DeleteAction(void* action) {
 
 }  // namespace
 
-class MainLoop::Implementation {
+class __attribute__((visibility("hidden"))) MainLoop::Implementation {
  public:
   Implementation() = default;
   Implementation(const Implementation&) = delete;

@@ -28,7 +28,7 @@ class MainLoop {
   void OnInterrupt(std::function<void()> action);
 
  private:
-  class [[gnu::visibility("hidden")]] Implementation;
+  class Implementation;
 
   std::unique_ptr<Implementation> implementation_;
 };

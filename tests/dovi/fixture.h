@@ -92,7 +92,7 @@ class Exchange : public common_base::RequesterInterface {
   void Cancel() {
     if (request != nullptr) std::exchange(request, nullptr)->Cancel();
   }
-  bool HasEnded() const { return told_ != ""; }
+  bool HasEnded() const { return !told_.empty(); }
   /// Iterates the main loop until the end. What its requester was told, the status, the body and
   /// the kind of error, if there was one: "completed 200 o (closed-early)".
   std::string Outcome() const {
