@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <memory>
 #include <type_traits>
 #include <utility>
 
@@ -97,27 +98,21 @@ struct OneFieldPerLine {};
 template <unsigned short number>
 struct EachNumberOnce {};
 
-/// Some T, only for its address: it is nowhere.
-#ifdef __clang__
-#pragma clang diagnostic push
-#pragma clang diagnostic ignored "-Wundefined-var-template"
-#endif
-template <typename T>
-extern T some_message;
-
 /// Whether a T and the Message in it have one address, from which the table counts its offsets.
 template <typename T>
-constexpr bool kStartsWithMessage = static_cast<const void*>(&some_message<T>) ==
-                                    static_cast<const Message*>(&some_message<T>);
-#ifdef __clang__
-#pragma clang diagnostic pop
-#endif
+constexpr bool StartsWithMessage() {
+  std::allocator<T> allocator;
+  T* room = allocator.allocate(1);
+  const bool is_same = static_cast<const void*>(room) == static_cast<const Message*>(room);
+  allocator.deallocate(room, 1);
+  return is_same;
+}
 
 /// Collects the rows of a class, at compile time, from the lines between its begin and its end.
 struct MessageTable {
   template <typename T>
   static constexpr MessageDescriptor Describe(const char* name) {
-    static_assert(kStartsWithMessage<T>, "TableMessage must be the first base of a message");
+    static_assert(StartsWithMessage<T>(), "TableMessage must be the first base of a message");
     return {name,     kRows<T>.data(), static_cast<int>(kRows<T>.size()),
             &Make<T>, sizeof(T),       std::is_same_v<decltype(ReaderOf(&T::Read)), TableMessage>};
   }
