@@ -56,21 +56,19 @@ Error FaultOf(const Observation& observation) {
     if (!IsOnEarth(fix.latitude, fix.longitude)) return Misuse("the fix is not on earth");
     if (fix.accuracy_m && !(*fix.accuracy_m >= 0)) return Misuse("the fix has a negative accuracy");
   }
-  for (const AccessPoint& access_point : observation.access_points) {
-    if (DisclosureOf(access_point) != Disclosure::kNoMacAddress) continue;
-    return Misuse("\"" + access_point.mac_address + "\" is no MAC address");
-  }
   return {};
 }
 
-std::vector<AccessPoint> Disclosable(const std::vector<AccessPoint>& access_points) {
-  std::vector<AccessPoint> disclosable;
-  for (const AccessPoint& access_point : access_points) {
-    if (DisclosureOf(access_point) != Disclosure::kAllowed) continue;
-    disclosable.push_back(access_point);
-    disclosable.back().mac_address = NormalMacAddress(access_point.mac_address);
-  }
-  return disclosable;
+/// `address` is its own in normal form.
+Disclosure DisclosureAt(const std::string& address, const AccessPoint& access_point) {
+  if (address.empty()) return Disclosure::kNoMacAddress;
+  if (access_point.name && IsHidden(*access_point.name)) return Disclosure::kHiddenName;
+  if (access_point.name && EndsInNoMap(*access_point.name)) return Disclosure::kOptedOut;
+  const unsigned low_digit = HexDigit(address[1]);
+  const bool is_null = address.find_first_not_of("0-") == std::string::npos;
+  if ((low_digit & kGroupBit) != 0 || is_null) return Disclosure::kMulticast;
+  if ((low_digit & kLocalBit) != 0) return Disclosure::kLocallyAdministered;
+  return Disclosure::kAllowed;
 }
 
 bool IsSingle(const std::vector<AccessPoint>& access_points) {
@@ -92,6 +90,7 @@ std::string NormalMacAddress(std::string_view mac_address) {
   const char separator = has_separators ? mac_address[2] : '-';
   if (separator != '-' && separator != ':') return {};
   std::string normal;
+  normal.reserve(kBytes * 3);
   for (std::size_t i = 0; i < kBytes; ++i) {
     const std::size_t place = i * (has_separators ? 3 : 2);
     if (has_separators && i > 0 && mac_address[place - 1] != separator) return {};
@@ -105,21 +104,21 @@ std::string NormalMacAddress(std::string_view mac_address) {
 }
 
 Disclosure DisclosureOf(const AccessPoint& access_point) {
-  const std::string address = NormalMacAddress(access_point.mac_address);
-  if (address.empty()) return Disclosure::kNoMacAddress;
-  if (access_point.name && IsHidden(*access_point.name)) return Disclosure::kHiddenName;
-  if (access_point.name && EndsInNoMap(*access_point.name)) return Disclosure::kOptedOut;
-  const unsigned low_digit = HexDigit(address[1]);
-  const bool is_null = address.find_first_not_of("0-") == std::string::npos;
-  if ((low_digit & kGroupBit) != 0 || is_null) return Disclosure::kMulticast;
-  if ((low_digit & kLocalBit) != 0) return Disclosure::kLocallyAdministered;
-  return Disclosure::kAllowed;
+  return DisclosureAt(NormalMacAddress(access_point.mac_address), access_point);
 }
 
 Result<Observation> WhatMayBeTold(const Observation& observation, bool allow_single_access_point) {
   Error fault = FaultOf(observation);
   if (fault.kind != ErrorKind::kNone) return fault;
-  Observation told{observation.cells, Disclosable(observation.access_points), observation.fix};
+  Observation told{observation.cells, {}, observation.fix};
+  told.access_points.reserve(observation.access_points.size());
+  for (const AccessPoint& it : observation.access_points) {
+    std::string address = NormalMacAddress(it.mac_address);
+    if (address.empty()) return Misuse("\"" + it.mac_address + "\" is no MAC address");
+    if (DisclosureAt(address, it) != Disclosure::kAllowed) continue;
+    // Without the name, which is not told.
+    told.access_points.push_back({std::move(address), it.signal_dbm, {}, it.age, it.channel});
+  }
   if (!told.cells.empty()) return told;
   const bool is_single = !told.access_points.empty() && IsSingle(told.access_points);
   if (is_single && !allow_single_access_point) told.access_points.clear();

@@ -65,16 +65,16 @@ TEST_CASE("a thread without a main context of its own is answered by the loop") 
   kesu::Client client({.server = RefusingHost(), .batch_wait = {}});
   const auto here = std::this_thread::get_id();
   int told = 0;
+  const lbs::GLatLng message;
   std::thread thread([&] {
-    lbs::GLatLng* const no_message = nullptr;
     client.Locate(kSeen, [&](const auto&) { told += std::this_thread::get_id() == here; }).Detach();
     GMainContext* const context = g_main_context_new();
     g_main_context_push_thread_default(context);
-    // Refused before the message is touched.
+    // Refused: a message belongs to the thread of the loop.
     std::string kind;
     client
         .Call<lbs::GLatLng>(
-            "s", *no_message,
+            "s", message,
             [&](const auto& reply) { kind = kesu::ErrorKindName(reply.error().kind); })
         .Detach();
     while (kind.empty()) g_main_context_iteration(context, TRUE);
