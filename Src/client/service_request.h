@@ -23,7 +23,7 @@ class ServiceRequest final : public common_kesu::PlainRequest,
                  OnResponse on_response);
   ServiceRequest(const ServiceRequest&) = delete;
   ServiceRequest& operator=(const ServiceRequest&) = delete;
-  ~ServiceRequest();
+  ~ServiceRequest() override;
 
   /// Hands it to the multiplexer, the first time.
   void Submit();
