@@ -277,7 +277,7 @@ TEST_CASE("look-ups that a silent name server leaves behind are bounded") {
   auto held = std::make_unique<HeldLookups>();
   Endpoint endpoint;
   const std::string host = kHeldHost + ":" + std::to_string(endpoint.server.port());
-  const ScopedSettings impatient(host, "", 30);
+  const ScopedSettings impatient(host, "", 300);
   CHECK(Crowd(&endpoint.factory, 60).Count("failed 0  (timed-out)") == 60);
   CHECK(Crowd(&endpoint.factory, 60).Count("failed 0  (cannot-resolve)") == 56);
   Exchange refused(&endpoint.factory);
