@@ -2,7 +2,6 @@
 //
 //     addresses http://127.0.0.1:8642 < points.csv > places.csv
 
-#include <cstdio>
 #include <iomanip>
 #include <iostream>
 
@@ -11,9 +10,8 @@
 
 int main(int argc, char** argv) {
   std::vector<kesu::Point> points;
-  double latitude = 0;
-  double longitude = 0;
-  while (std::scanf("%lf,%lf", &latitude, &longitude) == 2) points.push_back({latitude, longitude});
+  char comma = 0;
+  for (kesu::Point at; std::cin >> at.latitude >> comma >> at.longitude;) points.push_back(at);
 
   kesu::MainLoop loop;
   kesu::Client client({.server = argc > 1 ? argv[1] : "http://127.0.0.1:8642"});

@@ -28,7 +28,7 @@ int main(int argc, char** argv) {
     });
   };
   locate();
-  loop.Every(std::chrono::seconds(argc > 2 ? std::atoi(argv[2]) : 30), locate);
+  loop.Every(std::chrono::seconds(argc > 2 ? std::strtol(argv[2], nullptr, 10) : 30), locate);
   loop.OnInterrupt([&] { loop.Quit(); });
   loop.Run();
 }

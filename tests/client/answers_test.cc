@@ -81,7 +81,8 @@ TEST_CASE("what an exchange comes to") {
     ClientFixture fixture;
     kesu::Client client(fixture.options());
     std::optional<kesu::LocateResult> told;
-    const kesu::Call call = client.Locate(fixture.Seen(), [&](const auto& it) { told = it; });
+    const kesu::Call call =
+        client.Locate(ClientFixture::Seen(), [&](const auto& it) { told = it; });
     fixture.transport.error.kind = row.transport_error;
     fixture.transport.error.text = "in the transport's words";
     fixture.Answer(row.payload, row.http_status, row.status);

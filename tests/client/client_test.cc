@@ -70,11 +70,11 @@ TEST_CASE("clients that cannot work say why, and their calls end as misuse") {
     INFO(client.error()->message);
     std::string told;
     const auto tell = [&](const auto& it) { told += NameOf(it) + ';'; };
-    client.Locate(fixture.Seen(), tell).Detach();
+    client.Locate(ClientFixture::Seen(), tell).Detach();
     client.Reverse({1, 1}, tell).Detach();
     client.Resume();
     CHECK(told.empty());
-    fixture.Iterate();
+    ClientFixture::Iterate();
     CHECK(told == "misuse;misuse;");
   }
   CHECK(fixture.transport.count() == 0);
@@ -85,7 +85,7 @@ TEST_CASE("what is asked, and what is kept for the next time") {
   kesu::Options options = fixture.options();
   options.locale = "pt_PT";
   kesu::Client client(options);
-  kesu::Observation seen = fixture.Seen();
+  kesu::Observation seen = ClientFixture::Seen();
   seen.cells.push_back({.mcc = 2, .mnc = 2, .area = 2, .cell = 2, .age = milliseconds(5)});
   seen.access_points = {{.mac_address = "00:00:5e:00:53:01", .signal_dbm = -60, .name = "secret"},
                         {.mac_address = "02-00-5E-00-53-01"}};
@@ -110,8 +110,8 @@ TEST_CASE("what is asked, and what is kept for the next time") {
         Field(1, profile + Field(8, "key")) +
             Field(4, Field(3, Field(1, LatLng(387000000, -91000000))) + Field(4, Number(2, 1))));
   client.set_platform_key("other");
-  client.Locate(fixture.Seen(), ignore).Detach();
-  fixture.Iterate();
+  client.Locate(ClientFixture::Seen(), ignore).Detach();
+  ClientFixture::Iterate();
   CHECK(fixture.Asked().starts_with(Field(1, profile + Field(8, "other"))));
 
   fixture.Advance(milliseconds(1500));
@@ -132,7 +132,7 @@ TEST_CASE("a list travels together and is answered in its order") {
   points[3].latitude = 91;
   std::vector<kesu::ReverseResult> told;
   client.Reverse(points, [&](const auto& places) { told = places; }).Detach();
-  fixture.Iterate();
+  ClientFixture::Iterate();
   REQUIRE(fixture.transport.count() == 1);
   const auto requests = PostedRequests(fixture.transport.latest().body);
   REQUIRE(requests.size() == 2);
@@ -150,12 +150,12 @@ TEST_CASE("a list travels together and is answered in its order") {
                         kReplyStart + ReplyBlock(requests[1].id, payloads[1]) +
                             ReplyBlock(requests[0].id, payloads[0]));
   CHECK(told.empty());
-  fixture.Iterate();
+  ClientFixture::Iterate();
   std::string names;
   for (const auto& place : told) names += place ? place->name : NameOf(place);
   CHECK(names == expected);
   client.Reverse(std::vector<kesu::Point>(), [&](const auto& it) { told = it; }).Detach();
-  fixture.Iterate();
+  ClientFixture::Iterate();
   CHECK((told.empty() && client.counters().requests == 2));
 }
 
@@ -177,8 +177,8 @@ TEST_CASE("the cache answers the same question until it expires, and no more tha
     fixture.Advance(milliseconds(row.wait_ms));
     told.clear();
     const auto tell = [&](const auto& it) { told = it->is_from_cache ? "kept" : "new"; };
-    client.Locate(fixture.Seen(row.cell), tell).Detach();
-    fixture.Iterate();
+    client.Locate(ClientFixture::Seen(row.cell), tell).Detach();
+    ClientFixture::Iterate();
     CHECK(told.empty() != row.is_kept);
     if (!row.is_kept) fixture.Answer(PositionReply(row.cell, 0));
     CHECK(told == (row.is_kept ? "kept" : "new"));
@@ -190,7 +190,7 @@ TEST_CASE("the cache answers the same question until it expires, and no more tha
     const std::string place = Field(2, Field(2, Field(5, Field(1, "here"))));
     if (!is_kept) fixture.Answer(place + place);
   }
-  fixture.Iterate();
+  ClientFixture::Iterate();
   CHECK(told == "newkept");
   CHECK(client.counters().cache_hits == 6);
 }
@@ -202,8 +202,8 @@ TEST_CASE("a pause keeps calls back, but not their deadlines") {
   std::string told;
   const auto tell = [&](const auto& it) { told += it ? "found;" : it.error().message; };
   client.Pause();
-  const kesu::Call paused = client.Locate(fixture.Seen(), tell);
-  const kesu::Call free = other.Locate(fixture.Seen(), tell);
+  const kesu::Call paused = client.Locate(ClientFixture::Seen(), tell);
+  const kesu::Call free = other.Locate(ClientFixture::Seen(), tell);
   fixture.Answer(PositionReply(0, 0));
   CHECK(told == "found;");
   client.Resume();
@@ -211,7 +211,7 @@ TEST_CASE("a pause keeps calls back, but not their deadlines") {
   CHECK(told == "found;found;");
 
   kesu::detail::Engine::Get()->OnRouteChanged(false);
-  const kesu::Call waiting = client.Locate(fixture.Seen(), tell);
+  const kesu::Call waiting = client.Locate(ClientFixture::Seen(), tell);
   fixture.Advance(milliseconds(29'999));
   CHECK((client.counters().waiting == 1 && told == "found;found;"));
   client.Pause();

@@ -110,7 +110,8 @@ class History {
         ExpectSoon(&entry);
         break;
       default:
-        entry.call = client_->Locate(fixture_.Seen(Below(3)), Callback<kesu::LocateResult>(&entry));
+        entry.call =
+            client_->Locate(ClientFixture::Seen(Below(3)), Callback<kesu::LocateResult>(&entry));
     }
     entry.is_being_made = false;
     if (OneIn(4)) entry.call.Detach();
@@ -182,10 +183,11 @@ class History {
 TEST_CASE("each call has one outcome in time, or none after it was cancelled") {
   const char* const seed = std::getenv("KESU_MODEL_SEED");
   const char* const steps = std::getenv("KESU_MODEL_STEPS");
-  const unsigned first = seed == nullptr ? 1 : static_cast<unsigned>(std::atoi(seed));
+  const unsigned first =
+      seed == nullptr ? 1 : static_cast<unsigned>(std::strtoul(seed, nullptr, 10));
   for (unsigned i = first; i < first + (seed == nullptr ? 300 : 1); ++i) {
     INFO("KESU_MODEL_SEED=", i);
-    History(i).Run(steps == nullptr ? 200 : std::atoi(steps));
+    History(i).Run(steps == nullptr ? 200 : static_cast<int>(std::strtol(steps, nullptr, 10)));
   }
   CHECK(History::told > (seed == nullptr ? 10'000 : 0));
 }

@@ -75,7 +75,7 @@ void RunRound(std::mt19937* random) {
 
 int main(int argc, char** argv) {
   Expect(argc == 3, "usage: kesu-soak KESU-SERVER LOOKUPS");
-  const int lookups = std::atoi(argv[2]);
+  const int lookups = static_cast<int>(std::strtol(argv[2], nullptr, 10));
   std::mt19937 random(1);
   std::string command = std::string("exec setpriv --pdeathsig KILL ") + argv[1] + " --port 0";
   for (int i = std::min(lookups / 3, kMostFaults); i > 0; --i) {
