@@ -29,8 +29,8 @@ constexpr int kCouldNotStart = 1;
 /// Of all responses of an exchange. Below what curl itself takes (300 KiB, less one line of up to
 /// 100 KiB), so that every version of it stops here, and the exchange fails.
 constexpr int kMaxHeaderBytes = 192 << 10;
-/// Far above any answer to a POST, and low enough that one made of nothing but empty messages,
-/// which take fifty times their size in memory, can be borne.
+/// Far above any answer to a POST, and low enough to be borne while it is read. What becomes of it
+/// in memory has a limit of its own (SetDecodeMemoryLimit).
 constexpr int kMaxBodyBytes = 8 << 20;
 constexpr long kMaxRedirects = 10;
 
