@@ -24,6 +24,11 @@ void Delete(void* data) {
   delete posted;
 }
 
+std::recursive_mutex& Moments() {
+  static std::recursive_mutex mutex;
+  return mutex;
+}
+
 }  // namespace
 
 void PostTo(GMainContext* context, std::function<void()> action) {
@@ -36,7 +41,8 @@ void PostTo(GMainContext* context, std::function<void()> action) {
   g_source_unref(source);
 }
 
-LoopHold::LoopHold() : is_held_(g_main_context_acquire(nullptr) != FALSE) {
+LoopHold::LoopHold() : moment_(Moments()), is_held_(g_main_context_acquire(nullptr) != FALSE) {
+  if (!is_held_) moment_.unlock();
   is_pushed_ = is_held_ && g_main_context_get_thread_default() != nullptr;
   if (is_pushed_) g_main_context_push_thread_default(nullptr);
 }

@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <utility>
 
 #include <glib.h>
@@ -25,7 +26,8 @@ inline ContextPointer CallersContext() {
 void PostTo(GMainContext* context, std::function<void()> action);
 
 /// Makes the calling thread the owner of the default main context while it lives, and that the
-/// thread's own default, unless another thread owns it.
+/// thread's own default, unless another thread runs it. One that only holds it for a moment is
+/// waited for: no loop would do what was posted then.
 class LoopHold {
  public:
   LoopHold();
@@ -34,8 +36,13 @@ class LoopHold {
   ~LoopHold();
 
   bool is_held() const { return is_held_; }
+  /// From now on, others need not wait for the end of this.
+  void BecomeLong() {
+    if (moment_.owns_lock()) moment_.unlock();
+  }
 
  private:
+  std::unique_lock<std::recursive_mutex> moment_;
   const bool is_held_;
   bool is_pushed_ = false;
 };

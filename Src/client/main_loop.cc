@@ -46,8 +46,9 @@ class __attribute__((visibility("hidden"))) MainLoop::Implementation {
   }
 
   void Run() {
-    const detail::LoopHold hold;
+    detail::LoopHold hold;
     if (!hold.is_held()) return;
+    hold.BecomeLong();
     while (!has_quit_.exchange(false)) g_main_context_iteration(nullptr, TRUE);
   }
 

@@ -52,8 +52,9 @@ TEST_CASE("threads are answered where they are") {
   };
   std::vector<std::thread> threads;
   for (int i = running; i > 0; --i) threads.emplace_back(work);
+  kesu::Call mine;
   loop.Every(std::chrono::milliseconds(1), [&] {
-    client.Locate(kSeen, [&](const auto& result) { faults += result ? 1 : 0; }).Detach();
+    mine = client.Locate(kSeen, [&](const auto& result) { faults += result ? 1 : 0; });
     faults += client.counters().calls == 0 || client.last_location() ? 1 : 0;
   });
   loop.Run();
