@@ -1,6 +1,6 @@
 // Bodies of POSTs: what ReadPost takes can be written back byte for byte, http:echo has an answer
 // to it, and both understand what the library writes.
-#include "tools/kesu-server/post_reader.h"
+#include "server/protocol/post_reader.h"
 
 #include <deque>
 #include <memory>
@@ -12,7 +12,7 @@
 #include "kesu/mux/kesu_request_builder.h"
 
 #include "fuzz/byte_script.h"
-#include "tools/kesu-server/echo_service.h"
+#include "server/services/echo_service.h"
 
 namespace {
 

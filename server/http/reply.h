@@ -1,0 +1,43 @@
+#ifndef SERVER_HTTP_REPLY_H_
+#define SERVER_HTTP_REPLY_H_
+
+#include <cstddef>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace kesu_server {
+
+using HttpHeaders = std::vector<std::pair<std::string, std::string>>;
+
+/// How a reply leaves the server.
+enum class Delivery {
+  kWhole,
+  /// In chunked transfer encoding; there must be no Content-Length then.
+  kChunked,
+  /// The headers and `sent_body_bytes` of the body, then the connection is closed.
+  kCut,
+  /// Not at all: the connection is closed.
+  kNone,
+};
+
+/// Everything that is sent back, Content-Length included.
+struct Reply {
+  unsigned status = 0;
+  HttpHeaders headers;
+  std::string body;
+  Delivery delivery = Delivery::kWhole;
+  std::size_t sent_body_bytes = 0;
+  unsigned delay_ms = 0;
+  /// The fault that was applied, as it was asked for; empty for none.
+  std::string fault = {};
+};
+
+Reply MakeReply(unsigned status, const char* content_type, std::string body);
+/// Replaces the value of a header, or adds it.
+void SetHeader(const char* name, std::string value, Reply* reply);
+void RemoveHeader(const char* name, Reply* reply);
+
+}  // namespace kesu_server
+
+#endif  // SERVER_HTTP_REPLY_H_

@@ -1,0 +1,197 @@
+#include <clocale>
+#include <csignal>
+#include <functional>
+#include <limits>
+#include <optional>
+#include <string>
+
+#include <glib-unix.h>
+#include <glib.h>
+#include <sys/resource.h>
+
+#include "server/http/fault.h"
+#include "server/http/http_server.h"
+#include "server/http/request_handler.h"
+#include "server/services/echo_service.h"
+#include "server/services/location_service.h"
+#include "server/storage/data_set.h"
+#include "server/storage/place_index.h"
+#include "server/storage/station_index.h"
+#include "tools/support/standard_files.h"
+
+namespace kesu_server {
+namespace {
+
+constexpr int kUsageError = 2;
+constexpr int kServerError = 3;
+
+/// Two main loops, that of the signals being GLib's own, the port, and a client.
+constexpr int kFilesOfAServer = 4;
+
+struct Options {
+  int port = 8642;
+  std::string address = "127.0.0.1";
+  std::optional<std::string> data_directory;
+  bool is_verbose = false;
+  FaultPlan faults;
+};
+
+/// Moves a string that the option parser made, if it made one.
+void TakeString(char* text, std::string* target) {
+  if (text != nullptr) *target = text;
+  g_free(text);
+}
+
+/// Frees `words`, a null-terminated list or null. False, with a message, when one of them is wrong.
+bool TakeFaults(char** words, FaultPlan* faults) {
+  bool are_good = true;
+  for (char** word = words; are_good && word != nullptr && *word != nullptr; ++word) {
+    std::string error;
+    std::optional<Fault> fault = ParseFault(*word, &error);
+    are_good = fault.has_value();
+    if (are_good) {
+      faults->Add(*std::move(fault));
+    } else {
+      g_printerr("kesu-server: --fault %s: %s\n", *word, error.c_str());
+    }
+  }
+  g_strfreev(words);
+  return are_good;
+}
+
+bool ParseOptions(int argc, char** argv, Options* options) {
+  char* address = nullptr;
+  char* data = nullptr;
+  char** faults = nullptr;
+  gboolean is_verbose = FALSE;
+  const GOptionEntry entries[] = {
+      {"port", 'p', 0, G_OPTION_ARG_INT, &options->port,
+       "Port to listen on, 0 for any free one (default 8642)", "N"},
+      {"address", 0, 0, G_OPTION_ARG_STRING, &address,
+       "IP address to listen on (default 127.0.0.1)", "ADDRESS"},
+      {"data", 0, 0, G_OPTION_ARG_FILENAME, &data,
+       "Directory with places.tsv, cells.tsv and access_points.tsv (default: built-in data)",
+       "DIRECTORY"},
+      {"fault", 0, 0, G_OPTION_ARG_STRING_ARRAY, &faults,
+       "Spoil the replies to the next N POSTs, or to all; can be repeated. KIND is status=CODE, "
+       "delay=MS, drop, cut=BYTES, chunked, content-type=TEXT, version=NUMBER, garbage, omit=K, "
+       "encoding=TEXT or redirect=URL",
+       "KIND[:N]"},
+      {"verbose", 'v', 0, G_OPTION_ARG_NONE, &is_verbose,
+       "Print a line about each request on standard error", nullptr},
+      {nullptr, 0, 0, G_OPTION_ARG_NONE, nullptr, nullptr, nullptr},
+  };
+  GOptionContext* const context = g_option_context_new("- serve location requests");
+  g_option_context_add_main_entries(context, entries, nullptr);
+  GError* error = nullptr;
+  g_option_context_parse(context, &argc, &argv, &error);
+  g_option_context_free(context);
+
+  TakeString(address, &options->address);
+  if (data != nullptr) TakeString(data, &options->data_directory.emplace());
+  options->is_verbose = is_verbose != FALSE;
+  const bool are_faults_good = TakeFaults(faults, &options->faults);
+  if (error != nullptr) {
+    g_printerr("kesu-server: %s\n", error->message);
+    g_error_free(error);
+    return false;
+  }
+  if (!are_faults_good) return false;
+  if (argc > 1) {
+    g_printerr("kesu-server: unexpected argument \"%s\"\n", argv[1]);
+    return false;
+  }
+  if (options->port < 0 || options->port > std::numeric_limits<unsigned short>::max()) {
+    g_printerr("kesu-server: %d is no port number\n", options->port);
+    return false;
+  }
+  return true;
+}
+
+bool LoadData(const Options& options, PlaceIndex* places, StationIndex* stations,
+              std::string* error) {
+  const std::optional<DataSet> data =
+      options.data_directory ? ReadDataDirectory(*options.data_directory, error) : BuiltInData();
+  return data && places->Load(data->places, error) &&
+         stations->Load(data->cells, data->access_points, error);
+}
+
+std::string NewPlatformKey() {
+  char* const uuid = g_uuid_string_random();
+  std::string key = uuid;
+  g_free(uuid);
+  return key;
+}
+
+/// Clients may keep many connections open, and libsoup listens no more after one that it could not
+/// accept.
+void RaiseFileLimit() {
+  rlimit limit = {};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+  limit.rlim_cur = limit.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+/// Announces the server as soon as the process can be told to end, and returns when it has been.
+void RunUntilSignalled(const std::function<void()>& announce) {
+  GMainLoop* const loop = g_main_loop_new(nullptr, FALSE);
+  const auto quit = [](void* data) -> gboolean {
+    g_main_loop_quit(static_cast<GMainLoop*>(data));
+    return G_SOURCE_CONTINUE;
+  };
+  const unsigned interrupt = g_unix_signal_add(SIGINT, quit, loop);
+  const unsigned terminate = g_unix_signal_add(SIGTERM, quit, loop);
+  announce();
+  g_main_loop_run(loop);
+  g_source_remove(interrupt);
+  g_source_remove(terminate);
+  g_main_loop_unref(loop);
+}
+
+int Fail(const std::string& error) {
+  g_printerr("kesu-server: %s\n", error.c_str());
+  return kServerError;
+}
+
+int Main(int argc, char** argv) {
+  // For messages with names in them; numbers stay as they are in the tables.
+  std::setlocale(LC_CTYPE, "");
+  Options options;
+  if (!ParseOptions(argc, argv, &options)) return kUsageError;
+
+  PlaceIndex places;
+  StationIndex stations;
+  std::string error;
+  if (!LoadData(options, &places, &stations, &error)) return Fail(error);
+
+  LocationService location_service(&places, &stations, NewPlatformKey);
+  RequestHandler handler(
+      [](const std::string& line) { g_printerr("kesu-server: %s\n", line.c_str()); });
+  handler.AddService(LocationService::kName, [&](const ServiceRequest& request) {
+    return location_service.Answer(request);
+  });
+
+  handler.AddService(kEchoServiceName, Echo);
+  handler.set_faults(&options.faults);
+
+  RaiseFileLimit();
+  if (!CanOpenFiles(kFilesOfAServer)) return Fail("too few files can be open at a time");
+  HttpServer server(&handler, options.is_verbose);
+  if (!server.Listen(options.address, static_cast<unsigned short>(options.port), &error)) {
+    return Fail(error);
+  }
+  RunUntilSignalled([&] {
+    g_print("listening on %s\n", server.url().c_str());
+    if (options.data_directory) return;
+    g_print("built-in data: a public-domain list of places, synthetic cells and access points\n");
+  });
+  return 0;
+}
+
+}  // namespace
+}  // namespace kesu_server
+
+int main(int argc, char** argv) {
+  OpenStandardFiles();
+  return kesu_server::Main(argc, argv);
+}

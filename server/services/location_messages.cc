@@ -1,0 +1,118 @@
+#include "server/services/location_messages.h"
+
+#include <cmath>
+#include <set>
+#include <utility>
+
+namespace kesu_server {
+namespace {
+
+constexpr double kUnitsPerDegree = 1e7;
+
+/// A received power that a handset can have measured; some say 0 or a very low value when they
+/// have not measured any.
+std::optional<double> PlausibleSignal(bool is_stated, long long dbm) {
+  constexpr long long kWeakestDbm = -140;
+  if (!is_stated || dbm >= 0 || dbm < kWeakestDbm) return std::nullopt;
+  return static_cast<double>(dbm);
+}
+
+/// Collects the stations that are known, each once however often it is observed.
+class SightingCollector {
+ public:
+  explicit SightingCollector(StationIndex* stations) : stations_(stations) {}
+
+  void Add(const lbs::GCell& cell) {
+    Add(CellKey(cell.mcc(), cell.mnc(), cell.area_code(), cell.cell_id()),
+        PlausibleSignal(cell.has_signal_strength_dbm(), cell.signal_strength_dbm()));
+  }
+  void Add(const lbs::GWifiDevice& device) {
+    Add(AccessPointKey(TextOf(device.mac_address())),
+        PlausibleSignal(device.has_signal_strength_dbm(), device.signal_strength_dbm()));
+  }
+
+  std::vector<Sighting> Take() { return std::move(sightings_); }
+
+ private:
+  void Add(const std::string& key, std::optional<double> received_dbm) {
+    if (seen_.contains(key)) return;
+    const std::optional<Station> station = stations_->Find(key);
+    if (!station) return;
+    seen_.insert(key);
+    sightings_.push_back({*station, received_dbm});
+  }
+
+  StationIndex* stations_;
+  std::set<std::string> seen_;
+  std::vector<Sighting> sightings_;
+};
+
+lbs::GFeature* AddFeature(FeatureType type, const std::string& name, const Place& place,
+                          lbs::GLocation* location) {
+  lbs::GFeature* const feature = location->add_feature();
+  feature->set_name(GStringOf(name));
+  feature->set_feature_type(type);
+  WritePosition(place.position, feature->mutable_center());
+  return feature;
+}
+
+void AddComponent(AddressComponentType type, const std::string& name, lbs::GAddress* address) {
+  lbs::GAddressComponent* const component = address->add_component();
+  component->set_name(GStringOf(name));
+  component->set_component_type(type);
+}
+
+}  // namespace
+
+std::string TextOf(const common_base::GString& text) {
+  common_base::ByteVector utf8;
+  text->ToUtf8Vector(&utf8);
+  return {utf8.begin(), utf8.end()};
+}
+
+common_base::GString GStringOf(const std::string& text) {
+  return common_base::NewGStringFromUtf8Vector(common_base::ByteView(
+      common_base::kReferenceExistingBuffer, reinterpret_cast<const unsigned char*>(text.data()),
+      static_cast<int>(text.size())));
+}
+
+std::optional<LatLng> ReadPosition(const lbs::GLocation& location) {
+  const lbs::GLatLng& latlng = location.latlng();
+  if (!latlng.has_latitude_e7() || !latlng.has_longitude_e7()) return std::nullopt;
+  const LatLng position = {latlng.latitude_e7() / kUnitsPerDegree,
+                           latlng.longitude_e7() / kUnitsPerDegree};
+  if (!IsOnEarth(position)) return std::nullopt;
+  return position;
+}
+
+void WritePosition(const LatLng& position, lbs::GLatLng* latlng) {
+  latlng->set_latitude_e7(static_cast<int>(std::lround(position.latitude * kUnitsPerDegree)));
+  latlng->set_longitude_e7(static_cast<int>(std::lround(position.longitude * kUnitsPerDegree)));
+}
+
+std::vector<Sighting> ReadSightings(const lbs::GLocRequestElement& element,
+                                    StationIndex* stations) {
+  SightingCollector collector(stations);
+  const lbs::GCellularProfile& cells = element.cellularprofile();
+  if (cells.has_primarycell()) collector.Add(cells.primarycell());
+  for (int i = 0; i < cells.neighbors_size(); ++i) collector.Add(cells.neighbors(i));
+  const lbs::GWifiProfile& wifi = element.wifiprofile();
+  for (int i = 0; i < wifi.wifidevices_size(); ++i) collector.Add(wifi.wifidevices(i));
+  return collector.Take();
+}
+
+void WriteFeatures(const PlaceDescription& description, lbs::GLocation* location) {
+  const Place& place = description.place;
+  if (description.name != description.name_and_country) {
+    AddFeature(kPlaceFeature, description.name, place, location);
+  }
+  lbs::GAddress* const address =
+      AddFeature(kPlaceAndCountryFeature, description.name_and_country, place, location)
+          ->mutable_address();
+  address->add_formattedaddressline(GStringOf(description.name_and_country));
+  AddComponent(kPlaceComponent, place.name, address);
+  AddComponent(kCountryComponent, place.country, address);
+  AddFeature(kNearestPlaceFeature, description.sentence, place, location);
+}
+
+}  // namespace kesu_server

@@ -1,0 +1,38 @@
+#ifndef SERVER_SERVICES_LOCATION_MESSAGES_H_
+#define SERVER_SERVICES_LOCATION_MESSAGES_H_
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "kesu/common/base/gstring.h"
+#include "kesu/proto/lbs.h"
+
+#include "server/estimate/location_estimator.h"
+#include "server/services/reverse_geocoder.h"
+
+/// What the messages of the location protocol say, and how to say it in them.
+namespace kesu_server {
+
+/// The kinds of features in a reply, in the order in which they stand there.
+enum FeatureType { kPlaceFeature = 1, kPlaceAndCountryFeature = 2, kNearestPlaceFeature = 3 };
+/// The kinds of components of an address in a reply.
+enum AddressComponentType { kPlaceComponent = 1, kCountryComponent = 2 };
+
+std::string TextOf(const common_base::GString& text);
+common_base::GString GStringOf(const std::string& text);
+
+/// The position of a location; none when it lacks a coordinate or is not on earth.
+std::optional<LatLng> ReadPosition(const lbs::GLocation& location);
+void WritePosition(const LatLng& position, lbs::GLatLng* latlng);
+
+/// The known stations among the serving cell, the neighbouring cells and the access points of an
+/// observation, each once. Cells that served earlier say nothing about here and do not count.
+std::vector<Sighting> ReadSightings(const lbs::GLocRequestElement& element, StationIndex* stations);
+
+/// Appends the features of a place, each with a longer name than the one before.
+void WriteFeatures(const PlaceDescription& description, lbs::GLocation* location);
+
+}  // namespace kesu_server
+
+#endif  // SERVER_SERVICES_LOCATION_MESSAGES_H_

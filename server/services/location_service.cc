@@ -1,0 +1,95 @@
+#include "server/services/location_service.h"
+
+#include <cmath>
+#include <optional>
+
+#include "server/estimate/location_estimator.h"
+#include "server/services/location_messages.h"
+
+namespace kesu_server {
+namespace {
+
+/// Whether the handset's own fix is to be preferred: it is a measurement, so it stands unless it
+/// admits to be worse than the estimate.
+bool IsBetter(const lbs::GLocation& fix, const Estimate& estimate) {
+  return !fix.has_accuracy_m() || fix.accuracy_m() <= estimate.accuracy_m;
+}
+
+void WriteEstimate(const Estimate& estimate, lbs::GLocation* location) {
+  WritePosition(estimate.position, location->mutable_latlng());
+  location->set_accuracy_m(static_cast<int>(std::ceil(estimate.accuracy_m)));
+}
+
+}  // namespace
+
+ServiceReply LocationService::Answer(const ServiceRequest& request) {
+  if (request.is_multipart) return {kBadRequestStatus, {}};
+  const common_base::ByteView payload(
+      common_base::kReferenceExistingBuffer,
+      reinterpret_cast<const unsigned char*>(request.payload.data()),
+      static_cast<int>(request.payload.size()));
+  common_base::DataInputStream in(&payload);
+  lbs::GLocRequest question;
+  if (!question.Read(&in)) return {kBadRequestStatus, {}};
+
+  lbs::GLocReply reply;
+  Answer(question, &reply);
+  common_base::ByteVector bytes;
+  common_base::DataOutputStream out(&bytes);
+  reply.Write(&out);
+  return {kOkStatus, {bytes.begin(), bytes.end()}};
+}
+
+void LocationService::Answer(const lbs::GLocRequest& request, lbs::GLocReply* reply) {
+  // The reply as a whole succeeds when any of its elements does, or none was asked for.
+  std::optional<LocationStatus> overall;
+  for (int i = 0; i < request.requestelements_size(); ++i) {
+    lbs::GLocReplyElement* const answer = reply->add_replyelements();
+    const LocationStatus status = AnswerElement(request.requestelements(i), answer);
+    answer->set_status(status);
+    if (!overall || status == kFound) overall = status;
+  }
+  reply->set_status(overall.value_or(kFound));
+
+  const common_base::GString& key = request.platformprofile().platform_key();
+  reply->set_platform_key(key->IsEmpty() ? GStringOf(new_platform_key_()) : key);
+}
+
+LocationStatus LocationService::AnswerElement(const lbs::GLocRequestElement& question,
+                                              lbs::GLocReplyElement* answer) {
+  if (!question.has_geocode()) return Locate(question, answer);
+  const std::optional<LatLng> position = ReadPosition(question.location());
+  if (!position) return kInvalidPosition;
+  return ReverseGeocode(*position, question.geocode(), answer);
+}
+
+LocationStatus LocationService::ReverseGeocode(const LatLng& position,
+                                               const lbs::GGeocodeRequest& wish,
+                                               lbs::GLocReplyElement* answer) {
+  const std::optional<PlaceDescription> description = geocoder_.Describe(position);
+  if (!description) return kNothingFound;
+  lbs::GLocation* const location = answer->mutable_location();
+  WritePosition(position, location->mutable_latlng());
+  if (!wish.has_want_features() || wish.want_features()) WriteFeatures(*description, location);
+  return kFound;
+}
+
+LocationStatus LocationService::Locate(const lbs::GLocRequestElement& question,
+                                       lbs::GLocReplyElement* answer) {
+  const std::optional<Estimate> estimate = EstimateLocation(ReadSightings(question, stations_));
+  const lbs::GLocation& fix = question.location();
+  const std::optional<LatLng> position = ReadPosition(fix);
+  if (!position && !estimate) return question.has_location() ? kInvalidPosition : kNothingFound;
+
+  lbs::GLocation* const location = answer->mutable_location();
+  if (!position || (estimate && !IsBetter(fix, *estimate))) {
+    WriteEstimate(*estimate, location);
+    return kFound;
+  }
+  WritePosition(*position, location->mutable_latlng());
+  if (fix.has_accuracy_m()) location->set_accuracy_m(fix.accuracy_m());
+  if (const auto description = geocoder_.Describe(*position)) WriteFeatures(*description, location);
+  return kFound;
+}
+
+}  // namespace kesu_server
