@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "client/earth.h"
 #include "client/location_messages.h"
-#include "client/privacy_filter.h"
 #include "client/response_error.h"
 #include "client/text.h"
 #include "kesu/common/base/scoped_ptr.h"

@@ -43,6 +43,14 @@ struct Error {
   /// The status that the service gave to this one request, or inside its answer; 0 where there was
   /// none.
   int reply_status = 0;
+  /// The part of the message that names the cause: host, port and what happened there, or the value
+  /// that cannot be. Empty where there is no more to say.
+  std::string reason = {};
+  /// What kept the reply from coming whole, told apart further than by the kind, for programs:
+  /// "connection-refused", say. docs/failures.md lists them. Empty where a whole reply came.
+  std::string transport = {};
+  /// The status of the response, as the layers below have it: docs/failures.md lists them, too.
+  int response_status = 0;
 };
 
 }  // namespace kesu

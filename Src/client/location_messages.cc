@@ -7,14 +7,15 @@
 #include <utility>
 #include <vector>
 
-#include "client/privacy_filter.h"
+#include "client/earth.h"
 #include "client/text.h"
 
 namespace kesu::detail {
 namespace {
 
-constexpr double kUnitsPerDegree = 1e7;
+/// Of answers, and of the responses that hold them.
 constexpr int kStatusOk = 0;
+constexpr int kResponseOk = 200;
 
 int ToE7(double degrees) {
   return static_cast<int>(std::lround(degrees * kUnitsPerDegree));
@@ -53,11 +54,8 @@ void WriteAccessPoint(const AccessPoint& access_point, lbs::GWifiDevice* message
   if (access_point.age) message->set_age_ms(ToInt(*access_point.age));
 }
 
-/// False where it is not on earth.
-bool ReadPoint(const lbs::GLatLng& latlng, Point* point) {
-  point->latitude = latlng.latitude_e7() / kUnitsPerDegree;
-  point->longitude = latlng.longitude_e7() / kUnitsPerDegree;
-  return IsOnEarth(point->latitude, point->longitude);
+Point ReadPoint(const lbs::GLatLng& latlng) {
+  return {latlng.latitude_e7() / kUnitsPerDegree, latlng.longitude_e7() / kUnitsPerDegree};
 }
 
 bool IsPoint(const lbs::GLatLng& latlng) {
@@ -79,26 +77,24 @@ Address ReadAddress(const lbs::GAddress& message) {
   return address;
 }
 
-/// False where a point is not on earth.
-bool ReadFeature(const lbs::GFeature& message, Feature* feature) {
-  feature->name = TextOf(message.name());
-  if (message.has_feature_type()) feature->kind = message.feature_type();
-  feature->address = ReadAddress(message.address());
-  if (IsPoint(message.center()) && !ReadPoint(message.center(), &feature->centre.emplace())) {
-    return false;
-  }
+Feature ReadFeature(const lbs::GFeature& message) {
+  Feature feature{TextOf(message.name()), {}, {}, {}, ReadAddress(message.address())};
+  if (message.has_feature_type()) feature.kind = message.feature_type();
+  if (IsPoint(message.center())) feature.centre = ReadPoint(message.center());
   const lbs::GLatLng& south_west = message.bounds().lowerleft();
   const lbs::GLatLng& north_east = message.bounds().upperright();
-  if (!IsPoint(south_west) || !IsPoint(north_east)) return true;
-  BoundingBox& box = feature->bounding_box.emplace();
-  return ReadPoint(south_west, &box.south_west) && ReadPoint(north_east, &box.north_east);
+  if (IsPoint(south_west) && IsPoint(north_east)) {
+    feature.bounding_box = {ReadPoint(south_west), ReadPoint(north_east)};
+  }
+  return feature;
 }
 
-bool ReadFeatures(const lbs::GLocation& message, std::vector<Feature>* features) {
+std::vector<Feature> ReadFeatures(const lbs::GLocation& message) {
+  std::vector<Feature> features;
   for (int i = 0; i < message.feature_size(); ++i) {
-    if (!ReadFeature(message.feature(i), &features->emplace_back())) return false;
+    features.push_back(ReadFeature(message.feature(i)));
   }
-  return true;
+  return features;
 }
 
 std::string LongestName(const std::vector<Feature>& features) {
@@ -109,8 +105,11 @@ std::string LongestName(const std::vector<Feature>& features) {
   return longest == features.end() ? std::string() : longest->name;
 }
 
-Error Malformed(const char* message, int http_status) {
-  return {ErrorKind::kMalformed, message, http_status};
+Error Malformed(std::string reason, int http_status) {
+  Error error{ErrorKind::kMalformed, "the reply is malformed: " + reason, http_status};
+  error.reason = std::move(reason);
+  error.response_status = kResponseOk;
+  return error;
 }
 
 /// The status of one answer; that of the reply as a whole where it has none of its own.
@@ -158,15 +157,10 @@ Result<Location> ReadLocation(const lbs::GLocReply& reply, int http_status) {
     status = StatusOf(reply, element);
     const lbs::GLocation& message = element.location();
     if (status != kStatusOk || !IsPoint(message.latlng())) continue;
-    Point point;
-    Location location;
-    if (!ReadPoint(message.latlng(), &point) || message.accuracy_m() < 0 ||
-        !ReadFeatures(message, &location.features)) {
-      return Malformed("the service answered with a position that no place on earth has",
-                       http_status);
-    }
-    location.latitude = point.latitude;
-    location.longitude = point.longitude;
+    std::string impossible = DescribeImpossible(message);
+    if (!impossible.empty()) return Malformed(std::move(impossible), http_status);
+    const Point point = ReadPoint(message.latlng());
+    Location location{point.latitude, point.longitude, {}, ReadFeatures(message)};
     if (message.has_accuracy_m()) location.accuracy_m = message.accuracy_m();
     return location;
   }
@@ -176,15 +170,14 @@ Result<Location> ReadLocation(const lbs::GLocReply& reply, int http_status) {
 
 Result<Place> ReadPlace(const lbs::GLocReply& reply, int index, int http_status) {
   if (index >= reply.replyelements_size() && reply.status() == kStatusOk) {
-    return Malformed("the service left out the answer to this point", http_status);
+    return Malformed("there is no answer to this point", http_status);
   }
   const lbs::GLocReplyElement none;
   const bool is_there = index < reply.replyelements_size();
   const lbs::GLocReplyElement& element = is_there ? reply.replyelements(index) : none;
-  Place place;
-  if (!ReadFeatures(element.location(), &place.features)) {
-    return Malformed("the service answered with a place that is not on earth", http_status);
-  }
+  std::string impossible = DescribeImpossible(element.location());
+  if (!impossible.empty()) return Malformed(std::move(impossible), http_status);
+  Place place{{}, ReadFeatures(element.location())};
   place.name = LongestName(place.features);
   const int status = StatusOf(reply, element);
   if (status != kStatusOk || place.name.empty()) {

@@ -1,9 +1,10 @@
 #include "client/privacy_filter.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <utility>
+
+#include "client/earth.h"
 
 namespace kesu::detail {
 namespace {
@@ -78,10 +79,6 @@ bool IsSingle(const std::vector<AccessPoint>& access_points) {
 }
 
 }  // namespace
-
-bool IsOnEarth(double latitude, double longitude) {
-  return std::abs(latitude) <= 90 && std::abs(longitude) <= 180;
-}
 
 std::string NormalMacAddress(std::string_view mac_address) {
   constexpr std::size_t kBytes = 6;

@@ -32,8 +32,6 @@ std::string NormalMacAddress(std::string_view mac_address);
 /// `allow_single_access_point`. With a fix, the rest is told without that access point.
 Result<Observation> WhatMayBeTold(const Observation& observation, bool allow_single_access_point);
 
-bool IsOnEarth(double latitude, double longitude);
-
 }  // namespace kesu::detail
 
 #endif  // CLIENT_PRIVACY_FILTER_H_

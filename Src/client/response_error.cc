@@ -39,22 +39,42 @@ ErrorKind KindOf(TransportErrorKind kind) {
   return ErrorKind::kCannotConnect;
 }
 
+/// What came of an exchange without a whole reply, in general.
+std::string Describe(TransportErrorKind kind, int http_status) {
+  if (kind == TransportErrorKind::kTimedOut) return "no answer in time";
+  if (kind == TransportErrorKind::kTooLarge) return "the reply is too large";
+  if (http_status == 0) return "no reply from the service";
+  if (http_status == kOk) return "the reply broke off";
+  std::string text = "the service answered with HTTP status " + std::to_string(http_status);
+  if (kind == TransportErrorKind::kRedirectRefused) text += ", a redirect that is not followed";
+  return text;
+}
+
+Error TransportFailure(const common_kesu::TransportError& failure, int http_status) {
+  Error error{KindOf(failure.kind), Describe(failure.kind, http_status), http_status};
+  error.reason = TextOf(failure.text);
+  if (!error.reason.empty()) error.message += ": " + error.reason;
+  error.transport = common_kesu::TransportErrorKindName(failure.kind);
+  return error;
+}
+
 /// Of a request that failed as a whole.
 Error FailureOf(const common_kesu::Response& response) {
   const HttpRequestInterface* exchange = response.http_request();
-  if (exchange == nullptr) return {ErrorKind::kCannotConnect, "the transport made no request"};
+  if (exchange == nullptr) {
+    return TransportFailure({TransportErrorKind::kNotStarted, "the transport made no request"}, 0);
+  }
   const common_kesu::TransportError transport_error = exchange->last_transport_error();
   const int http_status = exchange->HttpResponseStatusCode();
   if (transport_error.kind != TransportErrorKind::kNone) {
-    return {KindOf(transport_error.kind), TextOf(transport_error.text), http_status};
+    return TransportFailure(transport_error, http_status);
   }
-  if (http_status == 0) return {ErrorKind::kCannotConnect, "the service cannot be reached"};
-  if (http_status != kOk) {
-    return {ErrorKind::kServer,
-            "the service answered with HTTP status " + std::to_string(http_status), http_status};
+  if (http_status == kOk) {
+    return {ErrorKind::kMalformed, "the reply is malformed, or holds no answer to this request",
+            http_status};
   }
-  return {ErrorKind::kMalformed, "the reply is malformed, or holds no answer to this request",
-          http_status};
+  return {http_status == 0 ? ErrorKind::kCannotConnect : ErrorKind::kServer,
+          Describe(TransportErrorKind::kNone, http_status), http_status};
 }
 
 }  // namespace
@@ -65,17 +85,22 @@ int HttpStatusOf(const common_kesu::Response& response) {
 }
 
 Error UnreadableAnswer(int http_status) {
-  return {ErrorKind::kMalformed, "the answer is no message of the service, or too large",
-          http_status};
+  Error error{ErrorKind::kMalformed, "the answer is no message of the service, or too large",
+              http_status};
+  error.response_status = kOk;
+  return error;
 }
 
 Error ErrorOf(const common_kesu::Response& response) {
-  if (response.is_error()) return FailureOf(response);
   const int status = response.status_code();
-  if (status == kOk) return {};
-  return {ErrorKind::kServer,
-          "the service refused the request with status " + std::to_string(status),
-          HttpStatusOf(response), status};
+  if (!response.is_error() && status == kOk) return {};
+  Error error = response.is_error()
+                    ? FailureOf(response)
+                    : Error{ErrorKind::kServer,
+                            "the service refused the request with status " + std::to_string(status),
+                            HttpStatusOf(response), status};
+  error.response_status = status;
+  return error;
 }
 
 Error ReadAnswer(const common_kesu::Response& response, common_net_proto::Message* message) {

@@ -92,7 +92,7 @@ TEST_CASE("what an exchange comes to") {
     CHECK(error.http_status == row.shown_http_status);
     CHECK(error.reply_status == row.shown_status);
     CHECK(error.message.empty() == (row.kind == ErrorKind::kNone));
-    const bool is_quoted = error.message == "in the transport's words";
+    const bool is_quoted = error.reason == "in the transport's words";
     CHECK(is_quoted == (row.transport_error != TransportErrorKind::kNone));
     CHECK(client.counters().outcome(row.kind) == 1);
     CHECK(client.last_location().has_value() == static_cast<bool>(*told));

@@ -26,6 +26,9 @@ constexpr IntegerField kCellFields[] = {
 };
 constexpr IntegerField kSignalStrength = {"DBM", -200, 20};
 
+constexpr double kLargestLatitude = 90;
+constexpr double kLargestLongitude = 180;
+
 constexpr double kLongestTimeoutSeconds = 24 * 60 * 60;
 constexpr int kMillisecondsPerSecond = 1000;
 
@@ -114,25 +117,25 @@ bool IsPlain(const char* host) {
 
 }  // namespace
 
-std::optional<Cell> ParseCell(std::string_view word, std::string* error) {
+std::optional<kesu::Cell> ParseCell(std::string_view word, std::string* error) {
   const std::vector<std::string_view> parts = SplitAtCommas(word);
   constexpr std::size_t kFields = std::size(kCellFields);
   if (parts.size() != kFields && parts.size() != kFields + 1) {
     *error = "a cell is MCC,MNC,AREA,CELL or MCC,MNC,AREA,CELL,DBM, not " + Quoted(word);
     return std::nullopt;
   }
-  Cell cell;
-  int* const values[kFields] = {&cell.mcc, &cell.mnc, &cell.area_code, &cell.cell_id};
+  kesu::Cell cell;
+  int* const values[kFields] = {&cell.mcc, &cell.mnc, &cell.area, &cell.cell};
   for (std::size_t i = 0; i < kFields; ++i) {
     if (!ParseInteger(kCellFields[i], parts[i], values[i], error)) return std::nullopt;
   }
-  if (!ParseSignalStrength(std::span(parts).subspan(kFields), &cell.signal_strength_dbm, error)) {
+  if (!ParseSignalStrength(std::span(parts).subspan(kFields), &cell.signal_dbm, error)) {
     return std::nullopt;
   }
   return cell;
 }
 
-std::optional<AccessPoint> ParseAccessPoint(std::string_view word, std::string* error) {
+std::optional<kesu::AccessPoint> ParseAccessPoint(std::string_view word, std::string* error) {
   const std::vector<std::string_view> parts = SplitAtCommas(word);
   const std::optional<std::string> mac = CanonicalMac(parts.front());
   if (!mac || parts.size() > 2) {
@@ -140,21 +143,21 @@ std::optional<AccessPoint> ParseAccessPoint(std::string_view word, std::string* 
         "an access point is MAC or MAC,DBM with a MAC like 00-00-5E-00-53-01, not " + Quoted(word);
     return std::nullopt;
   }
-  AccessPoint access_point;
+  kesu::AccessPoint access_point;
   access_point.mac_address = *mac;
-  if (!ParseSignalStrength(std::span(parts).subspan(1), &access_point.signal_strength_dbm, error)) {
+  if (!ParseSignalStrength(std::span(parts).subspan(1), &access_point.signal_dbm, error)) {
     return std::nullopt;
   }
   return access_point;
 }
 
-std::optional<Point> ParsePoint(std::string_view word, std::string* error) {
+std::optional<kesu::Point> ParsePoint(std::string_view word, std::string* error) {
   const std::vector<std::string_view> parts = SplitAtCommas(word);
   if (parts.size() != 2) {
     *error = "a point is LAT,LON, not " + Quoted(word);
     return std::nullopt;
   }
-  Point point;
+  kesu::Point point;
   if (!ParseDegrees("LAT", kLargestLatitude, parts[0], &point.latitude, error) ||
       !ParseDegrees("LON", kLargestLongitude, parts[1], &point.longitude, error)) {
     return std::nullopt;

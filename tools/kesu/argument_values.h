@@ -5,20 +5,21 @@
 #include <string>
 #include <string_view>
 
-#include "tools/kesu/observation.h"
+#include "client/observation.h"
+#include "client/place.h"
 
 /// Words of the command line and the values they stand for. A word that stands for none yields
 /// nothing, and `error` says what is wrong with it.
 namespace kesu_tool {
 
 /// "MCC,MNC,AREA,CELL" or "MCC,MNC,AREA,CELL,DBM"
-std::optional<Cell> ParseCell(std::string_view word, std::string* error);
+std::optional<kesu::Cell> ParseCell(std::string_view word, std::string* error);
 
 /// "MAC" or "MAC,DBM". The pairs of a MAC are separated by colons or dashes, in any case.
-std::optional<AccessPoint> ParseAccessPoint(std::string_view word, std::string* error);
+std::optional<kesu::AccessPoint> ParseAccessPoint(std::string_view word, std::string* error);
 
 /// "LAT,LON"
-std::optional<Point> ParsePoint(std::string_view word, std::string* error);
+std::optional<kesu::Point> ParsePoint(std::string_view word, std::string* error);
 
 /// "SECONDS", with a fraction where wanted. Yields milliseconds, at least one.
 std::optional<int> ParseTimeout(std::string_view word, std::string* error);

@@ -24,30 +24,43 @@ bool ParseEach(const Words& words, Parse parse, std::vector<Value>* values, std:
   return true;
 }
 
-bool ParseObservation(const OptionWords& options, Observation* observation, std::string* error) {
-  std::vector<Point> gps_fixes;
-  if (!ParseEach(options.cells, ParseCell, &observation->cells, error) ||
-      !ParseEach(options.access_points, ParseAccessPoint, &observation->access_points, error) ||
-      !ParseEach(options.gps_fixes, ParsePoint, &gps_fixes, error)) {
+/// Takes the value of an option, the last that was given, into `value`.
+template <typename Value, typename Parse>
+bool ParseLast(const OptionWords& options, const char* name, Parse parse, Value* value,
+               std::string* error) {
+  const std::optional<std::string> word = options.Last(name);
+  if (!word) return true;
+  const std::optional<Value> parsed = parse(*word, error);
+  if (parsed) *value = *parsed;
+  return parsed.has_value();
+}
+
+bool ParseObservation(const OptionWords& options, kesu::Observation* observation,
+                      std::string* error) {
+  std::vector<kesu::Point> fixes;
+  if (!ParseEach(options.All("--cell"), ParseCell, &observation->cells, error) ||
+      !ParseEach(options.All("--wifi"), ParseAccessPoint, &observation->access_points, error) ||
+      !ParseEach(options.All("--gps"), ParsePoint, &fixes, error)) {
     return false;
   }
-  if (gps_fixes.size() > 1) {
+  if (fixes.size() > 1) {
     *error = "a lookup has one --gps at most";
     return false;
   }
-  if (!gps_fixes.empty()) observation->gps_fix = gps_fixes.front();
-  if (!observation->IsEmpty()) return true;
+  if (!fixes.empty()) observation->fix = {fixes.front().latitude, fixes.front().longitude};
+  if (observation->fix || !observation->cells.empty() || !observation->access_points.empty()) {
+    return true;
+  }
   *error = "a lookup needs at least one of --cell, --wifi and --gps";
   return false;
 }
 
 /// One lookup: the words between two --next. Its general options count for the whole run.
-bool ParseLookup(Words words, OptionWords* general, Observation* observation, std::string* error) {
-  general->cells.clear();
-  general->access_points.clear();
-  general->gps_fixes.clear();
+bool ParseLookup(Words words, OptionWords* general, kesu::Observation* observation,
+                 std::string* error) {
+  general->ForgetObservation();
   if (!TakeOptions(OptionScope::kObservation, &words, general, error)) return false;
-  if (general->wants_help || general->wants_version) return true;
+  if (general->AskAboutKesu()) return true;
   if (!words.empty()) {
     *error = "locate takes no argument \"" + words.front() + "\"";
     return false;
@@ -59,7 +72,7 @@ bool ParseLocate(Words words, OptionWords* general, Arguments* arguments, std::s
   auto begin = words.begin();
   while (true) {
     const auto end = std::find(begin, words.end(), kNextLookup);
-    Observation& observation = arguments->observations.emplace_back();
+    kesu::Observation& observation = arguments->observations.emplace_back();
     if (!ParseLookup(Words(begin, end), general, &observation, error)) return false;
     if (end == words.end()) return true;
     begin = end + 1;
@@ -68,7 +81,7 @@ bool ParseLocate(Words words, OptionWords* general, Arguments* arguments, std::s
 
 bool ParseReverse(Words words, OptionWords* general, Arguments* arguments, std::string* error) {
   if (!TakeOptions(OptionScope::kPoints, &words, general, error)) return false;
-  if (general->wants_help || general->wants_version) return true;
+  if (general->AskAboutKesu()) return true;
   if (words.empty()) {
     *error = "reverse needs at least one point, as LAT,LON";
     return false;
@@ -78,7 +91,7 @@ bool ParseReverse(Words words, OptionWords* general, Arguments* arguments, std::
 
 bool ParseDecode(Words words, OptionWords* general, Arguments* arguments, std::string* error) {
   if (!TakeOptions(OptionScope::kPlainWords, &words, general, error)) return false;
-  if (general->wants_help || general->wants_version) return true;
+  if (general->AskAboutKesu()) return true;
   if (words.size() != 1 || words.front().empty()) {
     *error = "decode needs one file, or - for standard input";
     return false;
@@ -89,7 +102,7 @@ bool ParseDecode(Words words, OptionWords* general, Arguments* arguments, std::s
 
 bool ParseHttpTest(Words words, OptionWords* general, Arguments*, std::string* error) {
   if (!TakeOptions(OptionScope::kPlainWords, &words, general, error)) return false;
-  if (general->wants_help || general->wants_version || words.empty()) return true;
+  if (general->AskAboutKesu() || words.empty()) return true;
   *error = "httptest takes no argument \"" + words.front() + "\"";
   return false;
 }
@@ -124,18 +137,11 @@ bool ParseCommand(Words words, OptionWords* general, Arguments* arguments, std::
 }
 
 bool ParseGeneralOptions(const OptionWords& general, Arguments* arguments, std::string* error) {
-  arguments->wants_json = general.wants_json;
-  arguments->wants_trace = general.wants_trace;
-  arguments->ca_file = general.ca_file.value_or("");
-  if (general.timeout) {
-    const std::optional<int> timeout_ms = ParseTimeout(*general.timeout, error);
-    if (!timeout_ms) return false;
-    arguments->timeout_ms = *timeout_ms;
-  }
-  if (!general.server) return true;
-  const std::optional<std::string> server = ParseServer(*general.server, error);
-  if (server) arguments->server = *server;
-  return server.has_value();
+  if (general.Has("--json")) arguments->format = Format::kJson;
+  arguments->wants_trace = general.Has("--trace");
+  arguments->ca_file = general.Last("--ca-file").value_or("");
+  return ParseLast(general, "--timeout", ParseTimeout, &arguments->timeout_ms, error) &&
+         ParseLast(general, "--server", ParseServer, &arguments->server, error);
 }
 
 }  // namespace
@@ -143,11 +149,10 @@ bool ParseGeneralOptions(const OptionWords& general, Arguments* arguments, std::
 bool ParseArguments(Words words, Arguments* arguments, std::string* error) {
   OptionWords general;
   if (!TakeOptions(OptionScope::kBeforeCommand, &words, &general, error)) return false;
-  const bool asks_about_itself = general.wants_help || general.wants_version;
-  if (!asks_about_itself && !ParseCommand(words, &general, arguments, error)) return false;
+  if (!general.AskAboutKesu() && !ParseCommand(words, &general, arguments, error)) return false;
   // They may stand behind the command too.
-  if (general.wants_help || general.wants_version) {
-    arguments->command = general.wants_help ? Command::kHelp : Command::kVersion;
+  if (general.AskAboutKesu()) {
+    arguments->command = general.Has("--help") ? Command::kHelp : Command::kVersion;
     return true;
   }
   return ParseGeneralOptions(general, arguments, error);

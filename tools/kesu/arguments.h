@@ -4,11 +4,14 @@
 #include <string>
 #include <vector>
 
-#include "tools/kesu/observation.h"
+#include "client/observation.h"
+#include "client/place.h"
 
 namespace kesu_tool {
 
 enum class Command { kHelp, kVersion, kLocate, kReverse, kDecode, kHttpTest };
+
+enum class Format { kText, kJson };
 
 /// What the command line asks for.
 struct Arguments {
@@ -18,12 +21,12 @@ struct Arguments {
   /// Empty: none.
   std::string ca_file;
   int timeout_ms = 30'000;
-  bool wants_json = false;
+  Format format = Format::kText;
   bool wants_trace = false;
   /// Of locate, at least one and none empty.
-  std::vector<Observation> observations;
+  std::vector<kesu::Observation> observations;
   /// Of reverse, at least one.
-  std::vector<Point> points;
+  std::vector<kesu::Point> points;
   /// Of decode: a path, or "-" for standard input.
   std::string file;
 };

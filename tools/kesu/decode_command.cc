@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "tools/kesu/body_decoder.h"
+#include "tools/kesu/exit_status.h"
 #include "tools/kesu/json_tree_writer.h"
 #include "tools/kesu/printing.h"
-#include "tools/kesu/result.h"
 #include "tools/kesu/text_tree_writer.h"
 
 namespace kesu_tool {
@@ -60,7 +60,7 @@ int RunDecode(const Arguments& arguments) {
     PrintError(name + " " + error);
     return kUsageExitStatus;
   }
-  const auto writer = NewTreeWriter(arguments.wants_json);
+  const auto writer = NewTreeWriter(arguments.format == Format::kJson);
   const std::optional<Fault> fault = BodyDecoder(writer.get())
                                          .Decode({common_base::kReferenceExistingBuffer,
                                                   body.data(), static_cast<int>(body.size())});

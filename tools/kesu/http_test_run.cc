@@ -1,5 +1,6 @@
 #include "tools/kesu/http_test_run.h"
 
+#include "client/text.h"
 #include "dovi/deployment_settings.h"
 #include "kesu/httptest/set_header_test.h"
 
@@ -11,30 +12,32 @@ HttpTestRun::~HttpTestRun() {
   g_main_loop_unref(loop_);
 }
 
-Result HttpTestRun::Run(HttpRequestFactory* factory, int timeout_ms, std::FILE* out) {
+ExitStatus HttpTestRun::Run(HttpRequestFactory* factory, int timeout_ms, std::FILE* out) {
   char url[kDoviUrlBufferSize];
   WriteDoviServiceUrl(url);
   test_ = new common_kesu::SetHeaderTest(factory, url, out);
   if (test_->Start(this) != 0) {
     test_->Cancel();
-    result_.outcome = Outcome::kFailed;
-    return result_;
+    complaint_.clear();
+    return kFailureExitStatus;
   }
   const unsigned timeout = g_timeout_add(static_cast<unsigned>(timeout_ms), OnTimeout, this);
   g_main_loop_run(loop_);
   g_source_remove(timeout);
   // A test that has ended has deleted itself.
-  if (result_.outcome == Outcome::kTimedOut) test_->Cancel();
-  return result_;
+  if (exit_status_ == kTimeoutExitStatus) test_->Cancel();
+  return exit_status_;
 }
 
 void HttpTestRun::OnRequestFailed(common_base::RequestInterface*) {
-  result_.SetTransportError(test_->last_transport_error());
-  End(Outcome::kFailed);
+  End(kFailureExitStatus);
+  const std::string reason = kesu::detail::TextOf(test_->last_transport_error().text);
+  if (!reason.empty()) complaint_ = "no reply from the service: " + reason;
 }
 
-void HttpTestRun::End(Outcome outcome) {
-  result_.outcome = outcome;
+void HttpTestRun::End(ExitStatus exit_status) {
+  exit_status_ = exit_status;
+  complaint_.clear();
   g_main_loop_quit(loop_);
 }
 

@@ -2,6 +2,7 @@
 #define KESU_TOOL_HTTP_TEST_RUN_H_
 
 #include <cstdio>
+#include <string>
 
 #include <glib.h>
 
@@ -9,7 +10,7 @@
 #include "kesu/httptest/set_header_test.h"
 #include "kesu/mux/http_request_factory.h"
 
-#include "tools/kesu/result.h"
+#include "tools/kesu/exit_status.h"
 
 namespace kesu_tool {
 
@@ -21,20 +22,24 @@ class HttpTestRun : private common_base::RequesterInterface {
   HttpTestRun& operator=(const HttpTestRun&) = delete;
   ~HttpTestRun() override;
 
-  /// Prints the outcome to `out`; both are borrowed. Its outcome is kFound when the test has
-  /// passed, kFailed or kTimedOut. Of a run that is out of time nothing is printed.
-  Result Run(HttpRequestFactory* factory, int timeout_ms, std::FILE* out);
+  /// Prints the outcome to `out`; both are borrowed. Of a run that is out of time nothing is
+  /// printed.
+  ExitStatus Run(HttpRequestFactory* factory, int timeout_ms, std::FILE* out);
+
+  /// Why the transport brought no answer; empty where it brought one.
+  const std::string& complaint() const { return complaint_; }
 
  private:
-  void OnRequestComplete(common_base::RequestInterface*) override { End(Outcome::kFound); }
+  void OnRequestComplete(common_base::RequestInterface*) override { End(kFoundExitStatus); }
   void OnRequestFailed(common_base::RequestInterface*) override;
-  void End(Outcome outcome);
+  void End(ExitStatus exit_status);
   static gboolean OnTimeout(void* run);
 
   GMainLoop* loop_;
   /// Deletes itself when it ends.
   common_kesu::SetHeaderTest* test_ = nullptr;
-  Result result_;
+  ExitStatus exit_status_ = kTimeoutExitStatus;
+  std::string complaint_ = "no answer in time";
 };
 
 }  // namespace kesu_tool

@@ -25,7 +25,7 @@ constexpr char kDescription[] =
     "  3  network or server failure, or the results could not be written\n"
     "  4  time-out\n"
     "  5  malformed reply, or body to decode; its sound part is printed all the same\n"
-    "Of several lookups or points the worst counts: the first of 3, 4, 5, 1, 0 that any of them\n"
+    "Of several lookups or points the worst counts: the first of 3, 4, 5, 2, 1, 0 that any of them\n"
     "has.\n\n"
     "With --json there is one object per lookup or point, in their order: latitude, longitude,\n"
     "accuracy_m and platform_key for locate; latitude, longitude, address and features for\n"
@@ -38,59 +38,50 @@ constexpr char kDescription[] =
     "  kesu --json reverse 38.71,-9.14 -34.6,-58.45\n"
     "  kesu decode reply.bin";
 
-/// What GLib's parser writes to; it allocates.
-struct RawOptions {
-  RawOptions() = default;
-  RawOptions(const RawOptions&) = delete;
-  RawOptions& operator=(const RawOptions&) = delete;
-  ~RawOptions() {
-    for (char* text : {server, ca_file, timeout}) g_free(text);
-    for (char** texts : {cells, access_points, gps_fixes}) g_strfreev(texts);
-  }
+/// Hands an option to the OptionWords at `data`.
+gboolean TakeOption(const char* name, const char* word, void* data, GError**);
 
-  char* server = nullptr;
-  char* ca_file = nullptr;
-  char* timeout = nullptr;
-  gboolean wants_json = FALSE;
-  gboolean wants_trace = FALSE;
-  gboolean wants_help = FALSE;
-  gboolean wants_version = FALSE;
-  char** cells = nullptr;
-  char** access_points = nullptr;
-  char** gps_fixes = nullptr;
+GOptionEntry Entry(const char* name, const char* description, const char* word,
+                             int flags = 0, char letter = 0) {
+  // Without a word it is a switch.
+  return {name,
+          letter,
+          word == nullptr ? flags | G_OPTION_FLAG_NO_ARG : flags,
+          G_OPTION_ARG_CALLBACK,
+          reinterpret_cast<void*>(TakeOption),
+          description,
+          word};
+}
+
+const GOptionEntry kGeneralOptions[] = {
+    Entry("server", "The service to ask", "http://HOST:PORT"),
+    Entry("ca-file", "PEM file of the authorities to trust with https", "FILE",
+          G_OPTION_FLAG_FILENAME),
+    Entry("timeout", "For the whole run, 30 if not given", "SECONDS"),
+    Entry("json", "Print JSON, one object per line", nullptr),
+    Entry("trace", "Print on standard error what happens inside", nullptr),
+    Entry("help", "Print this text", nullptr, 0, 'h'),
+    Entry("version", "Print the version", nullptr),
+    {},
 };
 
-GOptionContext* NewContext(bool with_observation, RawOptions* raw) {
-  const GOptionEntry general_options[] = {
-      {"server", 0, 0, G_OPTION_ARG_STRING, &raw->server, "The service to ask", "http://HOST:PORT"},
-      {"ca-file", 0, 0, G_OPTION_ARG_FILENAME, &raw->ca_file,
-       "PEM file of the authorities to trust with https", "FILE"},
-      {"timeout", 0, 0, G_OPTION_ARG_STRING, &raw->timeout, "For the whole run, 30 if not given",
-       "SECONDS"},
-      {"json", 0, 0, G_OPTION_ARG_NONE, &raw->wants_json, "Print JSON, one object per line",
-       nullptr},
-      {"trace", 0, 0, G_OPTION_ARG_NONE, &raw->wants_trace,
-       "Print on standard error what happens inside", nullptr},
-      {"help", 'h', 0, G_OPTION_ARG_NONE, &raw->wants_help, "Print this text", nullptr},
-      {"version", 0, 0, G_OPTION_ARG_NONE, &raw->wants_version, "Print the version", nullptr},
-      {nullptr, 0, 0, G_OPTION_ARG_NONE, nullptr, nullptr, nullptr},
-  };
-  const GOptionEntry observation_options[] = {
-      {"cell", 0, 0, G_OPTION_ARG_STRING_ARRAY, &raw->cells, "A cell; the first is the serving one",
-       "MCC,MNC,AREA,CELL[,DBM]"},
-      {"wifi", 0, 0, G_OPTION_ARG_STRING_ARRAY, &raw->access_points, "A wifi access point",
-       "MAC[,DBM]"},
-      {"gps", 0, 0, G_OPTION_ARG_STRING_ARRAY, &raw->gps_fixes, "A fix of the device's own",
-       "LAT,LON"},
-      {nullptr, 0, 0, G_OPTION_ARG_NONE, nullptr, nullptr, nullptr},
-  };
+const GOptionEntry kObservationOptions[] = {
+    Entry("cell", "A cell; the first is the serving one", "MCC,MNC,AREA,CELL[,DBM]"),
+    Entry("wifi", "A wifi access point", "MAC[,DBM]"),
+    Entry("gps", "A fix of the device's own", "LAT,LON"),
+    {},
+};
+
+GOptionContext* NewContext(bool with_observation, OptionWords* options) {
   GOptionContext* const context = g_option_context_new("COMMAND");
   g_option_context_set_help_enabled(context, FALSE);
-  g_option_context_add_main_entries(context, general_options, nullptr);
+  GOptionGroup* const general = g_option_group_new("kesu", "", "", options, nullptr);
+  g_option_group_add_entries(general, kGeneralOptions);
+  g_option_context_set_main_group(context, general);
   if (with_observation) {
     GOptionGroup* const group =
-        g_option_group_new("locate", "Options of locate:", "", nullptr, nullptr);
-    g_option_group_add_entries(group, observation_options);
+        g_option_group_new("locate", "Options of locate:", "", options, nullptr);
+    g_option_group_add_entries(group, kObservationOptions);
     g_option_context_add_group(context, group);
   }
   return context;
@@ -109,27 +100,11 @@ std::string FromParser(const char* word) {
   return *word == ' ' ? word + 1 : word;
 }
 
-void Take(const char* text, std::optional<std::string>* target) {
-  if (text != nullptr) *target = FromParser(text);
-}
-
-void Take(char** texts, std::vector<std::string>* target) {
-  for (; texts != nullptr && *texts != nullptr; ++texts) {
-    target->push_back(FromParser(*texts));
-  }
-}
-
-void TakeAll(const RawOptions& raw, OptionWords* options) {
-  Take(raw.server, &options->server);
-  Take(raw.ca_file, &options->ca_file);
-  Take(raw.timeout, &options->timeout);
-  options->wants_json |= raw.wants_json != FALSE;
-  options->wants_trace |= raw.wants_trace != FALSE;
-  options->wants_help |= raw.wants_help != FALSE;
-  options->wants_version |= raw.wants_version != FALSE;
-  Take(raw.cells, &options->cells);
-  Take(raw.access_points, &options->access_points);
-  Take(raw.gps_fixes, &options->gps_fixes);
+gboolean TakeOption(const char* name, const char* word, void* data, GError**) {
+  // It is given as it was written, "-h" too.
+  const std::string full = name[1] == '-' ? name : std::string(name) == "-h" ? "--help" : name;
+  static_cast<OptionWords*>(data)->Add(full, word == nullptr ? "" : FromParser(word));
+  return TRUE;
 }
 
 /// The words as GLib's parser wants them: behind the name of the program.
@@ -152,16 +127,31 @@ void DropSeparator(std::vector<std::string>* words) {
 
 }  // namespace
 
+void OptionWords::ForgetObservation() {
+  for (const GOptionEntry* entry = kObservationOptions; entry->long_name != nullptr; ++entry) {
+    words_.erase(std::string("--") + entry->long_name);
+  }
+}
+
+std::optional<std::string> OptionWords::Last(std::string_view name) const {
+  const auto found = words_.find(name);
+  if (found == words_.end()) return std::nullopt;
+  return found->second.back();
+}
+
+std::vector<std::string> OptionWords::All(std::string_view name) const {
+  const auto found = words_.find(name);
+  return found == words_.end() ? std::vector<std::string>() : found->second;
+}
+
 bool TakeOptions(OptionScope scope, std::vector<std::string>* words, OptionWords* options,
                  std::string* error) {
-  RawOptions raw;
-  GOptionContext* const context = NewContext(scope == OptionScope::kObservation, &raw);
+  GOptionContext* const context = NewContext(scope == OptionScope::kObservation, options);
   g_option_context_set_strict_posix(context, scope == OptionScope::kBeforeCommand);
   char** parser_words = NewParserWords(scope, *words);
   GError* failure = nullptr;
   const bool ok = g_option_context_parse_strv(context, &parser_words, &failure) != FALSE;
   if (ok) {
-    TakeAll(raw, options);
     words->clear();
     for (char** word = parser_words + 1; *word != nullptr; ++word) {
       words->push_back(FromParser(*word));
@@ -177,8 +167,7 @@ bool TakeOptions(OptionScope scope, std::vector<std::string>* words, OptionWords
 }
 
 std::string HelpText() {
-  RawOptions raw;
-  GOptionContext* const context = NewContext(true, &raw);
+  GOptionContext* const context = NewContext(true, nullptr);
   g_option_context_set_summary(context, kSummary);
   g_option_context_set_description(context, kDescription);
   char* const text = g_option_context_get_help(context, FALSE, nullptr);

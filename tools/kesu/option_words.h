@@ -1,24 +1,31 @@
 #ifndef KESU_TOOL_OPTION_WORDS_H_
 #define KESU_TOOL_OPTION_WORDS_H_
 
+#include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace kesu_tool {
 
-/// The words that were given with options, not yet looked into.
-struct OptionWords {
-  std::optional<std::string> server;
-  std::optional<std::string> ca_file;
-  std::optional<std::string> timeout;
-  bool wants_json = false;
-  bool wants_trace = false;
-  bool wants_help = false;
-  bool wants_version = false;
-  std::vector<std::string> cells;
-  std::vector<std::string> access_points;
-  std::vector<std::string> gps_fixes;
+/// The options that were given, by their names, and the words that were given with them, not yet
+/// looked into.
+class OptionWords {
+ public:
+  void Add(const std::string& name, std::string word) { words_[name].push_back(std::move(word)); }
+  /// Takes those away that tell of one observation.
+  void ForgetObservation();
+
+  bool Has(std::string_view name) const { return words_.contains(name); }
+  std::optional<std::string> Last(std::string_view name) const;
+  std::vector<std::string> All(std::string_view name) const;
+
+  /// Whether they ask for the help text or the version.
+  bool AskAboutKesu() const { return Has("--help") || Has("--version"); }
+
+ private:
+  std::map<std::string, std::vector<std::string>, std::less<>> words_;
 };
 
 enum class OptionScope {
@@ -33,8 +40,7 @@ enum class OptionScope {
 };
 
 /// Takes the options out of `words`, where only the other words stay, and adds them to `options`.
-/// A single value that is given anew replaces the earlier one. False, with the reason in `error`,
-/// for an option that there is not or that lacks its value.
+/// False, with the reason in `error`, for an option that there is not or that lacks its value.
 bool TakeOptions(OptionScope scope, std::vector<std::string>* words, OptionWords* options,
                  std::string* error);
 

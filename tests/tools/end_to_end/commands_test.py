@@ -3,7 +3,7 @@
 import re
 import unittest
 
-from fixture import (SERVICE, Reply, answer, cell, counted, http, kesu, kesu_json, kesu_server,
+from fixture import (SERVICE, Reply, answer, asker, cell, counted, http, kesu, kesu_json, kesu_server,
                      nested, place, reply, serving, wifi)
 
 URL = "http://HOST:PORT or https://HOST:PORT"
@@ -59,7 +59,7 @@ class Commands(unittest.TestCase):
         self.assertEqual((status, len(results), len(server.bodies)), (1, len(SENT), 1))
         for options, element in SENT.items():
             with self.subTest(options):
-                block = counted(SERVICE) + b"\0\1" + counted(nested(4, element), 4)
+                block = counted(SERVICE) + b"\0\1" + counted(asker() + nested(4, element), 4)
                 self.assertIn(block, server.bodies[0])
 
     def test_outputs(self):

@@ -19,8 +19,8 @@ from fixture import (BINARY, CLOSE, KESU, OK, PATIENCE_S, RESET, STALL, Reply, a
 
 # The position 38.7166667, -9.1333333, as a fix in a request and in an answer alike.
 LATLNG = bytes.fromhex("0A0A 0DCBB11317 152B5D8EFA")
-# A request block: type, id, service and its version, and a GLocRequest of 16 bytes with a fix.
-REQUEST = rb"\x01\0(..)\0\x08g:loc/ql\0\x01\0{3}\x10\x22\x0E\x1A\x0C(\x0A\x0A\x0D.{4}\x15.{4})"
+# A request block: type, id, service and its version, and a GLocRequest that ends with a fix.
+REQUEST = rb"\x01\0(..)\0\x08g:loc/ql\0\x01\0{3}.\x0A.+?\x22\x0E\x1A\x0C(\x0A\x0A\x0D.{4}\x15.{4})"
 # A GLocReply with status 0, that position within 150 m and a platform key.
 FOUND = bytes.fromhex("0800 1211 120F") + LATLNG + bytes.fromhex("189601 1A036B6579")
 # A varint that never ends.
@@ -135,8 +135,8 @@ TEXTS = [
     (redirect(b"ftp://x/"), REVERSE, 3, "", SEEN + "the service answered with HTTP status 302, a "
      "redirect that is not followed: x:21: Protocol \"ftp\" not supported or disabled in libcurl"),
     (Reply(http(reply(answer(0, b"", 400)))), REVERSE, 3, "",
-     SEEN + "the service refused with status 400"),
-    (Reply(http(b"")), REVERSE, 5, "", SEEN + "the reply is malformed"),
+     SEEN + "the service refused the request with status 400"),
+    (Reply(http(b"")), REVERSE, 5, "", SEEN + "the reply is malformed, or holds no answer to this request"),
     (answering(place((0, 214.7), field=2)), REVERSE, 5, "",
      SEEN + "the reply is malformed: a longitude of 214.7000000"),
     (Reply(b"", STALL), ("--timeout", "0.0001", *REVERSE), 4, "", SEEN + "no answer in time"),

@@ -183,6 +183,12 @@ def wifi(*devices):
                        for mac, *rest in devices))
 
 
+def asker(*rest):
+    """Who asks, in front of what a request asks."""
+    version = kesu("--version").stdout.split()[1].encode()
+    return nested(1, nested(1, version), nested(2, b"linux"), nested(4, b"en_US"), *rest)
+
+
 def counted(text, width=2):
     return len(text).to_bytes(width, "big") + text
 
