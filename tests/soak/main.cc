@@ -9,12 +9,16 @@
 #include <malloc.h>
 #include <unistd.h>
 
+#include "dovi/deferred_request_source.h"
 #include "dovi/deployment_settings.h"
+#include "dovi/dovi_http_request_factory.h"
+#include "kesu/common/base/internal/posix_clock.h"
+#include "kesu/mux/mobile_service_mux.h"
 #include "kesu/services/location_service.h"
 
-#include "tools/kesu/session.h"
-
 namespace {
+
+using common_kesu::MobileServiceMux;
 
 constexpr int kLookupsPerRound = 1000;
 constexpr int kClients = 200;
@@ -33,6 +37,17 @@ void Expect(bool is_so, const char* fault) {
   std::_Exit(1);
 }
 
+/// The library in working order.
+struct Session {
+  Session() { MobileServiceMux::Initialize(&factory, &queue, &clock, new common_kesu::MuxConfig); }
+  ~Session() { MobileServiceMux::DeleteInstance(); }
+
+  DoviHttpRequestFactory factory;
+  common_base::MonotonicClock clock;
+  common_base::SimpleRequestQueue queue{&clock};
+  DeferredRequestSource timer{&queue, &clock};
+};
+
 /// One lookup after another.
 struct Client final : common_base::RequesterInterface {
   void OnRequestComplete(common_base::RequestInterface* request) override {
@@ -49,7 +64,7 @@ struct Client final : common_base::RequesterInterface {
 void RunRound(std::mt19937* random) {
   const auto one_in = [random](unsigned count) { return (*random)() % count == 0; };
   std::deque<Client> clients(kClients);
-  const kesu_tool::Session session;
+  const Session session;
   for (int started = 0; started < kLookupsPerRound;) {
     Client& client = clients[(*random)() % kClients];
     if (client.invocation == nullptr) {

@@ -25,7 +25,8 @@ constexpr char kDescription[] =
     "  3  network or server failure, or the results could not be written\n"
     "  4  time-out\n"
     "  5  malformed reply, or body to decode; its sound part is printed all the same\n"
-    "Of several lookups or points the worst counts: the first of 3, 4, 5, 2, 1, 0 that any of them\n"
+    "Of several lookups or points the worst counts: the first of 3, 4, 5, 2, 1, 0 that any of "
+    "them\n"
     "has.\n\n"
     "With --json there is one object per lookup or point, in their order: latitude, longitude,\n"
     "accuracy_m and platform_key for locate; latitude, longitude, address and features for\n"
@@ -41,8 +42,8 @@ constexpr char kDescription[] =
 /// Hands an option to the OptionWords at `data`.
 gboolean TakeOption(const char* name, const char* word, void* data, GError**);
 
-GOptionEntry Entry(const char* name, const char* description, const char* word,
-                             int flags = 0, char letter = 0) {
+GOptionEntry Entry(const char* name, const char* description, const char* word, int flags = 0,
+                   char letter = 0) {
   // Without a word it is a switch.
   return {name,
           letter,
