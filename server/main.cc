@@ -1,7 +1,6 @@
 #include <clocale>
 #include <csignal>
 #include <functional>
-#include <limits>
 #include <optional>
 #include <string>
 
@@ -9,9 +8,9 @@
 #include <glib.h>
 #include <sys/resource.h>
 
-#include "server/http/fault.h"
 #include "server/http/http_server.h"
 #include "server/http/request_handler.h"
+#include "server/options.h"
 #include "server/services/echo_service.h"
 #include "server/services/location_service.h"
 #include "server/storage/data_set.h"
@@ -27,86 +26,6 @@ constexpr int kServerError = 3;
 
 /// Two main loops, that of the signals being GLib's own, the port, and a client.
 constexpr int kFilesOfAServer = 4;
-
-struct Options {
-  int port = 8642;
-  std::string address = "127.0.0.1";
-  std::optional<std::string> data_directory;
-  bool is_verbose = false;
-  FaultPlan faults;
-};
-
-/// Moves a string that the option parser made, if it made one.
-void TakeString(char* text, std::string* target) {
-  if (text != nullptr) *target = text;
-  g_free(text);
-}
-
-/// Frees `words`, a null-terminated list or null. False, with a message, when one of them is wrong.
-bool TakeFaults(char** words, FaultPlan* faults) {
-  bool are_good = true;
-  for (char** word = words; are_good && word != nullptr && *word != nullptr; ++word) {
-    std::string error;
-    std::optional<Fault> fault = ParseFault(*word, &error);
-    are_good = fault.has_value();
-    if (are_good) {
-      faults->Add(*std::move(fault));
-    } else {
-      g_printerr("kesu-server: --fault %s: %s\n", *word, error.c_str());
-    }
-  }
-  g_strfreev(words);
-  return are_good;
-}
-
-bool ParseOptions(int argc, char** argv, Options* options) {
-  char* address = nullptr;
-  char* data = nullptr;
-  char** faults = nullptr;
-  gboolean is_verbose = FALSE;
-  const GOptionEntry entries[] = {
-      {"port", 'p', 0, G_OPTION_ARG_INT, &options->port,
-       "Port to listen on, 0 for any free one (default 8642)", "N"},
-      {"address", 0, 0, G_OPTION_ARG_STRING, &address,
-       "IP address to listen on (default 127.0.0.1)", "ADDRESS"},
-      {"data", 0, 0, G_OPTION_ARG_FILENAME, &data,
-       "Directory with places.tsv, cells.tsv and access_points.tsv (default: built-in data)",
-       "DIRECTORY"},
-      {"fault", 0, 0, G_OPTION_ARG_STRING_ARRAY, &faults,
-       "Spoil the replies to the next N POSTs, or to all; can be repeated. KIND is status=CODE, "
-       "delay=MS, drop, cut=BYTES, chunked, content-type=TEXT, version=NUMBER, garbage, omit=K, "
-       "encoding=TEXT or redirect=URL",
-       "KIND[:N]"},
-      {"verbose", 'v', 0, G_OPTION_ARG_NONE, &is_verbose,
-       "Print a line about each request on standard error", nullptr},
-      {nullptr, 0, 0, G_OPTION_ARG_NONE, nullptr, nullptr, nullptr},
-  };
-  GOptionContext* const context = g_option_context_new("- serve location requests");
-  g_option_context_add_main_entries(context, entries, nullptr);
-  GError* error = nullptr;
-  g_option_context_parse(context, &argc, &argv, &error);
-  g_option_context_free(context);
-
-  TakeString(address, &options->address);
-  if (data != nullptr) TakeString(data, &options->data_directory.emplace());
-  options->is_verbose = is_verbose != FALSE;
-  const bool are_faults_good = TakeFaults(faults, &options->faults);
-  if (error != nullptr) {
-    g_printerr("kesu-server: %s\n", error->message);
-    g_error_free(error);
-    return false;
-  }
-  if (!are_faults_good) return false;
-  if (argc > 1) {
-    g_printerr("kesu-server: unexpected argument \"%s\"\n", argv[1]);
-    return false;
-  }
-  if (options->port < 0 || options->port > std::numeric_limits<unsigned short>::max()) {
-    g_printerr("kesu-server: %d is no port number\n", options->port);
-    return false;
-  }
-  return true;
-}
 
 bool LoadData(const Options& options, PlaceIndex* places, StationIndex* stations,
               std::string* error) {
