@@ -7,9 +7,11 @@
 #include "kesu/common/base/assertions.h"
 #include "kesu/common/base/logging.h"
 #include "kesu/common/base/scoped_ptr.h"
+#include "kesu/mux/measuring_scratch.h"
 #include "kesu/mux/protocol_reader.h"
 #include "kesu/mux/reply_headers.h"
 #include "kesu/mux/request_ids.h"
+#include "kesu/mux/spare_stream.h"
 
 namespace common_kesu {
 namespace {
@@ -138,6 +140,7 @@ void MobileServiceMux::ResumeAll() {
 
 void MobileServiceMux::ProcessPendingRequests() {
   const CallOut call_out(&calls_out_);
+  const MeasuringScratch scratch;
   while (next_pending_ < pending_requests_.length()) {
     SelectPendingRequestsUptoMaximumSize();
     ProcessAnyActiveRequests();
@@ -305,14 +308,15 @@ void MobileServiceMux::HandleReply(MultiplexedPost* post, Telling* telling) {
 /// Hands each response to its request; the requests that got none stay in the post.
 void MobileServiceMux::DistributeResponses(ProtocolReader* reader, MultiplexedPost* post,
                                            Telling* telling) {
+  const SpareStream spare_stream;
   RequestIds ids(&post->muxed_requests());
   bool has_response = false;
   for (bool may_go_on = true; may_go_on;) {
-    const ScopedPtr<Response> response(reader->ReadResponse(&may_go_on));
-    if (!response) continue;
+    NonMultipartResponse response;
+    if (!reader->ReadResponseInto(&response, &may_go_on)) continue;
     has_response = true;
-    const int index = ids.Find(response->id());
-    if (index != -1) telling->Tell(post->TakeRequest(index), response.get());
+    const int index = ids.Find(response.id());
+    if (index != -1) telling->Tell(post->TakeRequest(index), &response);
   }
   if (!has_response) {
     LogWarn(

@@ -34,7 +34,8 @@ MultiplexedPost::~MultiplexedPost() {
 }
 
 int MultiplexedPost::FillPayload(HeaderRequest* header_request) {
-  post_body_.SetReserve(ComputeContentLength());
+  content_length_ = ComputeContentLength();
+  post_body_.SetReserve(content_length_);
   DataOutputStream stream(&post_body_);
   AppendBlock(header_request, &stream);
   for (int i = 0; i < muxed_requests_.length(); ++i) {
@@ -61,13 +62,11 @@ int MultiplexedPost::ComputeContentLength() const {
 }
 
 void MultiplexedPost::CreateTheHttpPost(HttpRequestFactory* factory, const MuxConfig& config) {
-  // Of the body as it was written, whatever is cancelled from inside the factory.
-  const int content_length = ComputeContentLength();
   post_request_ = factory->NewHttpPostRequest(config.service_url, &post_body_view_, &response_body_,
                                               &post_error_);
   if (post_request_ == nullptr) return;
   SetHeader(kContentTypeHeader, kKesuMuxContentType, post_request_);
-  SetHeader(kContentLengthHeader, common_base::NewGStringFromFormat("%d", content_length),
+  SetHeader(kContentLengthHeader, common_base::NewGStringFromFormat("%d", content_length_),
             post_request_);
 }
 

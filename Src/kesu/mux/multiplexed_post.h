@@ -25,7 +25,7 @@ class MultiplexedPost : public common_base::HeapObject {
 
   /// Writes the body of the POST and returns its length in bytes.
   int FillPayload(HeaderRequest* header_request);
-  /// Makes the HTTP request, which is not yet started.
+  /// Makes the HTTP request for what FillPayload() has written. It is not yet started.
   void CreateTheHttpPost(HttpRequestFactory* factory, const MuxConfig& config);
   /// The length of the body as its blocks state it.
   int ComputeContentLength() const;
@@ -55,6 +55,8 @@ class MultiplexedPost : public common_base::HeapObject {
   void AppendBlock(Request* request, common_base::DataOutputStream* stream);
 
   int additional_length_;
+  /// Of the body as it was written, whatever is cancelled since.
+  int content_length_ = 0;
   HttpRequestInterface* post_request_ = nullptr;
   common_base::GVector<unsigned char> post_body_;
   /// Of `post_body_`, for the transport, which borrows the view too.

@@ -6,6 +6,7 @@
 #include "kesu/common/base/logging.h"
 #include "kesu/common/base/zlib_decompression.h"
 #include "kesu/mux/http_constants.h"
+#include "kesu/mux/spare_stream.h"
 
 namespace common_kesu {
 namespace {
@@ -24,7 +25,7 @@ constexpr char kEncodingSeparator = ',';
 }  // namespace
 
 DataInputStream* NonMultipartResponse::GetInputStream() const {
-  return new DataInputStream(&payload_);
+  return new PayloadStream(&payload_);
 }
 
 void NonMultipartResponse::Initialize(DataInputStream* in, int length, bool* ok) {

@@ -2,7 +2,6 @@
 
 #include "kesu/common/base/scoped_ptr.h"
 #include "kesu/common/base/vector.h"
-#include "kesu/mux/non_multipart_response.h"
 
 namespace common_kesu {
 
@@ -20,18 +19,22 @@ void ProtocolReader::AssertIsInitialized(bool* ok) const {
   *ok = is_initialized_;
 }
 
-Response* ProtocolReader::ReadResponse(bool* ok) {
+bool ProtocolReader::ReadResponseInto(NonMultipartResponse* response, bool* ok) {
   AssertIsInitialized(ok);
-  if (!*ok) return nullptr;
+  if (!*ok) return false;
   const int length = in_->ReadInt32();
   const unsigned short type = in_->ReadUint16();
   const ByteView body = in_->ReadByteSpan(length);
   *ok = !in_->hit_error();
-  if (!*ok || type != Block::kResponseBlock) return nullptr;
+  if (!*ok || type != Block::kResponseBlock) return false;
   DataInputStream stream(&body);
-  ScopedPtr<NonMultipartResponse> response(new NonMultipartResponse);
   response->Initialize(&stream, length, ok);
-  return *ok ? response.release() : nullptr;
+  return *ok;
+}
+
+Response* ProtocolReader::ReadResponse(bool* ok) {
+  ScopedPtr<NonMultipartResponse> response(new NonMultipartResponse);
+  return ReadResponseInto(response.get(), ok) ? response.release() : nullptr;
 }
 
 }  // namespace common_kesu

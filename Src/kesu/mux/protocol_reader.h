@@ -2,7 +2,7 @@
 #define KESU_MUX_PROTOCOL_READER_H_
 
 #include "kesu/common/base/data_input_stream.h"
-#include "kesu/mux/response.h"
+#include "kesu/mux/non_multipart_response.h"
 
 #pragma GCC visibility push(hidden)
 namespace common_kesu {
@@ -22,10 +22,11 @@ class ProtocolReader {
   short version() const { return version_; }
 
   /// The next response, owned by the caller, who deletes it before the bytes of the reply. Null
-  /// with
-  /// `*ok` true: a block of an unknown type was skipped. Null with `*ok` false: the reply has
+  /// with `*ok` true: a block of an unknown type was skipped. Null with `*ok` false: the reply has
   /// ended, or its next block is malformed.
   Response* ReadResponse(bool* ok);
+  /// The same into `response`, which is new; false where the other yields null.
+  bool ReadResponseInto(NonMultipartResponse* response, bool* ok);
 
  private:
   common_base::DataInputStream* in_;

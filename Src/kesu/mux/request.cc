@@ -1,9 +1,10 @@
 #include "kesu/mux/request.h"
 
+#include "kesu/mux/measuring_scratch.h"
+
 namespace common_kesu {
 namespace {
 
-using common_base::ByteVector;
 using common_base::DataOutputStream;
 
 /// Body length and type.
@@ -24,10 +25,7 @@ int Request::GetTotalLength() {
 
 int Request::GetBodyLength() {
   if (body_length() == kBodyLengthUnknown) {
-    ByteVector scratch;
-    DataOutputStream stream(&scratch);
-    WriteBody(&stream);
-    set_body_length(scratch.length());
+    set_body_length(MeasuringScratch::LengthOfBody(this));
   }
   return body_length();
 }

@@ -1,7 +1,7 @@
 #ifndef KESU_MUX_REQUEST_LIST_H_
 #define KESU_MUX_REQUEST_LIST_H_
 
-#include <deque>
+#include <vector>
 
 #include "kesu/common/base/gallocator.h"
 #include "kesu/common/base/vector.h"
@@ -29,7 +29,8 @@ class RequestList {
   Request* Take(int index) { return places_[static_cast<std::size_t>(index)].Take(); }
   /// All entries; the list is empty afterwards.
   common_base::GVector<Request*> TakeAll();
-  void Clear() { places_.clear(); }
+  /// Keeps room for as many as a POST or two carry.
+  void Clear();
 
   /// Null the first entry of the request, or all of them, in time that depends on the number of its
   /// places only. Null is none.
@@ -37,11 +38,12 @@ class RequestList {
   void CancelAll(Request* request) { Cancel(request, true); }
 
  private:
+  static constexpr std::size_t kKeptPlaces = 512;
+
   const RequestPlace& PlaceAt(int index) const { return places_[static_cast<std::size_t>(index)]; }
   void Cancel(Request* request, bool all);
 
-  /// A container that does not move its elements.
-  std::deque<RequestPlace, common_base::GAllocator<RequestPlace>> places_;
+  std::vector<RequestPlace, common_base::GAllocator<RequestPlace>> places_;
   bool is_post_;
 };
 

@@ -9,8 +9,13 @@ class Request;
 class RequestPlaceLink {
  public:
   RequestPlaceLink() = default;
-  RequestPlaceLink(const RequestPlaceLink&) = delete;
-  RequestPlaceLink& operator=(const RequestPlaceLink&) = delete;
+  /// The new one stands in the ring in place of `other`, which is in none afterwards.
+  RequestPlaceLink(RequestPlaceLink&& other) noexcept {
+    if (other.next_ == &other) return;
+    LinkBefore(other.next_);
+    other.Unlink();
+  }
+  RequestPlaceLink& operator=(RequestPlaceLink&&) = delete;
   ~RequestPlaceLink() { Unlink(); }
 
   /// Itself where the ring has no other.
@@ -42,6 +47,8 @@ class RequestPlace : public RequestPlaceLink {
   /// of one list, POST or scheduler from all others; `is_in_post` says which of these it is.
   /// `request` may be null: then the place is empty from the start.
   RequestPlace(Request* request, const void* holder, bool is_in_post);
+  /// Takes over the place of `other`, which is not used any more.
+  RequestPlace(RequestPlace&& other) noexcept = default;
 
   /// Null once it is empty.
   Request* request() const { return request_; }

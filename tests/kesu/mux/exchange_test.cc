@@ -222,6 +222,50 @@ TEST_CASE_FIXTURE(MuxFixture, "a length that does not hold any more is reported"
 
 namespace {
 
+/// Reads each answer twice at once, and keeps one of the streams.
+struct HoardingListener final : common_kesu::Request::ListenerInterface {
+  bool RequestComplete(const common_kesu::Request*, const common_kesu::Response* response,
+                       bool*) override {
+    const std::unique_ptr<common_base::DataInputStream> stream(response->GetInputStream());
+    kept.emplace_back(response->GetInputStream());
+    text += static_cast<char>(stream->ReadUint8());
+    text += TextOf(kept.back()->ReadFully()) + TextOf(stream->ReadFully()) + ' ';
+    return true;
+  }
+  std::string text;
+  std::vector<std::unique_ptr<common_base::DataInputStream>> kept;
+};
+
+/// Measures another while it writes itself.
+struct NestingRequest final : common_kesu::PlainRequest {
+  NestingRequest() : PlainRequest("u", common_kesu::ServiceVersion::kVersion1) {}
+  void WritePayload(common_base::DataOutputStream* out) override {
+    out->WriteInt16(0);
+    const int length = TestRequest(nullptr, std::string(5000, 'b')).GetTotalLength();
+    out->WriteInt16(4);
+    out->WriteInt32(length);
+  }
+};
+
+}  // namespace
+
+TEST_CASE_FIXTURE(MuxFixture, "what serves all requests of a POST in turn keeps them apart") {
+  HoardingListener listener;
+  NestingRequest first;
+  TestRequest second(&listener, "c");
+  first.ReplaceListener(&listener);
+  mux()->Submit(&first);
+  mux()->Submit(&second, true);
+  const auto posted = PostedRequests(transport.latest().body);
+  REQUIRE(posted.size() == 2);
+  CHECK(ToHex(ViewOf(posted[0].payload)) == "00 00 13 99");
+  CHECK(posted[1].payload == "c");
+  transport.End(0, 200, kReplyStart + ReplyBlock(0, "ab") + ReplyBlock(1, "cd"));
+  CHECK(listener.text == "aabb ccdd ");
+}
+
+namespace {
+
 /// Waits that end when the test says so, and the batches that come of them.
 struct ManualQueue final : common_base::RequestQueueInterface,
                            common_kesu::RequestScheduler::ListenerInterface {

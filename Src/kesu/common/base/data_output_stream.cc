@@ -1,6 +1,9 @@
 #include "kesu/common/base/data_output_stream.h"
 
+#include <climits>
 #include <functional>
+
+#include "kesu/common/base/posix_string_storage.h"
 
 namespace common_base {
 namespace {
@@ -11,29 +14,40 @@ ByteVector CopyOf(const ByteView& bytes) {
 
 }  // namespace
 
+template <typename Number>
+void DataOutputStream::WriteBigEndian(Number value) {
+  constexpr int kSize = sizeof(Number);
+  unsigned char* out = Extend(kSize);
+  for (int i = 0; i < kSize; ++i) {
+    out[i] = static_cast<unsigned char>(value >> (kSize - 1 - i) * CHAR_BIT);
+  }
+}
+
+template <typename Number>
+void DataOutputStream::WriteLittleEndian(Number value) {
+  constexpr int kSize = sizeof(Number);
+  unsigned char* out = Extend(kSize);
+  for (int i = 0; i < kSize; ++i) out[i] = static_cast<unsigned char>(value >> i * CHAR_BIT);
+}
+
 void DataOutputStream::WriteUint16(unsigned short value) {
-  WriteUint8(static_cast<unsigned char>(value >> 8));
-  WriteUint8(static_cast<unsigned char>(value));
+  WriteBigEndian(value);
 }
 
 void DataOutputStream::WriteUint32(unsigned value) {
-  WriteUint16(static_cast<unsigned short>(value >> 16));
-  WriteUint16(static_cast<unsigned short>(value));
+  WriteBigEndian(value);
 }
 
 void DataOutputStream::WriteUint64(unsigned long long value) {
-  WriteUint32(static_cast<unsigned>(value >> 32));
-  WriteUint32(static_cast<unsigned>(value));
+  WriteBigEndian(value);
 }
 
 void DataOutputStream::WriteLittleEndianUint32(unsigned value) {
-  for (int shift = 0; shift < 32; shift += 8)
-    WriteUint8(static_cast<unsigned char>(value >> shift));
+  WriteLittleEndian(value);
 }
 
 void DataOutputStream::WriteLittleEndianUint64(unsigned long long value) {
-  WriteLittleEndianUint32(static_cast<unsigned>(value));
-  WriteLittleEndianUint32(static_cast<unsigned>(value >> 32));
+  WriteLittleEndian(value);
 }
 
 bool DataOutputStream::IsInSink(const GVectorRef<const unsigned char>& bytes) const {
@@ -41,26 +55,23 @@ bool DataOutputStream::IsInSink(const GVectorRef<const unsigned char>& bytes) co
   return before(bytes.begin(), sink_->end()) && before(sink_->begin(), bytes.end());
 }
 
-unsigned char* DataOutputStream::Extend(int count) {
-  sink_->AdjustLength(sink_->length() + count);
-  return sink_->end() - count;
-}
-
 void DataOutputStream::WriteRawBytes(const GVectorRef<const unsigned char>& bytes) {
-  if (IsInSink(bytes)) return sink_->AppendAll(CopyOf(bytes));
-  sink_->AppendAll(bytes);
+  if (IsInSink(bytes)) return WriteRawBytes(CopyOf(bytes));
+  GMemmove(Extend(bytes.length()), bytes.data(), static_cast<std::size_t>(bytes.length()));
 }
 
 void DataOutputStream::WriteByteBlock(const GVectorRef<const unsigned char>& bytes) {
   if (IsInSink(bytes)) return WriteByteBlock(CopyOf(bytes));
   WriteUint16(static_cast<unsigned short>(bytes.length()));
-  sink_->AppendAll(bytes);
+  WriteRawBytes(bytes);
 }
 
 void DataOutputStream::WriteUtf8String(const GString& text) {
-  GVector<unsigned char> utf8;
-  text->ToUtf8Vector(&utf8);
-  WriteByteBlock(utf8);
+  // Every text has a storage of this kind.
+  const auto& storage = *static_cast<const PosixGStringStorage*>(text.Storage());
+  const int size = storage.Utf8Size();
+  WriteUint16(static_cast<unsigned short>(size));
+  if (size > 0) storage.WriteUtf8(Extend(size));
 }
 
 }  // namespace common_base

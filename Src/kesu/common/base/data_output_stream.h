@@ -34,7 +34,10 @@ class DataOutputStream : public HeapObject {
   }
 
   /// Appends `count` bytes, as a run, for the caller to fill in before anything else is written.
-  unsigned char* Extend(int count);
+  unsigned char* Extend(int count) {
+    sink_->AddElements(count);
+    return sink_->end() - count;
+  }
   void WriteRawBytes(const GVectorRef<const unsigned char>& bytes);
   /// A 16-bit length and the bytes. A block of 65536 bytes or more gets the low 16 bits of its
   /// length, deliberately unchecked: that is the limit of the format.
@@ -50,6 +53,11 @@ class DataOutputStream : public HeapObject {
   GVector<unsigned char>* sink() const { return sink_; }
 
  private:
+  template <typename Number>
+  void WriteBigEndian(Number value);
+  template <typename Number>
+  void WriteLittleEndian(Number value);
+
   GVector<unsigned char>* sink_;
 };
 

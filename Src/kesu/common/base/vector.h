@@ -156,6 +156,10 @@ class GVector : public GTypedVector<T> {
   using GVectorImpl::SetReserve;
 
   /// GVectorImpl's, for elements that are plain bytes.
+  void AddElements(int count) requires(kPlain) { GVectorImpl::AddElements(count); }
+  void Truncate(int length) requires(kPlain) { GVectorImpl::Truncate(length); }
+
+  /// GVectorImpl's, for elements that are plain bytes.
   T* InsertItems(T* position, int count, const T* source) requires(kPlain) {
     return static_cast<T*>(GVectorImpl::InsertItems(position, count, source));
   }

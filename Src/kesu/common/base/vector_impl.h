@@ -54,6 +54,20 @@ class GVectorImpl {
     }
   }
 
+  /// AdjustLength(length() + count), without a call where there is room.
+  void AddElements(int count) {
+    if (count <= capacity_ - length_ && count >= 0) {
+      length_ += count;
+    } else {
+      AdjustLength(length_ + count);
+    }
+  }
+
+  /// Cuts the elements from `length` on off, if there are so many, and keeps the buffer as it is.
+  void Truncate(int length) {
+    if (length >= 0 && length < length_) length_ = length;
+  }
+
   /// AdjustLength, with the new elements filled with zero bytes.
   void AdjustLengthAndZero(int length);
 
