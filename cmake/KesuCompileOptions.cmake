@@ -5,13 +5,14 @@ cmake_path(RELATIVE_PATH PROJECT_SOURCE_DIR BASE_DIRECTORY "${PROJECT_BINARY_DIR
 add_library(kesu_compile_options INTERFACE)
 target_compile_options(kesu_compile_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wno-sign-conversion
-  -Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast
+  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor> $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>
+  $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>
   # Source paths in assertion lines are relative to the repository, also where ccache has made them
   # relative to the build folder.
   "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/="
   "-fmacro-prefix-map=${source_from_build}/="
   # The dynamic linker would never unload a library with such symbols; only g++ makes them.
-  $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
+  $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-fno-gnu-unique>)
 if(KESU_WARNINGS_AS_ERRORS)
   target_compile_options(kesu_compile_options INTERFACE -Werror)
 endif()

@@ -18,6 +18,7 @@ ORDER = [
     "Src/kesu/httptest",
     "Src/dovi",
     "Src/client",
+    "glib",
     "tools/support",
     "tools/kesu",
     "server/geo",

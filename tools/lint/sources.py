@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The C++ files of the project: those git tracks, and new ones it does not ignore.
+"""The C and C++ files of the project: those git tracks, and new ones it does not ignore.
 
 Run as a program it prints them, one a line.
 """
@@ -23,4 +23,4 @@ def project_sources(*suffixes):
 
 
 if __name__ == "__main__":
-    print(*project_sources(".h", ".cc"), sep="\n")
+    print(*project_sources(".h", ".cc", ".c"), sep="\n")

@@ -1,0 +1,19 @@
+#ifndef GLIB_SYNC_WAIT_H_
+#define GLIB_SYNC_WAIT_H_
+
+#include <functional>
+
+#include <gio/gio.h>
+
+#include "client_state.h"
+
+namespace kesu_glib {
+
+/// Starts what is asynchronous with a callback and its data, and waits for its result. On any
+/// thread, whoever runs GLib's default main context, on which the answer comes, or nobody.
+ObjectPointer<GAsyncResult> WaitFor(
+    const std::function<void(GAsyncReadyCallback callback, gpointer user_data)>& start);
+
+}  // namespace kesu_glib
+
+#endif  // GLIB_SYNC_WAIT_H_

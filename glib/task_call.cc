@@ -1,0 +1,89 @@
+#include "task_call.h"
+
+#include <utility>
+
+namespace kesu_glib {
+namespace {
+
+KesuClient* ClientOf(GTask* task) {
+  return KESU_CLIENT(g_task_get_source_object(task));
+}
+
+/// That counters have changed.
+void NotifyOf(GTask* task) {
+  StateOf(ClientOf(task)).NotifySoon(G_OBJECT(ClientOf(task)));
+}
+
+}  // namespace
+
+void TaskCall::Start(ObjectPointer<GTask> task, const std::function<Begin>& begin) {
+  if (g_task_return_error_if_cancelled(task.get())) return;
+  const auto client = StateOf(ClientOf(task.get())).client();
+  if (client == nullptr) {
+    g_task_return_error(task.get(), NewError(ClosedError()));
+    return;
+  }
+  const auto call =
+      std::make_shared<TaskCall>(ObjectPointer<GTask>(G_TASK(g_object_ref(task.get()))));
+  call->WatchCancellable();
+  call->Keep(begin(client.get(), call));
+  NotifyOf(task.get());
+}
+
+ObjectPointer<KesuClient> TaskCall::client() {
+  const std::lock_guard lock(mutex_);
+  if (task_ == nullptr) return nullptr;
+  return ObjectPointer<KesuClient>(KESU_CLIENT(g_object_ref(ClientOf(task_.get()))));
+}
+
+void TaskCall::Keep(kesu::Call call) {
+  const std::lock_guard lock(mutex_);
+  if (task_ != nullptr) std::swap(call_, call);
+}
+
+void TaskCall::WatchCancellable() {
+  GCancellable* const cancellable = g_task_get_cancellable(task_.get());
+  if (cancellable == nullptr) return;
+  const auto destroy = [](gpointer self) { delete static_cast<std::shared_ptr<TaskCall>*>(self); };
+  const std::lock_guard lock(mutex_);
+  cancellation_.reset(g_cancellable_source_new(cancellable));
+  g_source_set_callback(cancellation_.get(), G_SOURCE_FUNC(OnCancelled),
+                        new std::shared_ptr<TaskCall>(shared_from_this()), destroy);
+  g_source_attach(cancellation_.get(), g_task_get_context(task_.get()));
+}
+
+gboolean TaskCall::OnCancelled(GCancellable*, gpointer task_call) {
+  const auto self = *static_cast<std::shared_ptr<TaskCall>*>(task_call);
+  self->Fail(g_error_new_literal(G_IO_ERROR, G_IO_ERROR_CANCELLED, "the call was cancelled"));
+  return G_SOURCE_REMOVE;
+}
+
+void TaskCall::Succeed(gpointer answer, GDestroyNotify destroy) {
+  if (const auto task = End()) {
+    g_task_return_pointer(task.get(), answer, destroy);
+  } else {
+    destroy(answer);
+  }
+}
+
+void TaskCall::Fail(GError* error) {
+  if (const auto task = End()) {
+    g_task_return_error(task.get(), error);
+  } else {
+    g_error_free(error);
+  }
+}
+
+/// The task, for whoever ends the call; null for those who come later.
+ObjectPointer<GTask> TaskCall::End() {
+  std::unique_lock lock(mutex_);
+  auto task = std::move(task_);
+  kesu::Call call = std::move(call_);
+  const SourcePointer cancellation = std::move(cancellation_);
+  lock.unlock();
+  call.Cancel();
+  if (task != nullptr) NotifyOf(task.get());
+  return task;
+}
+
+}  // namespace kesu_glib

@@ -1,0 +1,58 @@
+#ifndef GLIB_TASK_CALL_H_
+#define GLIB_TASK_CALL_H_
+
+#include <functional>
+#include <memory>
+#include <mutex>
+
+#include <gio/gio.h>
+
+#include "client/client.h"
+
+#include "client_state.h"
+
+namespace kesu_glib {
+
+/// A call that a task stands for. The task returns once, on its own main context, where the call is
+/// told its outcome and is cancelled. That context may be run by another thread than the one that
+/// makes the call, and get ahead of it.
+class TaskCall : public std::enable_shared_from_this<TaskCall> {
+ public:
+  /// Makes the call, whose callback holds `task` and ends with Succeed() or Fail().
+  using Begin = kesu::Call(kesu::Client* client, const std::shared_ptr<TaskCall>& task);
+
+  static void Start(ObjectPointer<GTask> task, const std::function<Begin>& begin);
+
+  explicit TaskCall(ObjectPointer<GTask> task) : task_(std::move(task)) {}
+  TaskCall(const TaskCall&) = delete;
+  TaskCall& operator=(const TaskCall&) = delete;
+
+  /// The one that is asked; null when the task has returned.
+  ObjectPointer<KesuClient> client();
+  void Succeed(gpointer answer, GDestroyNotify destroy);
+  void Fail(GError* error);
+
+ private:
+  struct SourceDestroy {
+    void operator()(GSource* source) const {
+      g_source_destroy(source);
+      g_source_unref(source);
+    }
+  };
+  using SourcePointer = std::unique_ptr<GSource, SourceDestroy>;
+
+  void Keep(kesu::Call call);
+  void WatchCancellable();
+  static gboolean OnCancelled(GCancellable* cancellable, gpointer task_call);
+  ObjectPointer<GTask> End();
+
+  std::mutex mutex_;
+  /// Null when it has returned.
+  ObjectPointer<GTask> task_;
+  kesu::Call call_;
+  SourcePointer cancellation_;
+};
+
+}  // namespace kesu_glib
+
+#endif  // GLIB_TASK_CALL_H_
