@@ -1,6 +1,7 @@
 #ifndef KESU_COMMON_NET_PROTO_FIELD_STORAGE_H_
 #define KESU_COMMON_NET_PROTO_FIELD_STORAGE_H_
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <new>
@@ -99,6 +100,8 @@ class RepeatedValues {
   ~RepeatedValues() { Clear(); }
 
   int length() const { return block_ == nullptr ? 0 : block_->length; }
+  /// Whether one more value needs new room.
+  bool is_full() const { return block_ == nullptr || block_->length == block_->capacity; }
   Value* begin() const {
     return block_ == nullptr ? nullptr : reinterpret_cast<Value*>(block_ + 1);
   }
@@ -108,8 +111,23 @@ class RepeatedValues {
   void Append(Value value) { new (AddSlot()) Value(std::move(value)); }
   /// The place for one more value, which the caller makes there.
   void* AddSlot() {
-    if (block_ == nullptr || block_->length == block_->capacity) Grow();
+    if (is_full()) Grow(kFirstCapacity);
     return begin() + block_->length++;
+  }
+  /// Makes room for `more` values, or as many again as there are.
+  void Grow(int more) {
+    const int length = this->length();
+    const int capacity = length + std::max(length, more);
+    const std::size_t size = sizeof(Block) + sizeof(Value) * static_cast<std::size_t>(capacity);
+    auto* block = static_cast<Block*>(common_base::AllocateObject(size));
+    if (length > 0) {
+      common_base::GMemmove(block + 1, block_ + 1,
+                            sizeof(Value) * static_cast<std::size_t>(length));
+      common_base::FreeObject(block_);
+    }
+    block->length = length;
+    block->capacity = capacity;
+    block_ = block;
   }
   void Clear() {
     if (block_ == nullptr) return;
@@ -126,21 +144,6 @@ class RepeatedValues {
   static_assert(alignof(Value) <= sizeof(Block));
   /// Texts often come alone or in twos.
   static constexpr int kFirstCapacity = std::is_same_v<Value, common_base::GString> ? 2 : 4;
-
-  void Grow() {
-    const int length = this->length();
-    const int capacity = length == 0 ? kFirstCapacity : 2 * length;
-    const std::size_t size = sizeof(Block) + sizeof(Value) * static_cast<std::size_t>(capacity);
-    auto* block = static_cast<Block*>(common_base::AllocateObject(size));
-    if (length > 0) {
-      common_base::GMemmove(block + 1, block_ + 1,
-                            sizeof(Value) * static_cast<std::size_t>(length));
-      common_base::FreeObject(block_);
-    }
-    block->length = length;
-    block->capacity = capacity;
-    block_ = block;
-  }
 
   Block* block_ = nullptr;
 };

@@ -113,11 +113,7 @@ void FieldRow::Clear(Message* message) const {
   });
 }
 
-const FieldRow* MessageDescriptor::Find(unsigned short number) const {
-  if (row_count == 0 || number < rows[0].number) return nullptr;
-  // Most classes number their fields without gaps, so the row can be told from the number.
-  const int guess = number - rows[0].number;
-  if (guess < row_count && rows[guess].number == number) return &rows[guess];
+const FieldRow* MessageDescriptor::FindSparse(unsigned short number) const {
   const FieldRow* row = std::lower_bound(
       begin(), end(), number,
       [](const FieldRow& candidate, unsigned short wanted) { return candidate.number < wanted; });

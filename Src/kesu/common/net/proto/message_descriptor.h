@@ -73,13 +73,21 @@ struct MessageDescriptor {
 
   /// Has a table, and Read() is TableMessage's own.
   bool is_read_by_table = false;
+  /// The rows at the start of the table whose numbers follow each other, from that of the first.
+  unsigned short first_number = 0;
+  unsigned short dense_count = 0;
 
   constexpr bool has_table() const { return size != 0; }
 
   constexpr const FieldRow* begin() const { return rows; }
   constexpr const FieldRow* end() const { return rows + row_count; }
   /// Null when there is no such field.
-  const FieldRow* Find(unsigned short number) const;
+  const FieldRow* Find(unsigned short number) const {
+    const unsigned index = number - unsigned{first_number};
+    return index < dense_count ? rows + index : FindSparse(number);
+  }
+  /// The same, without regard to which rows are dense.
+  const FieldRow* FindSparse(unsigned short number) const;
 };
 
 }  // namespace common_net_proto

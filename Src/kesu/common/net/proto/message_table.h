@@ -113,14 +113,25 @@ struct MessageTable {
   template <typename T>
   static constexpr MessageDescriptor Describe(const char* name) {
     static_assert(StartsWithMessage<T>(), "TableMessage must be the first base of a message");
-    return {name,     kRows<T>.data(), static_cast<int>(kRows<T>.size()),
-            &Make<T>, sizeof(T),       std::is_same_v<decltype(ReaderOf(&T::Read)), TableMessage>};
+    constexpr bool kIsReadByTable = std::is_same_v<decltype(ReaderOf(&T::Read)), TableMessage>;
+    const auto& rows = kRows<T>;
+    const unsigned short first = rows.empty() ? 0 : rows.begin()->number;
+    return {name,     rows.data(),     static_cast<int>(rows.size()),
+            &Make<T>, sizeof(T),       kIsReadByTable,
+            first,    CountDense(rows)};
   }
 
  private:
   /// The class whose Read() it is.
   template <typename T>
   static T ReaderOf(bool (T::*read)(Message::DataInputStream*, const ExtensionRegistry*));
+
+  template <std::size_t count>
+  static constexpr unsigned short CountDense(const std::array<FieldRow, count>& rows) {
+    unsigned short dense = 0;
+    while (dense < count && rows[dense].number == rows[0].number + dense) ++dense;
+    return dense;
+  }
 
   template <typename T>
   static Message* Make() {

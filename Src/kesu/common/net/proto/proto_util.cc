@@ -1,11 +1,14 @@
 #include "kesu/common/net/proto/proto_util.h"
 
 #include "kesu/common/base/posix_string_storage.h"
+#include "kesu/common/net/proto/varint.h"
 #include "kesu/common/net/proto/wire_type.h"
 
 using common_base::ByteVector;
 using common_base::DataInputStream;
 using common_base::GVector;
+using common_net_proto::kContinuationBit;
+using common_net_proto::kPayloadBits;
 using common_net_proto::kWireEndGroup;
 using common_net_proto::kWireFixed32;
 using common_net_proto::kWireFixed64;
@@ -18,8 +21,6 @@ using common_net_proto::kWireVarint;
 namespace {
 
 constexpr unsigned char kPayloadMask = 0x7F;
-constexpr unsigned char kContinuationBit = 0x80;
-constexpr int kPayloadBits = 7;
 constexpr int kLastVarintShift = 63;
 
 /// The numbers of the groups that are open, outermost first. Unlike a bare vector it keeps its room
