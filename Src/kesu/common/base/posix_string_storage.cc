@@ -1,18 +1,15 @@
 #include "kesu/common/base/posix_string_storage.h"
 
 #include <algorithm>
-#include <array>
 #include <climits>
-#include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <string_view>
 
 #include <unicode/coll.h>
 #include <unicode/ustring.h>
 #include <unicode/utf16.h>
 
-#include "kesu/common/base/object_region.h"
+#include "kesu/common/base/utf8.h"
 
 namespace common_base {
 namespace {
@@ -20,10 +17,8 @@ namespace {
 constexpr int kNoCodeUnit = 0xFFFF;
 constexpr int kMaxUtf8BytesPerCodePoint = 4;
 constexpr int kMaxUnits = 1 << 30;
-constexpr char32_t kReplacementCharacter = 0xFFFD;
-constexpr int kWord = sizeof(std::uint64_t);
-constexpr std::uint64_t kNotAsciiBytes = 0x8080'8080'8080'8080;
-constexpr std::uint64_t kNotAsciiUnits = 0xFF80'FF80'FF80'FF80;
+/// Longer texts are decoded where they stay.
+constexpr int kPiece = 256;
 
 icu::Collator* shared_collator = nullptr;
 int shared_collator_holders = 0;
@@ -53,156 +48,6 @@ icu::UnicodeString Encode(unsigned code_point) {
   return icu::UnicodeString().append(static_cast<UChar32>(code_point));
 }
 
-std::uint64_t WordAt(const void* bytes) {
-  std::uint64_t word = 0;
-  std::memcpy(&word, bytes, kWord);
-  return word;
-}
-
-bool IsAscii(const char* bytes, int size) {
-  std::uint64_t all = 0;
-  const char* end = bytes + size;
-  for (; end - bytes >= kWord; bytes += kWord) all |= WordAt(bytes);
-  for (; bytes != end; ++bytes) all |= static_cast<unsigned char>(*bytes);
-  return (all & kNotAsciiBytes) == 0;
-}
-
-bool IsTrailByte(char byte) {
-  return (byte & 0xC0) == 0x80;
-}
-
-/// Whether the bytes are well-formed UTF-8 of characters below U+10000.
-bool IsPlain(const char* bytes, int size) {
-  const auto is_trail_at = [=](int i) { return i < size && IsTrailByte(bytes[i]); };
-  for (int i = 0; i < size;) {
-    const auto lead = static_cast<unsigned char>(bytes[i]);
-    if (lead < 0x80) {
-      ++i;
-    } else if (lead >= 0xC2 && lead < 0xE0 && is_trail_at(i + 1)) {
-      i += 2;
-    } else if (lead >= 0xE0 && lead < 0xF0 && is_trail_at(i + 1) && is_trail_at(i + 2)) {
-      const auto second = static_cast<unsigned char>(bytes[i + 1]);
-      const bool is_overlong = lead == 0xE0 && second < 0xA0;
-      const bool is_surrogate = lead == 0xED && second >= 0xA0;
-      if (is_overlong || is_surrogate) return false;
-      i += 3;
-    } else {
-      return false;
-    }
-  }
-  return true;
-}
-
-/// Decodes the ASCII that the bytes start with, and returns how much that is.
-int WidenAscii(const char* bytes, int size, char16_t* units) {
-  int i = 0;
-  for (; size - i >= kWord && (WordAt(bytes + i) & kNotAsciiBytes) == 0; i += kWord) {
-    // Of its own, so that the compiler knows that the two do not overlap.
-    std::array<char16_t, kWord> wide;
-    for (int k = 0; k < kWord; ++k) wide[k] = static_cast<unsigned char>(bytes[i + k]);
-    std::memcpy(units + i, wide.data(), sizeof wide);
-  }
-  for (; i < size && static_cast<signed char>(bytes[i]) >= 0; ++i) {
-    units[i] = static_cast<char16_t>(bytes[i]);
-  }
-  return i;
-}
-
-/// Decodes UTF-8 that IsPlain().
-int DecodePlain(const char* bytes, int size, char16_t* units) {
-  const auto low_bits = [bytes](int i) { return bytes[i] & 0x3F; };
-  int count = 0;
-  for (int i = 0; i < size;) {
-    const int ascii = WidenAscii(bytes + i, size - i, units + count);
-    i += ascii;
-    count += ascii;
-    if (i == size) break;
-    if (static_cast<unsigned char>(bytes[i]) < 0xE0) {
-      units[count++] = static_cast<char16_t>((bytes[i] & 0x1F) << 6 | low_bits(i + 1));
-      i += 2;
-    } else {
-      units[count++] =
-          static_cast<char16_t>((bytes[i] & 0xF) << 12 | low_bits(i + 1) << 6 | low_bits(i + 2));
-      i += 3;
-    }
-  }
-  return count;
-}
-
-/// Decodes UTF-8 to `units`, where there is room for as many units as bytes, and returns their
-/// number.
-int DecodeUtf8(const char* bytes, int size, char16_t* units) {
-  const int i = WidenAscii(bytes, size, units);
-  if (i == size) return size;
-  int rest = 0;
-  UErrorCode status = U_ZERO_ERROR;
-  u_strFromUTF8WithSub(units + i, size - i, &rest, bytes + i, size - i, kReplacementCharacter,
-                       nullptr, &status);
-  return i + rest;
-}
-
-/// Whether the kWord units from there on are ASCII.
-bool IsAsciiUnits(const char16_t* units) {
-  return ((WordAt(units) | WordAt(units + kWord / 2)) & kNotAsciiUnits) == 0;
-}
-
-/// Writes the kWord units from there on as a byte each.
-void NarrowAscii(const char16_t* units, unsigned char* out) {
-  for (int half = 0; half < 2; ++half) {
-    // Each unit in the low half of its 16 bits moves beside its neighbour, and those two beside the
-    // next two, whichever end of the word comes first.
-    std::uint64_t word = WordAt(units + half * kWord / 2);
-    word = (word | word >> 8) & 0x0000'FFFF'0000'FFFF;
-    word = (word | word >> 16) & 0xFFFF'FFFF;
-    const auto four = static_cast<std::uint32_t>(word);
-    std::memcpy(out + half * kWord / 2, &four, sizeof four);
-  }
-}
-
-int CountPairs(const char16_t* units, int count) {
-  int pairs = 0;
-  for (int i = 0; i + 1 < count; ++i) {
-    if (!U16_IS_LEAD(units[i]) || !U16_IS_TRAIL(units[i + 1])) continue;
-    ++pairs;
-    ++i;
-  }
-  return pairs;
-}
-
-int SizeAsUtf8(const char16_t* units, int count) {
-  int size = count;
-  bool has_surrogate = false;
-  for (int i = 0; i < count;) {
-    const int stop = std::min(i + kWord, count);
-    if (stop == i + kWord && IsAsciiUnits(units + i)) {
-      i = stop;
-      continue;
-    }
-    for (; i < stop; ++i) {
-      if (units[i] < 0x80) continue;
-      size += units[i] < 0x800 ? 1 : 2;
-      has_surrogate |= U16_IS_SURROGATE(units[i]);
-    }
-  }
-  // Half a pair counts as the three bytes of U+FFFD, and a pair has four.
-  return has_surrogate ? size - 2 * CountPairs(units, count) : size;
-}
-
-/// Writes the well-formed form of one code point, and returns where it ends.
-unsigned char* EncodeUtf8(char32_t c, unsigned char* out) {
-  if (c < 0x80) {
-    *out++ = static_cast<unsigned char>(c);
-    return out;
-  }
-  const int trail_bytes = c < 0x800 ? 1 : c < 0x10000 ? 2 : 3;
-  // As many ones at the top as bytes, and a zero.
-  *out++ = static_cast<unsigned char>((0xFF80U >> trail_bytes) | c >> 6 * trail_bytes);
-  for (int i = trail_bytes - 1; i >= 0; --i) {
-    *out++ = static_cast<unsigned char>(0x80 | (c >> 6 * i & 0x3F));
-  }
-  return out;
-}
-
 }  // namespace
 
 GStringStorage* NewGStringStorage() {
@@ -213,20 +58,14 @@ GStringStorage* NewGStringStorageFromUtf8(const char* utf8, int length) {
   return PosixGStringStorage::New(utf8, length);
 }
 
-void* PosixGStringStorage::operator new(std::size_t size, int utf8_length) {
-  const std::size_t behind = std::max(utf8_length - static_cast<int>(sizeof units_), 0);
-  return ObjectRegion::Allocate(size + behind);
-}
-
 PosixGStringStorage* PosixGStringStorage::New(const char* utf8, int length) {
   if (static_cast<unsigned>(length) > kLongestUtf8) {
     auto* decoded = new PosixGStringStorage;
     decoded->AppendUtf8String(utf8, length);
     return decoded;
   }
-  auto* storage = new (length) PosixGStringStorage;
-  storage->set_size(length);
-  storage->form_ = kUnread;
+  const int behind = std::max(length - static_cast<int>(sizeof units_), 0);
+  auto* storage = new (behind) PosixGStringStorage(length);
   std::memcpy(storage->bytes(), utf8, static_cast<std::size_t>(length));
   return storage;
 }
@@ -246,14 +85,19 @@ void PosixGStringStorage::set_unit_count(int count) const {
 }
 
 PosixGStringStorage::Form PosixGStringStorage::LookAtBytes() const {
-  if (IsAscii(bytes(), size())) {
-    form_ = kAscii;
-  } else if (IsPlain(bytes(), size())) {
-    form_ = kPlain;
-  } else {
-    Decode();
+  if (!IsAsciiText()) {
+    if (IsPlainUtf8(bytes(), size())) {
+      form_ = kPlain;
+    } else {
+      Decode();
+    }
   }
   return static_cast<Form>(form_);
+}
+
+bool PosixGStringStorage::IsAsciiText() const {
+  if (form_ == kUnread && IsAscii(bytes(), size())) form_ = kAscii;
+  return form_ == kAscii;
 }
 
 icu::UnicodeString PosixGStringStorage::Alias() const {
@@ -270,21 +114,26 @@ PosixGStringStorage::Block* PosixGStringStorage::NewBlock(long long capacity) {
 }
 
 void PosixGStringStorage::Decode() const {
-  const bool is_plain = form_ != kUnread;
-  const int room = is_plain ? Length() : size();
-  if (room <= kInlineUnits) {
-    char16_t units[kInlineUnits * kMaxUtf8BytesPerCodePoint];
-    set_size(DecodeUtf8(bytes(), size(), units));
-    std::copy_n(units, size(), units_);
+  char16_t piece[kPiece];
+  Block* block = nullptr;
+  if (size() > kPiece) {
+    const bool is_plain = form_ != kUnread || IsPlainUtf8(bytes(), size());
+    block = NewBlock(is_plain ? CountPlainUnits(bytes(), size()) : size());
+  }
+  const DecodedUtf8 decoded = DecodeUtf8(bytes(), size(), block == nullptr ? piece : block->units);
+  if (block == nullptr && decoded.count > kInlineUnits) {
+    block = NewBlock(decoded.count);
+    std::copy_n(piece, decoded.count, block->units);
+  }
+  if (block == nullptr) {
+    std::copy_n(piece, decoded.count, units_);
   } else {
-    Block* block = NewBlock(room);
-    block->length = is_plain ? DecodePlain(bytes(), size(), block->units)
-                             : DecodeUtf8(bytes(), size(), block->units);
     block_ = block;
     has_block_ = true;
   }
+  set_unit_count(decoded.count);
   form_ = kUnits;
-  has_no_pair_ = is_plain;
+  has_no_pair_ = decoded.is_plain;
 }
 
 void PosixGStringStorage::Splice(int start, int end, const char16_t* units, int count) {
@@ -324,10 +173,9 @@ void PosixGStringStorage::AppendGString(const GString& other) {
 
 void PosixGStringStorage::AppendUtf8String(const char* text, int length) {
   const int size = length == -1 ? static_cast<int>(std::strlen(text)) : length;
-  constexpr int kPiece = 256;
   if (size <= kPiece) {
     char16_t units[kPiece];
-    return Append(units, DecodeUtf8(text, size, units));
+    return Append(units, DecodeUtf8(text, size, units).count);
   }
   const icu::UnicodeString decoded = icu::UnicodeString::fromUTF8(icu::StringPiece(text, size));
   Append(decoded.getBuffer(), decoded.length());
@@ -384,9 +232,7 @@ bool PosixGStringStorage::IsEmpty() const {
 int PosixGStringStorage::Length() const {
   const Form form = Look();
   if (form == kAscii) return size();
-  if (form == kPlain) {
-    return static_cast<int>(size() - std::count_if(bytes(), bytes() + size(), IsTrailByte));
-  }
+  if (form == kPlain) return CountPlainUnits(bytes(), size());
   const Units units = Read();
   if (has_no_pair_) return units.length;
   const int pairs = CountPairs(units.data, units.length);
@@ -394,32 +240,24 @@ int PosixGStringStorage::Length() const {
   return units.length - pairs;
 }
 
-int PosixGStringStorage::SizeOfUnitsAsUtf8() const {
+PosixGStringStorage::Units PosixGStringStorage::WritableUnits() const {
   const Units units = Read();
-  return SizeAsUtf8(units.data, has_no_pair_ ? units.length : Length());
+  return {units.data, has_no_pair_ ? units.length : Length()};
+}
+
+int PosixGStringStorage::SizeOfUnitsAsUtf8() const {
+  const Units units = WritableUnits();
+  return SizeAsUtf8(units.data, units.length);
 }
 
 void PosixGStringStorage::WriteUnitsAsUtf8(unsigned char* out) const {
-  const Units text = Read();
-  const char16_t* units = text.data;
-  const int end = has_no_pair_ ? text.length : Length();
-  for (int i = 0; i < end;) {
-    if (end - i >= kWord && IsAsciiUnits(units + i)) {
-      NarrowAscii(units + i, out);
-      out += kWord;
-      i += kWord;
-      continue;
-    }
-    for (const int stop = std::min(i + kWord, end); i < stop;) {
-      if (units[i] < 0x80) {
-        *out++ = static_cast<unsigned char>(units[i++]);
-        continue;
-      }
-      char32_t c = 0;
-      U16_NEXT_OR_FFFD(units, i, end, c);
-      out = EncodeUtf8(c, out);
-    }
-  }
+  const Units units = WritableUnits();
+  WriteAsUtf8(units.data, units.length, out);
+}
+
+unsigned char* PosixGStringStorage::WriteUnitsAsUtf8Before(unsigned char* end) const {
+  const Units units = WritableUnits();
+  return WriteAsUtf8Before(units.data, units.length, end);
 }
 
 void PosixGStringStorage::ToUtf8Vector(GVector<unsigned char>* out) const {
@@ -487,7 +325,7 @@ GString PosixGStringStorage::NewString(const char16_t* units, int length) {
 
 /// The `length` units from `start`, which is not negative, or as many as there are.
 GString PosixGStringStorage::Part(int start, int length) const {
-  const bool is_ascii = Look() == kAscii;
+  const bool is_ascii = IsAsciiText();
   const int available = (is_ascii ? size() : Read().length) - start;
   const int count = std::min(length, available);
   if (count <= 0) return GString();
@@ -521,7 +359,7 @@ int PosixGStringStorage::IndexOf(const GString& needle) const {
 
 int PosixGStringStorage::CodePointAt(int index) const {
   const auto at = static_cast<unsigned>(index);
-  if (Look() == kAscii) return at >= size_ ? kNoCodeUnit : bytes()[index];
+  if (IsAsciiText()) return at >= size_ ? kNoCodeUnit : bytes()[index];
   const Units units = Read();
   return at >= static_cast<unsigned>(units.length) ? kNoCodeUnit : units.data[index];
 }

@@ -7,6 +7,7 @@
 
 #include "kesu/common/base/gstring.h"
 #include "kesu/common/base/string_storage.h"
+#include "kesu/common/base/utf8.h"
 
 #pragma GCC visibility push(hidden)
 namespace common_base {
@@ -67,6 +68,16 @@ class PosixGStringStorage final : public GStringStorage {
     if (Look() == kUnits) return WriteUnitsAsUtf8(out);
     std::memcpy(out, bytes(), static_cast<std::size_t>(size()));
   }
+  /// For writers that go from the end to the start: puts those bytes in front of `end`, where there
+  /// is room for Utf8Room(), and yields where they start.
+  long long Utf8Room() const {
+    return Look() == kUnits ? static_cast<long long>(Read().length) * kMaxUtf8BytesPerUnit : size();
+  }
+  unsigned char* WriteUtf8Before(unsigned char* end) const {
+    if (Look() == kUnits) return WriteUnitsAsUtf8Before(end);
+    return static_cast<unsigned char*>(
+        std::memcpy(end - size(), bytes(), static_cast<std::size_t>(size())));
+  }
 
  private:
   enum Form : unsigned {
@@ -90,8 +101,13 @@ class PosixGStringStorage final : public GStringStorage {
   static constexpr int kSizeBits = 27;
   static constexpr unsigned kLongestUtf8 = (1U << kSizeBits) - 1;
 
-  /// With room for so many bytes of UTF-8.
-  static void* operator new(std::size_t size, int utf8_length);
+  /// UTF-8 of so many bytes, which the caller puts there.
+  explicit PosixGStringStorage(int utf8_size)
+      : size_(static_cast<unsigned>(utf8_size) & kLongestUtf8), form_(kUnread) {}
+  /// With so many bytes of room behind the object.
+  static void* operator new(std::size_t size, int behind) {
+    return AllocateObject(size + static_cast<std::size_t>(behind));
+  }
   static void operator delete(void* object, int) { FreeObject(object); }
 
   static const PosixGStringStorage& Of(const GString& text) {
@@ -110,12 +126,17 @@ class PosixGStringStorage final : public GStringStorage {
   /// Looks at the text; after that it is ASCII, plain UTF-8, or units.
   Form Look() const { return form_ == kUnread ? LookAtBytes() : static_cast<Form>(form_); }
   Form LookAtBytes() const;
+  /// Whether it is ASCII and has not been decoded.
+  bool IsAsciiText() const;
   Units Read() const {
-    if (Look() != kUnits) Decode();
+    if (form_ != kUnits) Decode();
     return {unit_data(), has_block_ ? block_->length : size()};
   }
+  /// Those that UTF-8 is made of: as many as there are code points.
+  Units WritableUnits() const;
   int SizeOfUnitsAsUtf8() const;
   void WriteUnitsAsUtf8(unsigned char* out) const;
+  unsigned char* WriteUnitsAsUtf8Before(unsigned char* end) const;
   /// The text for ICU, good until the next edit.
   icu::UnicodeString Alias() const;
   void Decode() const;

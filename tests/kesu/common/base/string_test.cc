@@ -76,10 +76,15 @@ TEST_CASE("UTF-8 is decoded, and written up to as many units as there are code p
        "a\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBDq\xEF\xBF\xBD"},
       {"\xED\xA0\x80\xF4\x90", u"\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD",
        "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"},
-      {"\xE0\x80\xF8\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD",
+      {"\xE0\x9F\xC1\xBF", u"\uFFFD\uFFFD\uFFFD\uFFFD",
        "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"},
+      {"\xC2\x80\xDF\xBF\xE0\xA0\x80\xF8", u"\u0080\u07FF\u0800\uFFFD",
+       "\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBD"},
       {"\xED\x9F\xBF\xEE\x80\x80\xEF\xBF\xBE", u"\uD7FF\uE000\uFFFE"},
       {std::string(100, 'x') + "\xC3\xA9", std::u16string(100, u'x') + u"\u00E9"},
+      {std::string(300, 'x') + "\xC3\xA9", std::u16string(300, u'x') + u"\u00E9"},
+      {"\xC3" + std::string(300, 'x'), u"\uFFFD" + std::u16string(300, u'x'),
+       "\xEF\xBF\xBD" + std::string(300, 'x')},
   };
   for (const auto& c : kCases) {
     CAPTURE(c.utf8);

@@ -11,6 +11,7 @@
 #include "kesu/common/net/proto/field_access.h"
 #include "kesu/common/net/proto/message_descriptor.h"
 #include "kesu/common/net/proto/proto_util.h"
+#include "kesu/common/net/proto/varint.h"
 #include "kesu/common/net/proto/wire_type.h"
 
 namespace common_net_proto {
@@ -52,9 +53,16 @@ class BackwardBuffer {
     first_ -= count;
     return first_;
   }
-  void PutVarint(unsigned long long value) {
-    if (value >= kContinuationBit) return PutLongVarint(value);
-    *Prepend(1) = static_cast<unsigned char>(value);
+  [[gnu::always_inline]] void PutVarint(unsigned long long value) {
+    if (value >= kContinuationBit || first_ == begin_) return PutLongVarint(value);
+    *--first_ = static_cast<unsigned char>(value);
+  }
+  void PutText(const PosixGStringStorage& text) {
+    // Room for the most that it can be, unless that would be far too much.
+    const long long room = text.Utf8Room();
+    if (room > kUsualBytes) return text.WriteUtf8(Prepend(text.Utf8Size()));
+    if (first_ - begin_ < room) Grow(static_cast<int>(room));
+    first_ = text.WriteUtf8Before(first_);
   }
   void PutLittleEndian(unsigned long long value, int width) {
     unsigned char* const out = Prepend(width);
@@ -63,14 +71,12 @@ class BackwardBuffer {
 
  private:
   static constexpr int kUsualBytes = 1024;
-  static constexpr unsigned kContinuationBit = 0x80;
-  static constexpr int kPayloadBits = 7;
 
   static int VarintSize(unsigned long long value) {
     return (static_cast<int>(std::bit_width(value)) + kPayloadBits - 1) / kPayloadBits;
   }
 
-  void PutLongVarint(unsigned long long value) {
+  [[gnu::noinline]] void PutLongVarint(unsigned long long value) {
     unsigned char* out = Prepend(VarintSize(value));
     for (; value >= kContinuationBit; value >>= kPayloadBits) {
       *out++ = static_cast<unsigned char>(value | kContinuationBit);
@@ -141,9 +147,9 @@ void PrependField(const FieldRow& row, const Message& message, BackwardBuffer* o
       });
     case FieldKind::kString:
       return ForEachValueFromBack<GString>(row, message, [&](const GString& text) {
-        const int size = StorageOf(text).Utf8Size();
-        StorageOf(text).WriteUtf8(out->Prepend(size));
-        out->PutVarint(static_cast<unsigned>(size));
+        const int behind = out->length();
+        out->PutText(StorageOf(text));
+        out->PutVarint(static_cast<unsigned>(out->length() - behind));
         out->PutVarint(Key(row, kWireLengthDelimited));
       });
     case FieldKind::kMessage:
