@@ -1,6 +1,7 @@
 #ifndef KESU_TOOL_ANSWER_H_
 #define KESU_TOOL_ANSWER_H_
 
+#include <cstddef>
 #include <string>
 
 #include "client/client.h"
@@ -21,15 +22,23 @@ struct Answer {
   bool is_complaint = false;
 };
 
-/// Tells one lookup of several from the others: "lookup 2". Empty where there is no need.
-using Label = std::string;
+/// Tells one lookup of several from the others.
+struct Label {
+  /// "lookup 2", say; empty where there is no need.
+  std::string words = {};
+  /// Of standard input, from 1; 0 where the question was not read from there.
+  std::size_t line = 0;
+};
 
 Answer LocationAnswer(Format format, const Label& label, const kesu::LocateResult& result,
                       const std::string& platform_key);
-Answer PlaceAnswer(Format format, const kesu::Point& point, const kesu::ReverseResult& result);
+Answer PlaceAnswer(Format format, const Label& label, const kesu::Point& point,
+                   const kesu::ReverseResult& result);
+/// To a question of which no more is known than its label.
+Answer FailureAnswer(Format format, const Label& label, const kesu::Error& error);
 
-/// For people, why a lookup failed.
-std::string DescribeFailure(const kesu::Error& error);
+/// With spaces for control characters and for what is no UTF-8.
+std::string Printable(const std::string& text);
 
 }  // namespace kesu_tool
 

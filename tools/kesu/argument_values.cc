@@ -3,31 +3,25 @@
 #include <algorithm>
 #include <charconv>
 #include <cstddef>
+#include <initializer_list>
 #include <span>
 #include <vector>
 
 #include <glib.h>
+
+#include "tools/kesu/value_ranges.h"
 
 namespace kesu_tool {
 namespace {
 
 struct IntegerField {
   const char* name;
-  int smallest;
-  int largest;
+  IntegerRange range;
 };
 
 constexpr IntegerField kCellFields[] = {
-    {"MCC", 1, 999},
-    {"MNC", 0, 999},
-    // A tracking area code has up to 24 bits, a cell identity up to 28.
-    {"AREA", 0, (1 << 24) - 1},
-    {"CELL", 0, (1 << 28) - 1},
-};
-constexpr IntegerField kSignalStrength = {"DBM", -200, 20};
-
-constexpr double kLargestLatitude = 90;
-constexpr double kLargestLongitude = 180;
+    {"MCC", kMccRange}, {"MNC", kMncRange}, {"AREA", kAreaRange}, {"CELL", kCellRange}};
+constexpr IntegerField kSignalStrength = {"DBM", kSignalDbmRange};
 
 constexpr double kLongestTimeoutSeconds = 24 * 60 * 60;
 constexpr int kMillisecondsPerSecond = 1000;
@@ -36,10 +30,18 @@ constexpr std::size_t kMacPairs = 6;
 /// Two digits and a separator for each pair but the last.
 constexpr std::size_t kMacLength = kMacPairs * 3 - 1;
 
+/// The beginning, of a very long one.
 std::string Quoted(std::string_view word) {
+  constexpr std::size_t kMostBytes = 200;
   std::string quoted(1, '"');
-  quoted += word;
-  return quoted += '"';
+  quoted += word.substr(0, kMostBytes);
+  return quoted += word.size() > kMostBytes ? "\"..." : "\"";
+}
+
+std::string_view Trimmed(std::string_view text) {
+  constexpr std::string_view kBlanks = " \t";
+  text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
+  return text.substr(0, text.find_last_not_of(kBlanks) + 1);
 }
 
 std::vector<std::string_view> SplitAtCommas(std::string_view word) {
@@ -65,13 +67,13 @@ std::optional<Number> ParseNumber(std::string_view text) {
 bool ParseInteger(const IntegerField& field, std::string_view text, int* value,
                   std::string* error) {
   const std::optional<int> number = ParseNumber<int>(text);
-  if (number && *number >= field.smallest && *number <= field.largest) {
+  if (number && *number >= field.range.smallest && *number <= field.range.largest) {
     *value = *number;
     return true;
   }
   *error = std::string(field.name) + " must be a whole number from " +
-           std::to_string(field.smallest) + " to " + std::to_string(field.largest) + ", not " +
-           Quoted(text);
+           std::to_string(field.range.smallest) + " to " + std::to_string(field.range.largest) +
+           ", not " + Quoted(text);
   return false;
 }
 
@@ -95,24 +97,29 @@ bool ParseDegrees(const char* name, double largest, std::string_view text, doubl
   return false;
 }
 
-std::optional<std::string> CanonicalMac(std::string_view text) {
-  if (text.size() != kMacLength) return std::nullopt;
-  const char separator = text[2];
-  if (separator != ':' && separator != '-') return std::nullopt;
-  std::string mac;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const bool is_separator = i % 3 == 2;
-    if (is_separator ? text[i] != separator : !g_ascii_isxdigit(text[i])) return std::nullopt;
-    mac += is_separator ? '-' : g_ascii_toupper(text[i]);
-  }
-  return mac;
-}
-
 /// Whether there is a host, without spaces and control characters, which a URL may escape.
 bool IsPlain(const char* host) {
   const std::string_view name = host == nullptr ? "" : host;
   return !name.empty() && std::none_of(name.begin(), name.end(),
                                        [](char c) { return c == ' ' || g_ascii_iscntrl(c); });
+}
+
+std::string WithoutSlash(std::string_view url) {
+  return std::string(url.substr(0, url.size() - (url.ends_with('/') ? 1 : 0)));
+}
+
+/// Whether a URL has one of these schemes, a host, perhaps a port, and nothing else but a user.
+bool IsHostAlone(const std::string& url, std::initializer_list<std::string_view> schemes,
+                 bool may_name_user) {
+  GUri* const uri = g_uri_parse(url.c_str(), G_URI_FLAGS_NONE, nullptr);
+  if (uri == nullptr) return false;
+  const auto* const scheme = std::find(schemes.begin(), schemes.end(), g_uri_get_scheme(uri));
+  const bool is_host_alone = scheme != schemes.end() && IsPlain(g_uri_get_host(uri)) &&
+                             *g_uri_get_path(uri) == 0 && g_uri_get_query(uri) == nullptr &&
+                             g_uri_get_fragment(uri) == nullptr &&
+                             (may_name_user || g_uri_get_userinfo(uri) == nullptr);
+  g_uri_unref(uri);
+  return is_host_alone;
 }
 
 }  // namespace
@@ -135,9 +142,22 @@ std::optional<kesu::Cell> ParseCell(std::string_view word, std::string* error) {
   return cell;
 }
 
+std::optional<std::string> ParseMac(std::string_view text) {
+  if (text.size() != kMacLength) return std::nullopt;
+  const char separator = text[2];
+  if (separator != ':' && separator != '-') return std::nullopt;
+  std::string mac;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool is_separator = i % 3 == 2;
+    if (is_separator ? text[i] != separator : !g_ascii_isxdigit(text[i])) return std::nullopt;
+    mac += is_separator ? '-' : g_ascii_toupper(text[i]);
+  }
+  return mac;
+}
+
 std::optional<kesu::AccessPoint> ParseAccessPoint(std::string_view word, std::string* error) {
   const std::vector<std::string_view> parts = SplitAtCommas(word);
-  const std::optional<std::string> mac = CanonicalMac(parts.front());
+  const std::optional<std::string> mac = ParseMac(parts.front());
   if (!mac || parts.size() > 2) {
     *error =
         "an access point is MAC or MAC,DBM with a MAC like 00-00-5E-00-53-01, not " + Quoted(word);
@@ -158,8 +178,8 @@ std::optional<kesu::Point> ParsePoint(std::string_view word, std::string* error)
     return std::nullopt;
   }
   kesu::Point point;
-  if (!ParseDegrees("LAT", kLargestLatitude, parts[0], &point.latitude, error) ||
-      !ParseDegrees("LON", kLargestLongitude, parts[1], &point.longitude, error)) {
+  if (!ParseDegrees("LAT", kLargestLatitude, Trimmed(parts[0]), &point.latitude, error) ||
+      !ParseDegrees("LON", kLargestLongitude, Trimmed(parts[1]), &point.longitude, error)) {
     return std::nullopt;
   }
   return point;
@@ -175,20 +195,19 @@ std::optional<int> ParseTimeout(std::string_view word, std::string* error) {
   return std::nullopt;
 }
 
-std::optional<std::string> ParseServer(const std::string& word, std::string* error) {
-  const std::string_view text = word;
-  const std::string server(text.substr(0, text.size() - (text.ends_with('/') ? 1 : 0)));
-  GUri* const uri = g_uri_parse(server.c_str(), G_URI_FLAGS_NONE, nullptr);
-  bool is_host_alone = false;
-  if (uri != nullptr) {
-    const std::string_view scheme = g_uri_get_scheme(uri);
-    const char* const host = g_uri_get_host(uri);
-    is_host_alone = (scheme == "http" || scheme == "https") && IsPlain(host) &&
-                    *g_uri_get_path(uri) == 0 && g_uri_get_query(uri) == nullptr &&
-                    g_uri_get_fragment(uri) == nullptr && g_uri_get_userinfo(uri) == nullptr;
-    g_uri_unref(uri);
+std::optional<std::string> ParseProxy(const std::string& word, std::string* error) {
+  const std::string proxy = WithoutSlash(word);
+  if (IsHostAlone(proxy, {"http", "https", "socks4", "socks4a", "socks5", "socks5h"}, true)) {
+    return proxy;
   }
-  if (is_host_alone) return server;
+  *error = "the proxy is http://HOST:PORT, or https, socks4, socks4a, socks5 or socks5h, not " +
+           Quoted(word);
+  return std::nullopt;
+}
+
+std::optional<std::string> ParseServer(const std::string& word, std::string* error) {
+  const std::string server = WithoutSlash(word);
+  if (IsHostAlone(server, {"http", "https"}, false)) return server;
   *error = "the server is http://HOST:PORT or https://HOST:PORT, not " + Quoted(word);
   return std::nullopt;
 }

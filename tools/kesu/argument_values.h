@@ -18,11 +18,17 @@ std::optional<kesu::Cell> ParseCell(std::string_view word, std::string* error);
 /// "MAC" or "MAC,DBM". The pairs of a MAC are separated by colons or dashes, in any case.
 std::optional<kesu::AccessPoint> ParseAccessPoint(std::string_view word, std::string* error);
 
-/// "LAT,LON"
+/// A MAC address with colons or dashes, in the form with dashes.
+std::optional<std::string> ParseMac(std::string_view text);
+
+/// "LAT,LON", with spaces around the numbers where wanted.
 std::optional<kesu::Point> ParsePoint(std::string_view word, std::string* error);
 
 /// "SECONDS", with a fraction where wanted. Yields milliseconds, at least one.
 std::optional<int> ParseTimeout(std::string_view word, std::string* error);
+
+/// "http://PROXY:PORT", or one of libcurl's other schemes of proxies.
+std::optional<std::string> ParseProxy(const std::string& word, std::string* error);
 
 /// "http://HOST:PORT" or with https. Yields it without a slash at the end.
 std::optional<std::string> ParseServer(const std::string& word, std::string* error);

@@ -12,6 +12,14 @@ namespace {
 using Words = std::vector<std::string>;
 
 constexpr char kNextLookup[] = "--next";
+constexpr char kStandardInput[] = "-";
+
+/// Whether it is the only word.
+bool IsInputAlone(const Words& words, std::string* error) {
+  if (words == Words{kStandardInput}) return true;
+  *error = "what is asked is either all on the command line or, with -, on standard input";
+  return false;
+}
 
 /// Parses each of `words` and appends its value to `values`.
 template <typename Value, typename Parse>
@@ -30,7 +38,7 @@ bool ParseLast(const OptionWords& options, const char* name, Parse parse, Value*
                std::string* error) {
   const std::optional<std::string> word = options.Last(name);
   if (!word) return true;
-  const std::optional<Value> parsed = parse(*word, error);
+  const auto parsed = parse(*word, error);
   if (parsed) *value = *parsed;
   return parsed.has_value();
 }
@@ -69,6 +77,11 @@ bool ParseLookup(Words words, OptionWords* general, kesu::Observation* observati
 }
 
 bool ParseLocate(Words words, OptionWords* general, Arguments* arguments, std::string* error) {
+  if (std::find(words.begin(), words.end(), kStandardInput) != words.end()) {
+    arguments->reads_input = true;
+    return TakeOptions(OptionScope::kPlainWords, &words, general, error) &&
+           (general->AskAboutKesu() || IsInputAlone(words, error));
+  }
   auto begin = words.begin();
   while (true) {
     const auto end = std::find(begin, words.end(), kNextLookup);
@@ -85,6 +98,10 @@ bool ParseReverse(Words words, OptionWords* general, Arguments* arguments, std::
   if (words.empty()) {
     *error = "reverse needs at least one point, as LAT,LON";
     return false;
+  }
+  if (std::find(words.begin(), words.end(), kStandardInput) != words.end()) {
+    arguments->reads_input = true;
+    return IsInputAlone(words, error);
   }
   return ParseEach(words, ParsePoint, &arguments->points, error);
 }
@@ -136,11 +153,27 @@ bool ParseCommand(Words words, OptionWords* general, Arguments* arguments, std::
   return false;
 }
 
+bool IsGeographic(Command command) {
+  return command == Command::kLocate || command == Command::kReverse;
+}
+
 bool ParseGeneralOptions(const OptionWords& general, Arguments* arguments, std::string* error) {
   if (general.Has("--json")) arguments->format = Format::kJson;
+  if (general.Has("--geojson")) {
+    if (!IsGeographic(arguments->command) || general.Has("--json")) {
+      *error = "--geojson is for locate and reverse, and in place of --json";
+      return false;
+    }
+    arguments->format = Format::kGeoJson;
+  }
   arguments->wants_trace = general.Has("--trace");
+  arguments->wants_progress = general.Has("--progress");
+  arguments->wants_stats = general.Has("--stats");
   arguments->ca_file = general.Last("--ca-file").value_or("");
+  arguments->platform_key = general.Last("--platform-key").value_or("");
   return ParseLast(general, "--timeout", ParseTimeout, &arguments->timeout_ms, error) &&
+         ParseLast(general, "--deadline", ParseTimeout, &arguments->deadline_ms, error) &&
+         ParseLast(general, "--proxy", ParseProxy, &arguments->proxy, error) &&
          ParseLast(general, "--server", ParseServer, &arguments->server, error);
 }
 

@@ -1,6 +1,7 @@
 #ifndef KESU_TOOL_ARGUMENTS_H_
 #define KESU_TOOL_ARGUMENTS_H_
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,7 +12,9 @@ namespace kesu_tool {
 
 enum class Command { kHelp, kVersion, kLocate, kReverse, kDecode, kHttpTest };
 
-enum class Format { kText, kJson };
+enum class Format { kText, kJson, kGeoJson };
+
+inline constexpr int kDefaultTimeoutMs = 30'000;
 
 /// What the command line asks for.
 struct Arguments {
@@ -20,12 +23,19 @@ struct Arguments {
   std::string server;
   /// Empty: none.
   std::string ca_file;
-  int timeout_ms = 30'000;
+  std::string proxy;
+  std::string platform_key;
+  /// For the whole run, and for each lookup.
+  std::optional<int> timeout_ms;
+  std::optional<int> deadline_ms;
   Format format = Format::kText;
   bool wants_trace = false;
-  /// Of locate, at least one and none empty.
+  bool wants_progress = false;
+  bool wants_stats = false;
+  /// Of locate and reverse: the lines of standard input are what is asked, and nothing else.
+  bool reads_input = false;
+  /// Of locate: none empty.
   std::vector<kesu::Observation> observations;
-  /// Of reverse, at least one.
   std::vector<kesu::Point> points;
   /// Of decode: a path, or "-" for standard input.
   std::string file;

@@ -12,15 +12,18 @@ kesu::Options ClientOptions(const Arguments& arguments) {
   const bool names_server = !arguments.server.empty();
   options.server = names_server ? arguments.server : GetDoviDeploymentSettings().host;
   options.version = KESU_VERSION;
-  options.deadline = std::chrono::milliseconds(arguments.timeout_ms);
+  options.deadline = std::chrono::milliseconds(
+      arguments.deadline_ms.value_or(arguments.timeout_ms.value_or(kDefaultTimeoutMs)));
   options.ca_file = arguments.ca_file;
+  options.proxy = arguments.proxy;
+  options.platform_key = arguments.platform_key;
   // What is asked together leaves together, and at once.
   options.batch_wait = std::chrono::milliseconds(0);
   // Whoever names it on a command line wants it.
   options.locate_single_access_point = true;
   // Somebody is waiting for the answer, or for the news that there is no network.
   options.pause_without_network = false;
-  options.reconnect_on_network_change = false;
+  options.reconnect_on_network_change = arguments.reads_input;
   if (!arguments.wants_trace) return options;
   options.trace = PrintTrace;
   options.log = PrintLogLine;

@@ -22,6 +22,7 @@ bool ApplySettings(const Arguments& arguments) {
   DoviDeploymentSettings settings;
   settings.host = arguments.server.c_str();
   settings.ca_file = arguments.ca_file.c_str();
+  settings.proxy = arguments.proxy.c_str();
   settings.trace = arguments.wants_trace ? DoviTraceTarget::kCallback : DoviTraceTarget::kNowhere;
   settings.trace_callback = [](const char* text, void*) { PrintTrace(text); };
   if (arguments.wants_trace) {
@@ -37,7 +38,8 @@ int RunHttpTest(const Arguments& arguments) {
   if (!ApplySettings(arguments)) return FailUsage("the name of the server is too long");
   DoviHttpRequestFactory factory;
   HttpTestRun run;
-  const ExitStatus exit_status = run.Run(&factory, arguments.timeout_ms, stdout);
+  const ExitStatus exit_status =
+      run.Run(&factory, arguments.timeout_ms.value_or(kDefaultTimeoutMs), stdout);
   if (!run.complaint().empty()) PrintError(run.complaint());
   return FlushResults() ? exit_status : kFailureExitStatus;
 }

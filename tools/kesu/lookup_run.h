@@ -5,6 +5,8 @@
 #include <deque>
 #include <functional>
 #include <optional>
+#include <string>
+#include <string_view>
 
 #include <glib.h>
 
@@ -12,6 +14,9 @@
 
 #include "tools/kesu/answer.h"
 #include "tools/kesu/arguments.h"
+#include "tools/kesu/line_reader.h"
+#include "tools/kesu/progress_line.h"
+#include "tools/kesu/result_writer.h"
 
 namespace kesu_tool {
 
@@ -23,7 +28,12 @@ class LookupRun {
   using Tell = std::function<void(Answer)>;
   /// Makes the call that gets the answer.
   using Question = std::function<kesu::Call(kesu::Client*, Tell)>;
+  /// Makes a line of standard input a question. Yields none, with the reason in `error`, where it
+  /// asks nothing sensible.
+  using Parser = std::function<std::optional<Question>(std::string_view line, const Label& label,
+                                                       std::string* error)>;
 
+  /// `arguments` are borrowed.
   explicit LookupRun(const Arguments& arguments);
   LookupRun(const LookupRun&) = delete;
   LookupRun& operator=(const LookupRun&) = delete;
@@ -31,6 +41,12 @@ class LookupRun {
 
   /// Asks at once.
   void Ask(const Question& question);
+  /// Asks what the lines of standard input ask, one after another, a bounded number at a time.
+  /// Lines with nothing in them are passed over.
+  void AskLines(Parser parse);
+
+  /// Empty where there is none.
+  std::string platform_key() const { return client_ ? client_->platform_key() : std::string(); }
 
   /// Until all is answered. Yields the exit status, after a signal by ending the process.
   int Run();
@@ -41,16 +57,34 @@ class LookupRun {
     std::optional<Answer> answer;
   };
 
-  void OnAnswer(std::size_t number, Answer answer);
+  void AskLine(const LineReader::Line& line);
+  void AddAnswer(std::size_t number, Answer answer);
+  /// Asks and prints what can be asked and printed now, and ends when there is no more.
+  void GoOn();
+  bool HasRoom() const;
   void PrintAnswers();
+  void Print(const Answer& answer);
+  bool IsDone() const;
+  std::string Progress() const;
+  void OnTimeUp();
   void End(int signal);
+  int Finish();
 
+  const Arguments& arguments_;
   GMainLoop* loop_;
-  kesu::Client client_;
+  std::optional<kesu::Client> client_;
+  std::optional<LineReader> reader_;
+  Parser parse_;
+  ResultWriter writer_;
+  std::optional<ProgressLine> progress_;
   /// Of the questions whose answers are not printed yet, and the number of the first of them.
   std::deque<Slot> slots_;
   std::size_t first_ = 0;
+  std::size_t under_way_ = 0;
+  std::size_t failures_ = 0;
   ExitStatus exit_status_ = kFoundExitStatus;
+  /// Of the client, when it is gone.
+  kesu::Counters counters_;
   int signal_ = 0;
 };
 

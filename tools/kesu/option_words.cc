@@ -7,37 +7,37 @@
 namespace kesu_tool {
 namespace {
 
-constexpr char kSummary[] =
-    "Commands:\n"
-    "  locate [--cell MCC,MNC,AREA,CELL[,DBM]]… [--wifi MAC[,DBM]]… [--gps LAT,LON]\n"
-    "                              Where is a device that observes this? For several\n"
-    "                              lookups in one run, repeat the options after --next\n"
-    "  reverse LAT,LON …           What is at these points?\n"
-    "  decode FILE|-               What is in this body of a POST or of a reply?\n"
-    "                              The leftmost number of a line is the offset of its bytes\n"
-    "  httptest                    Does the transport send headers and get answers?";
+constexpr char kSummary[] = R"(Commands:
+  locate OPTION... [--next OPTION...]...
+                    Where is a device that observes this? What is behind --next
+                    is another lookup of the same run
+  locate -          The same for the observations on standard input, a JSON
+                    object a line
+  reverse LAT,LON...
+                    What is at these points?
+  reverse -         The same for the points on standard input, LAT,LON or a
+                    JSON object a line
+  decode FILE|-     What is in this body of a POST or of a reply? The leftmost
+                    number of a line is the offset of its bytes
+  httptest          Does the transport send headers and get answers?)";
 
-constexpr char kDescription[] =
-    "Exit status:\n"
-    "  0  found, decoded, passed\n"
-    "  1  nothing found\n"
-    "  2  wrong usage, or a file that cannot be read\n"
-    "  3  network or server failure, or the results could not be written\n"
-    "  4  time-out\n"
-    "  5  malformed reply, or body to decode; its sound part is printed all the same\n"
-    "Of several lookups or points the worst counts: the first of 3, 4, 5, 2, 1, 0 that any of "
-    "them\n"
-    "has.\n\n"
-    "With --json there is one object per lookup or point, in their order: latitude, longitude,\n"
-    "accuracy_m and platform_key for locate; latitude, longitude, address and features for\n"
-    "reverse; null where something is not known; error with kind, status, message and reason "
-    "where\n"
-    "it failed. For decode there is one object for the body, with error where it is malformed:\n"
-    "offset and message. For httptest nothing changes.\n\n"
-    "Examples:\n"
-    "  kesu locate --cell 1,1,1,1001,-71 --wifi 00-00-5E-00-53-01,-60\n"
-    "  kesu --json reverse 38.71,-9.14 -34.6,-58.45\n"
-    "  kesu decode reply.bin";
+constexpr char kDescription[] = R"(Exit status:
+  0  found, decoded, passed
+  1  nothing found
+  2  wrong usage, a file that cannot be read, a line that asks nothing sensible
+  3  network or server failure, or the results could not be written
+  4  time-out
+  5  malformed reply, or body to decode; its sound part is printed all the same
+Of several lookups the worst counts: the first of 3, 4, 5, 2, 1, 0 that any has.
+
+kesu(1) describes what --json and --geojson print, and what lines of standard
+input look like.
+
+Examples:
+  kesu locate --cell 1,1,1,1001,-71 --wifi 00-00-5E-00-53-01,-60
+  kesu --json reverse 38.71,-9.14 -34.6,-58.45
+  kesu --geojson reverse - < points.csv > places.geojsonl
+  kesu decode reply.bin)";
 
 /// Hands an option to the OptionWords at `data`.
 gboolean TakeOption(const char* name, const char* word, void* data, GError**);
@@ -56,18 +56,23 @@ GOptionEntry Entry(const char* name, const char* description, const char* word, 
 
 const GOptionEntry kGeneralOptions[] = {
     Entry("server", "The service to ask", "http://HOST:PORT"),
-    Entry("ca-file", "PEM file of the authorities to trust with https", "FILE",
-          G_OPTION_FLAG_FILENAME),
-    Entry("timeout", "For the whole run, 30 if not given", "SECONDS"),
-    Entry("json", "Print JSON, one object per line", nullptr),
-    Entry("trace", "Print on standard error what happens inside", nullptr),
+    Entry("ca-file", "PEM file of the authorities to trust", "FILE", G_OPTION_FLAG_FILENAME),
+    Entry("proxy", "A proxy to ask through", "http://HOST:PORT"),
+    Entry("platform-key", "Sent along, as issued earlier", "KEY"),
+    Entry("deadline", "For each lookup, 30 if not given", "SECONDS"),
+    Entry("timeout", "For the whole run", "SECONDS"),
+    Entry("json", "Print JSON, an object a line", nullptr),
+    Entry("geojson", "Print GeoJSON", nullptr),
+    Entry("progress", "Show how far a long run is", nullptr),
+    Entry("stats", "Print counters at the end", nullptr),
+    Entry("trace", "Print what happens inside", nullptr),
     Entry("help", "Print this text", nullptr, 0, 'h'),
     Entry("version", "Print the version", nullptr),
     {},
 };
 
 const GOptionEntry kObservationOptions[] = {
-    Entry("cell", "A cell; the first is the serving one", "MCC,MNC,AREA,CELL[,DBM]"),
+    Entry("cell", "A cell, the serving one first", "MCC,MNC,AREA,CELL[,DBM]"),
     Entry("wifi", "A wifi access point", "MAC[,DBM]"),
     Entry("gps", "A fix of the device's own", "LAT,LON"),
     {},

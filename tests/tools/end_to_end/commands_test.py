@@ -27,6 +27,9 @@ REFUSED = {
     "SECONDS": ["--timeout 0 reverse 1,2", "--timeout 86400.1 reverse 1,2"],
     URL: ["--server localhost:8642 reverse 1,2", "--server http://me@localhost reverse 1,2",
           "--server http://localhost:99999 reverse 1,2", "--server http://a%0ab reverse 1,2"],
+    "with -, on standard input": ["reverse - 1,2", "locate - x"],
+    "in place of --json": ["--json --geojson reverse 1,2", "decode - --geojson"],
+    "the proxy is http://HOST:PORT": ["--proxy ftp://a reverse 1,2", "--proxy a reverse 1,2"],
     "server is too long": ["--server http://" + "x" * 100 + " reverse 1,2"],
 }
 
@@ -51,6 +54,9 @@ class Commands(unittest.TestCase):
                     self.assertEqual((run.returncode, run.stdout), (2, ""))
                     self.assertRegex(run.stderr, r"\Akesu: .*" + re.escape(named)
                                      + r'.*\nTry "kesu --help"\.\n\Z')
+
+    def test_help_fits_a_terminal(self):
+        self.assertLessEqual(max(map(len, kesu("--help").stdout.splitlines())), 80)
 
     def test_sent(self):
         words = " --next ".join(SENT).split()

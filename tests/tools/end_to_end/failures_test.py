@@ -125,6 +125,7 @@ SEEN, EMPTY = "kesu: 38.71000, -9.14000: ", "{address}: Empty reply from server"
 # What a server sends stays on its line and leaves the terminal alone.
 HOSTILE = b"a\x1b[2J\nb\xc2\x9bz\xff \" \0"
 AS_TEXT, AS_JSON = 'a [2J b z\ufffd " \ufffd', r"a\u001b[2J\nb" "\u009bz\ufffd" r' \" \u0000'
+BARE = '"kind":null,"centre":null,"bounding_box":null,"address":{"lines":[],"components":[]}'
 NAMED = answering(place((0, 0), *(nested(5, nested(1, name)) for name in (b"Lisbon", b"", HOSTILE)),
                         field=2))
 
@@ -145,7 +146,8 @@ TEXTS = [
     (Reply(b"", STALL), (*BRIEFLY, *HTTP_TEST), 4, "", "kesu: no answer in time"),
     (NAMED, REVERSE, 0, SEEN[6:] + AS_TEXT + "\n  Lisbon", ""),
     (NAMED, ("reverse", "--json", "--", "-.5,-0.25"), 0, '{"latitude":-0.5,"longitude":-0.25,'
-     f'"address":"{AS_JSON}","features":["Lisbon","{AS_JSON}"]}}', ""),
+     f'"address":"{AS_JSON}","features":[{{"name":"Lisbon",{BARE}}},{{"name":null,{BARE}}},'
+     f'{{"name":"{AS_JSON}",{BARE}}}]}}', ""),
     (answering(place((90, -180), field=2)), LOCATE, 0, "90.00000, -180.00000", ""),
     (answering(place((1, 2), number(3, 20037508), field=2), key=HOSTILE), LOCATE, 0,
      "1.00000, 2.00000, within 20037508 m, platform key " + AS_TEXT, ""),

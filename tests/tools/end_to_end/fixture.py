@@ -61,12 +61,14 @@ def kesu_server(*options, prefix=()):
     assert server.returncode == 0, (server.returncode, report)
 
 
-def kesu(*arguments, server=None, shell='exec "$@"'):
-    """Runs kesu to its end; `shell` may redirect. Yields what subprocess.run() does, and .peak_kib,
+def kesu(*arguments, server=None, shell='exec "$@"', text=b""):
+    """Runs kesu with this input to its end; `shell` may redirect. Yields what subprocess.run() does, and .peak_kib,
     the most memory it needed."""
     words = ["sh", "-c", shell, "sh", KESU, *(["--server", server] if server else []), *arguments]
-    with tempfile.TemporaryFile() as out, tempfile.TemporaryFile() as err:
-        process = subprocess.Popen(words, stdin=subprocess.DEVNULL, stdout=out, stderr=err)
+    with tempfile.TemporaryFile() as given, tempfile.TemporaryFile() as out, \
+            tempfile.TemporaryFile() as err:
+        os.pwrite(given.fileno(), text, 0)
+        process = subprocess.Popen(words, stdin=given, stdout=out, stderr=err)
         watchdog = threading.Timer(PATIENCE_S, process.kill)
         watchdog.start()
         _, status, usage = os.wait4(process.pid, 0)
