@@ -73,8 +73,15 @@ void RequestAdapter::OnInnerRequestEnded(RequestInterface* request, bool succeed
   }
   if (scope.IsOver() || inner_request_ != nullptr) return;
   LogDebug("RequestAdapter %s %d: %s", name_, LogId(), succeeded ? "complete" : "failed");
+  // Also when the requester throws.
+  const struct Deletion {
+    ~Deletion() {
+      if (!scope.IsOver()) delete adapter;
+    }
+    RequestAdapter* adapter;
+    const LifeWatch::Scope& scope;
+  } deletion{this, scope};
   InformRequester();
-  if (!scope.IsOver()) delete this;
 }
 
 void RequestAdapter::OnRequestMadeProgress(RequestInterface*) {
