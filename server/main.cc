@@ -3,12 +3,14 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <glib-unix.h>
 #include <glib.h>
 #include <sys/resource.h>
 
 #include "server/http/http_server.h"
+#include "server/http/listening_socket.h"
 #include "server/http/request_handler.h"
 #include "server/options.h"
 #include "server/services/echo_service.h"
@@ -42,8 +44,7 @@ std::string NewPlatformKey() {
   return key;
 }
 
-/// Clients may keep many connections open, and libsoup listens no more after one that it could not
-/// accept.
+/// Clients may keep many connections open.
 void RaiseFileLimit() {
   rlimit limit = {};
   if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
@@ -92,15 +93,22 @@ int Main(int argc, char** argv) {
 
   handler.AddService(kEchoServiceName, Echo);
   handler.set_faults(&options.faults);
+  const HttpLimits limits;
+  handler.set_max_body_bytes(limits.body_bytes);
 
   RaiseFileLimit();
   if (!CanOpenFiles(kFilesOfAServer)) return Fail("too few files can be open at a time");
-  HttpServer server(&handler, options.is_verbose);
-  if (!server.Listen(options.address, static_cast<unsigned short>(options.port), &error)) {
-    return Fail(error);
+  const std::vector<int> sockets =
+      ListenOn(options.address, static_cast<unsigned short>(options.port), 1, &error);
+  if (sockets.empty()) return Fail(error);
+  std::function<void(const std::string&)> log;
+  if (options.is_verbose) {
+    log = [](const std::string& line) { g_printerr("%s\n", line.c_str()); };
   }
+  HttpServer server(&handler, limits, log);
+  if (!server.Start(sockets.front())) return Fail("out of memory");
   RunUntilSignalled([&] {
-    g_print("listening on %s\n", server.url().c_str());
+    g_print("listening on http://%s\n", HostAndPort(sockets.front()).c_str());
     if (options.data_directory) return;
     g_print("built-in data: a public-domain list of places, synthetic cells and access points\n");
   });

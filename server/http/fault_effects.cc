@@ -14,7 +14,6 @@
 namespace kesu_server {
 namespace {
 
-constexpr char kContentLength[] = "Content-Length";
 constexpr unsigned kFoundElsewhereStatus = 302;
 constexpr unsigned kNoContentStatus = 204;
 constexpr unsigned kNotModifiedStatus = 304;
@@ -106,7 +105,7 @@ void SpoilReply(const Fault& fault, Reply* reply) {
       return;
     case FaultKind::kChunked:
       reply->delivery = Delivery::kChunked;
-      return RemoveHeader(kContentLength, reply);
+      return;
     case FaultKind::kContentType:
       return SetHeader("Content-Type", fault.text, reply);
     case FaultKind::kGarbage:

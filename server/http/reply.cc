@@ -5,18 +5,14 @@ namespace kesu_server {
 Reply MakeReply(unsigned status, const char* content_type, std::string body) {
   Reply reply;
   reply.status = status;
-  reply.headers = {{"Content-Type", content_type}, {"Content-Length", std::to_string(body.size())}};
+  reply.headers = {{"Content-Type", content_type}};
   reply.body = std::move(body);
   return reply;
 }
 
 void SetHeader(const char* name, std::string value, Reply* reply) {
-  RemoveHeader(name, reply);
-  reply->headers.emplace_back(name, std::move(value));
-}
-
-void RemoveHeader(const char* name, Reply* reply) {
   std::erase_if(reply->headers, [name](const auto& header) { return header.first == name; });
+  reply->headers.emplace_back(name, std::move(value));
 }
 
 }  // namespace kesu_server

@@ -13,7 +13,7 @@ using HttpHeaders = std::vector<std::pair<std::string, std::string>>;
 /// How a reply leaves the server.
 enum class Delivery {
   kWhole,
-  /// In chunked transfer encoding; there must be no Content-Length then.
+  /// In chunked transfer encoding, without a Content-Length.
   kChunked,
   /// The headers and `sent_body_bytes` of the body, then the connection is closed.
   kCut,
@@ -21,7 +21,7 @@ enum class Delivery {
   kNone,
 };
 
-/// Everything that is sent back, Content-Length included.
+/// Everything that is sent back, but for what HTTP itself demands: the date, the length.
 struct Reply {
   unsigned status = 0;
   HttpHeaders headers;
@@ -36,7 +36,6 @@ struct Reply {
 Reply MakeReply(unsigned status, const char* content_type, std::string body);
 /// Replaces the value of a header, or adds it.
 void SetHeader(const char* name, std::string value, Reply* reply);
-void RemoveHeader(const char* name, Reply* reply);
 
 }  // namespace kesu_server
 

@@ -50,7 +50,7 @@ Reply RequestHandler::HandlePost(const HttpRequest& request) const {
     return TextReply(415, std::string("the content type must be ") + kMuxContentType);
   }
   if (request.is_too_large) {
-    return TextReply(413, "the body is longer than " + std::to_string(kMaxBodyBytes) + " bytes");
+    return TextReply(413, "the body is longer than " + std::to_string(max_body_bytes_) + " bytes");
   }
   Post post;
   if (const std::optional<ReadError> error = ReadPost(request.body, &post)) {

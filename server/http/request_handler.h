@@ -18,15 +18,12 @@ namespace kesu_server {
 
 /// The one path that the server answers on.
 inline constexpr std::string_view kServicePath = "/m/appreq/cllDovi";
-/// The longest body that a POST may have.
-inline constexpr std::size_t kMaxBodyBytes = std::size_t{1} << 20;
-
 struct HttpRequest {
   std::string method;
   std::string path;
   HttpHeaders headers;
   std::string_view body;
-  /// The body was longer than kMaxBodyBytes and has not been kept.
+  /// The body was longer than it may be and has not been kept.
   bool is_too_large = false;
 };
 
@@ -47,6 +44,8 @@ class RequestHandler {
   /// From now on each POST that is answered with 200 uses up one use of `faults`, which is
   /// borrowed.
   void set_faults(FaultPlan* faults) { faults_ = faults; }
+  /// Said to those whose body is too large.
+  void set_max_body_bytes(std::size_t bytes) { max_body_bytes_ = bytes; }
 
   Reply Handle(const HttpRequest& request) const;
 
@@ -56,6 +55,7 @@ class RequestHandler {
 
   Report report_;
   FaultPlan* faults_ = nullptr;
+  std::size_t max_body_bytes_ = 0;
   std::map<std::string, Service, std::less<>> services_;
 };
 
