@@ -120,5 +120,7 @@ int Main(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   OpenStandardFiles();
+  // Whoever reads what it prints may have enough, and clients may go at any time.
+  std::signal(SIGPIPE, SIG_IGN);
   return kesu_server::Main(argc, argv);
 }
