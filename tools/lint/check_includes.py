@@ -18,6 +18,7 @@ ORDER = [
     "Src/kesu/httptest",
     "Src/dovi",
     "Src/client",
+    "Src/here",
     "glib",
     "tools/support",
     "tools/kesu",
@@ -34,7 +35,7 @@ ORDER = [
     "fuzz",
 ]
 INCLUDE_ROOTS = ["Src", "tests", "."]
-INCLUDE = re.compile(r'\s*#\s*include\s*(?:"([^"]+)"|<((?:kesu|dovi|client)/[^>]+)>)')
+INCLUDE = re.compile(r'\s*#\s*include\s*(?:"([^"]+)"|<((?:kesu|dovi|client|here)/[^>]+)>)')
 
 
 def rank(path):
