@@ -50,6 +50,205 @@ G_BEGIN_DECLS
 G_DECLARE_FINAL_TYPE(KesuClient, kesu_client, KESU, CLIENT, GObject)
 
 /**
+ * KesuClient:server:
+ *
+ * Scheme, http or https, host and perhaps port: "https://location.example:8443". The same for all
+ * clients of the process.
+ */
+
+/**
+ * KesuClient:product:
+ *
+ * Who asks: the name of the application. The same for all clients of the process.
+ */
+
+/**
+ * KesuClient:version:
+ *
+ * Who asks: its version. The same for all clients of the process.
+ */
+
+/**
+ * KesuClient:platform:
+ *
+ * Who asks: what it runs on. The same for all clients of the process.
+ */
+
+/**
+ * KesuClient:locale:
+ *
+ * The language and country that texts are wanted in. The same for all clients of the process.
+ */
+
+/**
+ * KesuClient:proxy:
+ *
+ * "http://proxy.example:3128", say. The environment is never asked. The same for all clients of
+ * the process.
+ */
+
+/**
+ * KesuClient:ca-file:
+ *
+ * A PEM file of the authorities that certificates are checked against; empty for those of the
+ * system. The same for all clients of the process.
+ */
+
+/**
+ * KesuClient:deadline:
+ *
+ * Milliseconds for a call as a whole, whatever is tried again meanwhile.
+ */
+
+/**
+ * KesuClient:batch-wait:
+ *
+ * A request leaves so many milliseconds after the last one that came with it, and ten times as
+ * long after the first at the latest. With 0, those of one iteration of the main loop leave
+ * together. The same for all clients of the process.
+ */
+
+/**
+ * KesuClient:cache-lifetime:
+ *
+ * Milliseconds that an answer is kept for, and given again to the very same question; 0 keeps
+ * none.
+ */
+
+/**
+ * KesuClient:cache-capacity:
+ *
+ * The most answers that are kept. The oldest give way.
+ */
+
+/**
+ * KesuClient:locate-single-access-point:
+ *
+ * Whether a lookup is made that tells of one access point and nothing else. Its answer would tell
+ * where somebody's access point is to whoever knows its address.
+ */
+
+/**
+ * KesuClient:pause-without-network:
+ *
+ * Whether calls wait while there is no route to the server. Never for a server on this machine.
+ * The same for all clients of the process.
+ */
+
+/**
+ * KesuClient:reconnect-on-network-change:
+ *
+ * Whether connections from before are not used any more when the network changes. The same for
+ * all clients of the process.
+ */
+
+/**
+ * KesuClient:reply-memory-limit:
+ *
+ * Bytes that reading one reply may take, beyond which it is malformed. The same for all clients
+ * of the process.
+ */
+
+/**
+ * KesuClient:log-level:
+ *
+ * Which lines of the log are written, as messages of GLib's log with the domain Kesu. A handler
+ * of such messages must not call the library.
+ */
+
+/**
+ * KesuClient:trace:
+ *
+ * Whether what the transport does is written, likewise.
+ */
+
+/**
+ * KesuClient:platform-key:
+ *
+ * What the service has issued to tell this installation from others, see
+ * [method@Kesu.Client.get_platform_key]. It goes with every lookup.
+ */
+
+/**
+ * KesuClient:paused:
+ *
+ * Whether new calls are kept back. Their deadlines do not wait.
+ */
+
+/**
+ * KesuClient:last-location:
+ *
+ * The last answer to a lookup, those from the cache not counted.
+ */
+
+/**
+ * KesuClient:calls:
+ *
+ * How many calls the clients of the process have made together, since the first of them was made,
+ * while there was always one.
+ */
+
+/**
+ * KesuClient:successes:
+ *
+ * How many calls were answered. A list of points is when one of them is.
+ */
+
+/**
+ * KesuClient:cancellations:
+ *
+ * How many calls were cancelled.
+ */
+
+/**
+ * KesuClient:cache-hits:
+ *
+ * How many questions were answered from the cache.
+ */
+
+/**
+ * KesuClient:requests:
+ *
+ * How many requests were made: mostly one for each call.
+ */
+
+/**
+ * KesuClient:retries:
+ *
+ * How often a request was sent again.
+ */
+
+/**
+ * KesuClient:waiting:
+ *
+ * Requests that wait at this moment, for a batch or for another attempt.
+ */
+
+/**
+ * KesuClient:in-flight:
+ *
+ * Requests that are in a POST at this moment.
+ */
+
+/**
+ * KesuClient:posts:
+ *
+ * How many POSTs were made.
+ */
+
+/**
+ * KesuClient:bytes-out:
+ *
+ * Bytes of the bodies sent.
+ */
+
+/**
+ * KesuClient:bytes-in:
+ *
+ * Bytes of the bodies received.
+ */
+
+/**
  * kesu_client_new:
  * @server: scheme, host and perhaps port: "https://location.example:8443"
  *

@@ -13,6 +13,7 @@ CMAKE = [os.environ["CMAKE"], "-G", os.environ["KESU_GENERATOR"],
          "-S", SOURCE / "tests/install/consumer", "-B"]
 COMPILE = [os.environ["CXX"], *shlex.split(os.environ["CXXFLAGS"]), "-std=c++20", "-Wall", "-Wextra",
            "-Wpedantic", "-Werror", "-x", "c++", "-", "-x", "none"]
+WITH_GLIB = os.environ["KESU_WITH_GLIB"] == "1"
 VERSION = os.environ["KESU_PROJECT_VERSION"]
 SONAME = f"libkesu.so.{VERSION.rpartition('.')[0]}\0".encode()
 # Those of C, and of namespace std or a dependency: tables, guards, thunks, locals of functions too.
@@ -96,6 +97,24 @@ class InstallationTest(unittest.TestCase):
             input=text + PROGRAM.replace("NOW", VERSION.replace(".", ", ")))
         run("env", f"LD_LIBRARY_PATH={self.libraries}", self.work / "sink")
 
+    @unittest.skipUnless(WITH_GLIB, "made without it")
+    def test_the_library_for_c_exports_its_headers_and_a_program_by_pkg_config(self):
+        folder = self.work / os.environ["KESU_INCLUDEDIR"] / "kesu-glib-1"
+        text = "".join(path.read_text(encoding="utf-8") for path in folder.glob("*.h"))
+        declared = set(re.findall(r"^[^ *#].*?(kesu_\w+)\(", text, re.MULTILINE))
+        declared |= {f"{name}_get_type" for name in re.findall(r"G_DECLARE.*, (kesu_\w+),", text)}
+        self.assertGreater(len(declared), 50)
+        table = run(os.environ["NM"], "-D", "--defined-only", self.libraries / "libkesu-glib-1.so")
+        exported = set(re.findall(r"(?m)^\w+ T (\w+)@@KESU_GLIB_1$", table))
+        self.assertEqual(exported, declared)
+        self.assertEqual(len(table.splitlines()), len(exported) + 1)
+        path = f"PKG_CONFIG_PATH={self.libraries}/pkgconfig:{os.environ.get('PKG_CONFIG_PATH', '')}"
+        flags = run("env", path, os.environ["PKG_CONFIG"], "--cflags", "--libs",
+                    f"kesu-glib-1 = {VERSION}")
+        run(os.environ["CC"], *shlex.split(os.environ["CXXFLAGS"]), "-std=c99", "-Wall", "-Wextra",
+            "-Werror", "-o", self.work / "with-kesu-glib", SOURCE / "examples/locate/locate.c",
+            *shlex.split(flags), f"-Wl,-rpath-link,{self.libraries}")
+
     def test_completion_offers_the_options_of_the_manual(self):
         for name in ("kesu", "kesu-server"):
             manual = (SOURCE / f"docs/man/{name}.1").read_text(encoding="utf-8").replace("\\-", "-")
@@ -107,7 +126,8 @@ class InstallationTest(unittest.TestCase):
     def test_a_part_of_another_project_and_find_package_and_the_server(self):
         run(*CMAKE, self.work / "whole", f"-DKESU_SOURCE={SOURCE}")
         run(*CMAKE, self.work / "parts", f"-DCMAKE_PREFIX_PATH={self.work}",
-            f"-DKESU_VERSION={VERSION}", f"-DKESU_EXAMPLE={SOURCE / 'examples/lookup.cc'}")
+            f"-DKESU_VERSION={VERSION}", f"-DKESU_EXAMPLE={SOURCE / 'examples/lookup.cc'}",
+            *[f"-DKESU_C_EXAMPLE={SOURCE / 'examples/locate/locate.c'}"] * WITH_GLIB)
         run(CMAKE[0], "--build", self.work / "parts")
         command = [self.programs / "kesu-server", "--port", "0"]
         server = subprocess.Popen(command, stdout=subprocess.PIPE, text=True)
@@ -117,3 +137,7 @@ class InstallationTest(unittest.TestCase):
             self.assertEqual(SONAME in program.read_bytes(), program.name == "with-kesu")
             # Where the cell stands that the example hears, among lines of the trace.
             self.assertRegex(run(program, url), r"(?m)^38\.7\d+, -9\.1\d+, within \d+ m$")
+        if WITH_GLIB:
+            out = run("env", f"LD_LIBRARY_PATH={self.libraries}",
+                      self.work / "parts/with-kesu-glib", url)
+            self.assertRegex(out, r"^38\.7\d+ -9\.1\d+ ")
