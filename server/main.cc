@@ -1,7 +1,7 @@
 #include <clocale>
 #include <csignal>
 #include <functional>
-#include <optional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -15,9 +15,7 @@
 #include "server/options.h"
 #include "server/services/echo_service.h"
 #include "server/services/location_service.h"
-#include "server/storage/data_set.h"
-#include "server/storage/place_index.h"
-#include "server/storage/station_index.h"
+#include "server/storage/open_storage.h"
 #include "tools/support/standard_files.h"
 
 namespace kesu_server {
@@ -28,14 +26,6 @@ constexpr int kServerError = 3;
 
 /// Two main loops, that of the signals being GLib's own, the port, and a client.
 constexpr int kFilesOfAServer = 4;
-
-bool LoadData(const Options& options, PlaceIndex* places, StationIndex* stations,
-              std::string* error) {
-  const std::optional<DataSet> data =
-      options.data_directory ? ReadDataDirectory(*options.data_directory, error) : BuiltInData();
-  return data && places->Load(data->places, error) &&
-         stations->Load(data->cells, data->access_points, error);
-}
 
 std::string NewPlatformKey() {
   char* const uuid = g_uuid_string_random();
@@ -79,12 +69,11 @@ int Main(int argc, char** argv) {
   Options options;
   if (!ParseOptions(argc, argv, &options)) return kUsageError;
 
-  PlaceIndex places;
-  StationIndex stations;
   std::string error;
-  if (!LoadData(options, &places, &stations, &error)) return Fail(error);
+  const std::unique_ptr<Storage> storage = OpenStorage(options.source, &error);
+  if (!storage) return Fail(error);
 
-  LocationService location_service(&places, &stations, NewPlatformKey);
+  LocationService location_service(storage.get(), NewPlatformKey);
   RequestHandler handler(
       [](const std::string& line) { g_printerr("kesu-server: %s\n", line.c_str()); });
   handler.AddService(LocationService::kName, [&](const ServiceRequest& request) {
@@ -108,9 +97,8 @@ int Main(int argc, char** argv) {
   HttpServer server(&handler, limits, log);
   if (!server.Start(sockets.front())) return Fail("out of memory");
   RunUntilSignalled([&] {
-    g_print("listening on http://%s\n", HostAndPort(sockets.front()).c_str());
-    if (options.data_directory) return;
-    g_print("built-in data: a public-domain list of places, synthetic cells and access points\n");
+    g_print("listening on http://%s\n%s", HostAndPort(sockets.front()).c_str(),
+            CautionAbout(options.source, storage.get()).c_str());
   });
   return 0;
 }

@@ -1,6 +1,8 @@
 #include "server/options.h"
 
 #include <limits>
+#include <optional>
+#include <string>
 #include <utility>
 
 #include <glib.h>
@@ -36,6 +38,7 @@ bool TakeFaults(char** words, FaultPlan* faults) {
 bool ParseOptions(int argc, char** argv, Options* options) {
   char* address = nullptr;
   char* data = nullptr;
+  char* database = nullptr;
   char** faults = nullptr;
   gboolean is_verbose = FALSE;
   const GOptionEntry entries[] = {
@@ -43,6 +46,8 @@ bool ParseOptions(int argc, char** argv, Options* options) {
        "Port to listen on, 0 for any free one (default 8642)", "N"},
       {"address", 0, 0, G_OPTION_ARG_STRING, &address,
        "IP address to listen on (default 127.0.0.1)", "ADDRESS"},
+      {"database", 0, 0, G_OPTION_ARG_FILENAME, &database,
+       "Database made by kesu-data (default: built-in data)", "FILE"},
       {"data", 0, 0, G_OPTION_ARG_FILENAME, &data,
        "Directory with places.tsv, cells.tsv and access_points.tsv (default: built-in data)",
        "DIRECTORY"},
@@ -62,7 +67,8 @@ bool ParseOptions(int argc, char** argv, Options* options) {
   g_option_context_free(context);
 
   TakeString(address, &options->address);
-  if (data != nullptr) TakeString(data, &options->data_directory.emplace());
+  if (data != nullptr) TakeString(data, &options->source.directory.emplace());
+  if (database != nullptr) TakeString(database, &options->source.database.emplace());
   options->is_verbose = is_verbose != FALSE;
   const bool are_faults_good = TakeFaults(faults, &options->faults);
   if (error != nullptr) {
@@ -73,6 +79,10 @@ bool ParseOptions(int argc, char** argv, Options* options) {
   if (!are_faults_good) return false;
   if (argc > 1) {
     g_printerr("kesu-server: unexpected argument \"%s\"\n", argv[1]);
+    return false;
+  }
+  if (options->source.database && options->source.directory) {
+    g_printerr("kesu-server: --database and --data exclude each other\n");
     return false;
   }
   if (options->port < 0 || options->port > std::numeric_limits<unsigned short>::max()) {

@@ -1,10 +1,10 @@
 #ifndef SERVER_OPTIONS_H_
 #define SERVER_OPTIONS_H_
 
-#include <optional>
 #include <string>
 
 #include "server/http/fault.h"
+#include "server/storage/open_storage.h"
 
 namespace kesu_server {
 
@@ -12,7 +12,7 @@ namespace kesu_server {
 struct Options {
   int port = 8642;
   std::string address = "127.0.0.1";
-  std::optional<std::string> data_directory;
+  DataSource source;
   bool is_verbose = false;
   FaultPlan faults;
 };

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "server/geo/geodesy.h"
-#include "server/storage/station_index.h"
+#include "server/storage/station.h"
 
 namespace kesu_server {
 

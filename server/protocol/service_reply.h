@@ -10,6 +10,7 @@ namespace kesu_server {
 inline constexpr std::int16_t kOkStatus = 200;
 inline constexpr std::int16_t kBadRequestStatus = 400;
 inline constexpr std::int16_t kUnknownServiceStatus = 404;
+inline constexpr std::int16_t kUnavailableStatus = 503;
 
 /// What a service says to one request: the status of its reply block, 200 when all is well, and
 /// the payload.

@@ -17,13 +17,11 @@ std::optional<double> PlausibleSignal(bool is_stated, long long dbm) {
   return static_cast<double>(dbm);
 }
 
-/// Collects the stations that are known, each once however often it is observed.
-class SightingCollector {
+/// Collects stations, each once however often it is observed.
+class ObservationCollector {
  public:
-  explicit SightingCollector(StationIndex* stations) : stations_(stations) {}
-
   void Add(const lbs::GCell& cell) {
-    Add(CellKey(cell.mcc(), cell.mnc(), cell.area_code(), cell.cell_id()),
+    Add(CellKey({cell.mcc(), cell.mnc(), cell.area_code(), cell.cell_id()}),
         PlausibleSignal(cell.has_signal_strength_dbm(), cell.signal_strength_dbm()));
   }
   void Add(const lbs::GWifiDevice& device) {
@@ -31,20 +29,15 @@ class SightingCollector {
         PlausibleSignal(device.has_signal_strength_dbm(), device.signal_strength_dbm()));
   }
 
-  std::vector<Sighting> Take() { return std::move(sightings_); }
+  std::vector<Observation> Take() { return std::move(observations_); }
 
  private:
-  void Add(const std::string& key, std::optional<double> received_dbm) {
-    if (seen_.contains(key)) return;
-    const std::optional<Station> station = stations_->Find(key);
-    if (!station) return;
-    seen_.insert(key);
-    sightings_.push_back({*station, received_dbm});
+  void Add(const std::optional<StationKey>& key, std::optional<double> received_dbm) {
+    if (key && seen_.insert(*key).second) observations_.push_back({*key, received_dbm});
   }
 
-  StationIndex* stations_;
-  std::set<std::string> seen_;
-  std::vector<Sighting> sightings_;
+  std::set<StationKey> seen_;
+  std::vector<Observation> observations_;
 };
 
 lbs::GFeature* AddFeature(FeatureType type, const std::string& name, const Place& place,
@@ -90,9 +83,8 @@ void WritePosition(const LatLng& position, lbs::GLatLng* latlng) {
   latlng->set_longitude_e7(static_cast<int>(std::lround(position.longitude * kUnitsPerDegree)));
 }
 
-std::vector<Sighting> ReadSightings(const lbs::GLocRequestElement& element,
-                                    StationIndex* stations) {
-  SightingCollector collector(stations);
+std::vector<Observation> ReadObservations(const lbs::GLocRequestElement& element) {
+  ObservationCollector collector;
   const lbs::GCellularProfile& cells = element.cellularprofile();
   if (cells.has_primarycell()) collector.Add(cells.primarycell());
   for (int i = 0; i < cells.neighbors_size(); ++i) collector.Add(cells.neighbors(i));

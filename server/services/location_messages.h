@@ -26,9 +26,15 @@ common_base::GString GStringOf(const std::string& text);
 std::optional<LatLng> ReadPosition(const lbs::GLocation& location);
 void WritePosition(const LatLng& position, lbs::GLatLng* latlng);
 
-/// The known stations among the serving cell, the neighbouring cells and the access points of an
-/// observation, each once. Cells that served earlier say nothing about here and do not count.
-std::vector<Sighting> ReadSightings(const lbs::GLocRequestElement& element, StationIndex* stations);
+/// A station that was received, known or not, and how well if that was said.
+struct Observation {
+  StationKey key;
+  std::optional<double> received_dbm;
+};
+
+/// The serving cell, the neighbouring cells and the access points of an element, each once. Cells
+/// that served earlier say nothing about here and do not count.
+std::vector<Observation> ReadObservations(const lbs::GLocRequestElement& element);
 
 /// Appends the features of a place, each with a longer name than the one before.
 void WriteFeatures(const PlaceDescription& description, lbs::GLocation* location);

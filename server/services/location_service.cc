@@ -1,9 +1,8 @@
 #include "server/services/location_service.h"
 
 #include <cmath>
-#include <optional>
+#include <cstddef>
 
-#include "server/estimate/location_estimator.h"
 #include "server/services/location_messages.h"
 
 namespace kesu_server {
@@ -33,40 +32,70 @@ ServiceReply LocationService::Answer(const ServiceRequest& request) {
   if (!question.Read(&in)) return {kBadRequestStatus, {}};
 
   lbs::GLocReply reply;
-  Answer(question, &reply);
+  if (!Answer(question, &reply)) return {kUnavailableStatus, {}};
   common_base::ByteVector bytes;
   common_base::DataOutputStream out(&bytes);
   reply.Write(&out);
   return {kOkStatus, {bytes.begin(), bytes.end()}};
 }
 
-void LocationService::Answer(const lbs::GLocRequest& request, lbs::GLocReply* reply) {
+bool LocationService::FindSightings(const lbs::GLocRequest& request,
+                                    std::vector<std::vector<Sighting>>* sightings) {
+  std::vector<std::vector<Observation>> observations;
+  std::vector<StationKey> keys;
+  for (int i = 0; i < request.requestelements_size(); ++i) {
+    const lbs::GLocRequestElement& element = request.requestelements(i);
+    observations.push_back(element.has_geocode() ? std::vector<Observation>()
+                                                 : ReadObservations(element));
+    for (const Observation& observation : observations.back()) keys.push_back(observation.key);
+  }
+  std::vector<std::optional<Station>> stations;
+  if (!keys.empty() && !storage_->FindStations(keys, &stations)) return false;
+  std::size_t next = 0;
+  for (const std::vector<Observation>& of_element : observations) {
+    std::vector<Sighting>& found = sightings->emplace_back();
+    for (const Observation& observation : of_element) {
+      const std::optional<Station>& station = stations[next++];
+      if (station) found.push_back({*station, observation.received_dbm});
+    }
+  }
+  return true;
+}
+
+bool LocationService::Answer(const lbs::GLocRequest& request, lbs::GLocReply* reply) {
+  std::vector<std::vector<Sighting>> sightings;
+  if (!FindSightings(request, &sightings)) return false;
   // The reply as a whole succeeds when any of its elements does, or none was asked for.
   std::optional<LocationStatus> overall;
   for (int i = 0; i < request.requestelements_size(); ++i) {
     lbs::GLocReplyElement* const answer = reply->add_replyelements();
-    const LocationStatus status = AnswerElement(request.requestelements(i), answer);
-    answer->set_status(status);
-    if (!overall || status == kFound) overall = status;
+    const std::optional<LocationStatus> status =
+        AnswerElement(request.requestelements(i), sightings[static_cast<std::size_t>(i)], answer);
+    if (!status) return false;
+    answer->set_status(*status);
+    if (!overall || *status == kFound) overall = status;
   }
   reply->set_status(overall.value_or(kFound));
 
   const common_base::GString& key = request.platformprofile().platform_key();
   reply->set_platform_key(key->IsEmpty() ? GStringOf(new_platform_key_()) : key);
+  return true;
 }
 
-LocationStatus LocationService::AnswerElement(const lbs::GLocRequestElement& question,
-                                              lbs::GLocReplyElement* answer) {
-  if (!question.has_geocode()) return Locate(question, answer);
+std::optional<LocationStatus> LocationService::AnswerElement(
+    const lbs::GLocRequestElement& question, const std::vector<Sighting>& sightings,
+    lbs::GLocReplyElement* answer) {
+  if (!question.has_geocode()) return Locate(question, sightings, answer);
   const std::optional<LatLng> position = ReadPosition(question.location());
   if (!position) return kInvalidPosition;
   return ReverseGeocode(*position, question.geocode(), answer);
 }
 
-LocationStatus LocationService::ReverseGeocode(const LatLng& position,
-                                               const lbs::GGeocodeRequest& wish,
-                                               lbs::GLocReplyElement* answer) {
-  const std::optional<PlaceDescription> description = geocoder_.Describe(position);
+std::optional<LocationStatus> LocationService::ReverseGeocode(const LatLng& position,
+                                                              const lbs::GGeocodeRequest& wish,
+                                                              lbs::GLocReplyElement* answer) {
+  std::optional<PlaceDescription> description;
+  if (!geocoder_.Describe(position, &description)) return std::nullopt;
   if (!description) return kNothingFound;
   lbs::GLocation* const location = answer->mutable_location();
   WritePosition(position, location->mutable_latlng());
@@ -74,9 +103,10 @@ LocationStatus LocationService::ReverseGeocode(const LatLng& position,
   return kFound;
 }
 
-LocationStatus LocationService::Locate(const lbs::GLocRequestElement& question,
-                                       lbs::GLocReplyElement* answer) {
-  const std::optional<Estimate> estimate = EstimateLocation(ReadSightings(question, stations_));
+std::optional<LocationStatus> LocationService::Locate(const lbs::GLocRequestElement& question,
+                                                      const std::vector<Sighting>& sightings,
+                                                      lbs::GLocReplyElement* answer) {
+  const std::optional<Estimate> estimate = EstimateLocation(sightings);
   const lbs::GLocation& fix = question.location();
   const std::optional<LatLng> position = ReadPosition(fix);
   if (!position && !estimate) return question.has_location() ? kInvalidPosition : kNothingFound;
@@ -88,7 +118,9 @@ LocationStatus LocationService::Locate(const lbs::GLocRequestElement& question,
   }
   WritePosition(*position, location->mutable_latlng());
   if (fix.has_accuracy_m()) location->set_accuracy_m(fix.accuracy_m());
-  if (const auto description = geocoder_.Describe(*position)) WriteFeatures(*description, location);
+  std::optional<PlaceDescription> description;
+  if (!geocoder_.Describe(*position, &description)) return std::nullopt;
+  if (description) WriteFeatures(*description, location);
   return kFound;
 }
 

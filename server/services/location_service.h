@@ -2,15 +2,18 @@
 #define SERVER_SERVICES_LOCATION_SERVICE_H_
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "kesu/proto/lbs.h"
 
+#include "server/estimate/location_estimator.h"
 #include "server/protocol/post_reader.h"
 #include "server/protocol/service_reply.h"
 #include "server/services/reverse_geocoder.h"
-#include "server/storage/station_index.h"
+#include "server/storage/storage.h"
 
 namespace kesu_server {
 
@@ -22,25 +25,34 @@ class LocationService {
  public:
   static constexpr char kName[] = "g:loc/ql";
 
-  /// The indexes are borrowed. `new_platform_key` makes a key for whoever has none.
-  LocationService(PlaceIndex* places, StationIndex* stations,
-                  std::function<std::string()> new_platform_key)
-      : geocoder_(places), stations_(stations), new_platform_key_(std::move(new_platform_key)) {}
+  /// `storage` is borrowed. `new_platform_key` makes a key for whoever has none.
+  LocationService(Storage* storage, std::function<std::string()> new_platform_key)
+      : geocoder_(storage), storage_(storage), new_platform_key_(std::move(new_platform_key)) {}
 
-  /// Status 400 and no payload when the request is no request message, or multipart.
+  /// No payload, and status 400 when the request is no request message, or multipart, and 503 when
+  /// the storage fails.
   ServiceReply Answer(const ServiceRequest& request);
-  /// Gives one reply element for each element of the request, in the same order.
-  void Answer(const lbs::GLocRequest& request, lbs::GLocReply* reply);
+  /// Gives one reply element for each element of the request, in the same order. False when the
+  /// storage fails.
+  bool Answer(const lbs::GLocRequest& request, lbs::GLocReply* reply);
 
  private:
-  LocationStatus AnswerElement(const lbs::GLocRequestElement& question,
-                               lbs::GLocReplyElement* answer);
-  LocationStatus ReverseGeocode(const LatLng& position, const lbs::GGeocodeRequest& wish,
-                                lbs::GLocReplyElement* answer);
-  LocationStatus Locate(const lbs::GLocRequestElement& question, lbs::GLocReplyElement* answer);
+  /// Each of these yields none when the storage fails.
+  std::optional<LocationStatus> AnswerElement(const lbs::GLocRequestElement& question,
+                                              const std::vector<Sighting>& sightings,
+                                              lbs::GLocReplyElement* answer);
+  std::optional<LocationStatus> ReverseGeocode(const LatLng& position,
+                                               const lbs::GGeocodeRequest& wish,
+                                               lbs::GLocReplyElement* answer);
+  std::optional<LocationStatus> Locate(const lbs::GLocRequestElement& question,
+                                       const std::vector<Sighting>& sightings,
+                                       lbs::GLocReplyElement* answer);
+  /// The known stations of each element, which are all looked up at once.
+  bool FindSightings(const lbs::GLocRequest& request,
+                     std::vector<std::vector<Sighting>>* sightings);
 
   ReverseGeocoder geocoder_;
-  StationIndex* stations_;
+  Storage* storage_;
   std::function<std::string()> new_platform_key_;
 };
 

@@ -1,6 +1,7 @@
 #include "server/services/reverse_geocoder.h"
 
 #include <cmath>
+#include <vector>
 
 namespace kesu_server {
 namespace {
@@ -14,19 +15,20 @@ std::string DistanceAndDirection(const LatLng& from, const NearbyPlace& nearby) 
 
 }  // namespace
 
-std::optional<PlaceDescription> ReverseGeocoder::Describe(const LatLng& position) {
-  const std::optional<NearbyPlace> nearby = places_->Nearest(position, kRadiusM);
-  if (!nearby) return std::nullopt;
-  PlaceDescription description;
-  description.place = nearby->place;
-  description.name = nearby->place.name;
-  description.name_and_country = description.name;
-  if (nearby->place.country != description.name) {
-    description.name_and_country += ", " + nearby->place.country;
-  }
-  description.sentence = "nearest listed place: " + description.name_and_country + " (" +
-                         DistanceAndDirection(position, *nearby) + ")";
-  return description;
+bool ReverseGeocoder::Describe(const LatLng& position,
+                               std::optional<PlaceDescription>* description) {
+  std::vector<NearbyPlace> places;
+  if (!storage_->NearestPlaces(position, 1, kRadiusM, &places)) return false;
+  if (places.empty()) return true;
+  const NearbyPlace& nearby = places.front();
+  PlaceDescription& what = description->emplace();
+  what.place = nearby.place;
+  what.name = nearby.place.name;
+  what.name_and_country = what.name;
+  if (nearby.place.country != what.name) what.name_and_country += ", " + nearby.place.country;
+  what.sentence = "nearest listed place: " + what.name_and_country + " (" +
+                  DistanceAndDirection(position, nearby) + ")";
+  return true;
 }
 
 }  // namespace kesu_server

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "server/geo/geodesy.h"
-#include "server/storage/place_index.h"
+#include "server/storage/storage.h"
 
 namespace kesu_server {
 
@@ -27,14 +27,15 @@ class ReverseGeocoder {
   /// Places further away than this are not near.
   static constexpr double kRadiusM = 300'000;
 
-  /// `places` is borrowed.
-  explicit ReverseGeocoder(PlaceIndex* places) : places_(places) {}
+  /// `storage` is borrowed.
+  explicit ReverseGeocoder(Storage* storage) : storage_(storage) {}
 
-  /// None when no listed place is near `position`, which must be on earth.
-  std::optional<PlaceDescription> Describe(const LatLng& position);
+  /// Leaves none in `description` when no listed place is near `position`, which must be on earth.
+  /// False when the storage fails.
+  bool Describe(const LatLng& position, std::optional<PlaceDescription>* description);
 
  private:
-  PlaceIndex* places_;
+  Storage* storage_;
 };
 
 }  // namespace kesu_server

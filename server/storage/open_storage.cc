@@ -1,0 +1,32 @@
+#include "server/storage/open_storage.h"
+
+#include "server/storage/data_set.h"
+#include "server/storage/demonstration.h"
+#include "server/storage/sqlite_storage.h"
+
+namespace kesu_server {
+
+std::unique_ptr<Storage> OpenStorage(const DataSource& source, std::string* error) {
+  if (source.database) {
+    return SqliteStorage::Open(
+        *source.database,
+        source.may_learn ? SqliteStorage::Mode::kWrite : SqliteStorage::Mode::kRead, error);
+  }
+  const std::optional<DataSet> data =
+      source.directory ? ReadDataDirectory(*source.directory, error) : BuiltInData();
+  if (!data) return nullptr;
+  auto storage = SqliteStorage::Open(":memory:", SqliteStorage::Mode::kCreate, error);
+  if (!storage || !LoadDataSet(*data, storage.get(), error)) return nullptr;
+  return storage;
+}
+
+std::string CautionAbout(const DataSource& source, Storage* storage) {
+  if (source.database) {
+    const std::optional<StorageCounts> counts = storage->Counts();
+    return counts && counts->has_invented_data ? "the database has invented stations in it\n" : "";
+  }
+  if (source.directory) return {};
+  return "built-in data: a public-domain list of places, synthetic cells and access points\n";
+}
+
+}  // namespace kesu_server

@@ -1,0 +1,30 @@
+#ifndef SERVER_STORAGE_OPEN_STORAGE_H_
+#define SERVER_STORAGE_OPEN_STORAGE_H_
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "server/storage/storage.h"
+
+namespace kesu_server {
+
+/// Where the server's data are: in a database, or else in the tables of a directory, or else built
+/// in.
+struct DataSource {
+  std::optional<std::string> database;
+  std::optional<std::string> directory;
+  /// A database can be learned in; the other two can be in any case, for as long as they are open.
+  bool may_learn = false;
+};
+
+/// Null, and why in `error`, when the data cannot be read. Each process opens its own.
+std::unique_ptr<Storage> OpenStorage(const DataSource& source, std::string* error);
+
+/// The line that is to be printed as the server starts when some of the data were made up; else
+/// empty.
+std::string CautionAbout(const DataSource& source, Storage* storage);
+
+}  // namespace kesu_server
+
+#endif  // SERVER_STORAGE_OPEN_STORAGE_H_
