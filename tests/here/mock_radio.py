@@ -80,7 +80,7 @@ class Bus:
     def calls(self, name, method):
         """How often the daemon of this name was asked for it."""
         with open(f"{self._folder}/{name}.log", encoding="utf-8") as log:
-            return sum(line.split()[1:3] == [method, "{}"] for line in log)
+            return sum(line.split()[1:2] == [method] and "raised:" not in line for line in log)
 
     def add_wifi(self, manager, *access_points, scanned_s_ago=5, state=30, on_scan="pass"):
         """access_points: (name, MAC, quality, frequency, seconds since it was heard, or None for

@@ -20,7 +20,7 @@ _kesu() {
   for word in "${COMP_WORDS[@]:1:COMP_CWORD - 1}"; do
     case "$word" in
       decode) commands="" value=${value:-FILE} ;;
-      locate | reverse | httptest) commands="" ;;
+      locate | track | reverse | httptest) commands="" ;;
     esac
   done
 

@@ -44,10 +44,11 @@ Answer TextAnswer(const std::string& subject, const kesu::Error& error, std::str
   return {exit_status, subject.empty() ? text : subject + ": " + text, is_failure};
 }
 
-/// Of a line of standard input, its number.
+/// Of a line of standard input, its number; of track, the time.
 Json Beginning(const Label& label) {
   Json json = Json::object();
   if (label.line > 0) json["line"] = label.line;
+  if (!label.time.empty()) json["time"] = label.time;
   return json;
 }
 

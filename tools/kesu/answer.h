@@ -28,6 +28,8 @@ struct Label {
   std::string words = {};
   /// Of standard input, from 1; 0 where the question was not read from there.
   std::size_t line = 0;
+  /// When it was made, as RFC 3339 has it; empty where that is plain.
+  std::string time = {};
 };
 
 Answer LocationAnswer(Format format, const Label& label, const kesu::LocateResult& result,

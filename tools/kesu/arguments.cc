@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 
 #include "tools/kesu/argument_values.h"
 #include "tools/kesu/option_words.h"
@@ -13,6 +14,7 @@ using Words = std::vector<std::string>;
 
 constexpr char kNextLookup[] = "--next";
 constexpr char kStandardInput[] = "-";
+constexpr char kHere[] = "--here";
 
 /// Whether it is the only word.
 bool IsInputAlone(const Words& words, std::string* error) {
@@ -59,7 +61,7 @@ bool ParseObservation(const OptionWords& options, kesu::Observation* observation
   if (observation->fix || !observation->cells.empty() || !observation->access_points.empty()) {
     return true;
   }
-  *error = "a lookup needs at least one of --cell, --wifi and --gps";
+  *error = "a lookup needs at least one of --cell, --wifi and --gps, or --here";
   return false;
 }
 
@@ -76,7 +78,23 @@ bool ParseLookup(Words words, OptionWords* general, kesu::Observation* observati
   return ParseObservation(*general, observation, error);
 }
 
+bool ParseHere(Words words, OptionWords* general, Arguments* arguments, std::string* error) {
+  arguments->hears = true;
+  const bool is_alone = std::find(words.begin(), words.end(), kNextLookup) == words.end();
+  if (is_alone && !TakeOptions(OptionScope::kObservation, &words, general, error)) return false;
+  if (general->AskAboutKesu()) return true;
+  if (is_alone && words.empty() && !general->Has("--cell") && !general->Has("--wifi") &&
+      !general->Has("--gps")) {
+    return true;
+  }
+  *error = "with --here, what the device hears is asked about and nothing else";
+  return false;
+}
+
 bool ParseLocate(Words words, OptionWords* general, Arguments* arguments, std::string* error) {
+  if (std::find(words.begin(), words.end(), kHere) != words.end()) {
+    return ParseHere(std::move(words), general, arguments, error);
+  }
   if (std::find(words.begin(), words.end(), kStandardInput) != words.end()) {
     arguments->reads_input = true;
     return TakeOptions(OptionScope::kPlainWords, &words, general, error) &&
@@ -90,6 +108,26 @@ bool ParseLocate(Words words, OptionWords* general, Arguments* arguments, std::s
     if (end == words.end()) return true;
     begin = end + 1;
   }
+}
+
+/// Services and radios are not asked more often.
+std::optional<int> ParseInterval(std::string_view word, std::string* error) {
+  constexpr int kShortestMs = 1000;
+  const std::optional<int> interval_ms = ParseTimeout(word, error);
+  if (!interval_ms || *interval_ms >= kShortestMs) return interval_ms;
+  *error = "the interval is at least a second";
+  return std::nullopt;
+}
+
+bool ParseTrack(Words words, OptionWords* general, Arguments* arguments, std::string* error) {
+  arguments->hears = true;
+  if (!TakeOptions(OptionScope::kTracking, &words, general, error)) return false;
+  if (general->AskAboutKesu()) return true;
+  if (!words.empty()) {
+    *error = "track takes no argument \"" + words.front() + "\"";
+    return false;
+  }
+  return ParseLast(*general, "--interval", ParseInterval, &arguments->interval_ms, error);
 }
 
 bool ParseReverse(Words words, OptionWords* general, Arguments* arguments, std::string* error) {
@@ -131,15 +169,14 @@ struct CommandParser {
 };
 
 constexpr CommandParser kCommands[] = {
-    {"locate", Command::kLocate, ParseLocate},
-    {"reverse", Command::kReverse, ParseReverse},
-    {"decode", Command::kDecode, ParseDecode},
+    {"locate", Command::kLocate, ParseLocate},       {"track", Command::kTrack, ParseTrack},
+    {"reverse", Command::kReverse, ParseReverse},    {"decode", Command::kDecode, ParseDecode},
     {"httptest", Command::kHttpTest, ParseHttpTest},
 };
 
 bool ParseCommand(Words words, OptionWords* general, Arguments* arguments, std::string* error) {
   if (words.empty()) {
-    *error = "a command is missing: locate, reverse, decode or httptest";
+    *error = "a command is missing: locate, track, reverse, decode or httptest";
     return false;
   }
   const std::string name = words.front();
@@ -149,19 +186,19 @@ bool ParseCommand(Words words, OptionWords* general, Arguments* arguments, std::
     arguments->command = entry.command;
     return entry.parse(words, general, arguments, error);
   }
-  *error = "there is no command \"" + name + "\", only locate, reverse, decode and httptest";
+  *error = "there is no command \"" + name + "\", only locate, track, reverse, decode and httptest";
   return false;
 }
 
 bool IsGeographic(Command command) {
-  return command == Command::kLocate || command == Command::kReverse;
+  return command == Command::kLocate || command == Command::kTrack || command == Command::kReverse;
 }
 
 bool ParseGeneralOptions(const OptionWords& general, Arguments* arguments, std::string* error) {
   if (general.Has("--json")) arguments->format = Format::kJson;
   if (general.Has("--geojson")) {
     if (!IsGeographic(arguments->command) || general.Has("--json")) {
-      *error = "--geojson is for locate and reverse, and in place of --json";
+      *error = "--geojson is for locate, track and reverse, and in place of --json";
       return false;
     }
     arguments->format = Format::kGeoJson;

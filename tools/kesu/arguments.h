@@ -10,11 +10,12 @@
 
 namespace kesu_tool {
 
-enum class Command { kHelp, kVersion, kLocate, kReverse, kDecode, kHttpTest };
+enum class Command { kHelp, kVersion, kLocate, kTrack, kReverse, kDecode, kHttpTest };
 
 enum class Format { kText, kJson, kGeoJson };
 
 inline constexpr int kDefaultTimeoutMs = 30'000;
+inline constexpr int kDefaultIntervalMs = 30'000;
 
 /// What the command line asks for.
 struct Arguments {
@@ -34,6 +35,10 @@ struct Arguments {
   bool wants_stats = false;
   /// Of locate and reverse: the lines of standard input are what is asked, and nothing else.
   bool reads_input = false;
+  /// Of locate: what this device hears is asked about, and nothing else. Always so of track.
+  bool hears = false;
+  /// Of track: from the beginning of one lookup to that of the next.
+  int interval_ms = kDefaultIntervalMs;
   /// Of locate: none empty.
   std::vector<kesu::Observation> observations;
   std::vector<kesu::Point> points;

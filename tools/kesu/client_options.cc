@@ -20,10 +20,11 @@ kesu::Options ClientOptions(const Arguments& arguments) {
   // What is asked together leaves together, and at once.
   options.batch_wait = std::chrono::milliseconds(0);
   // Whoever names it on a command line wants it.
-  options.locate_single_access_point = true;
+  options.locate_single_access_point = !arguments.hears;
   // Somebody is waiting for the answer, or for the news that there is no network.
   options.pause_without_network = false;
-  options.reconnect_on_network_change = arguments.reads_input;
+  options.reconnect_on_network_change =
+      arguments.reads_input || arguments.command == Command::kTrack;
   if (!arguments.wants_trace) return options;
   options.trace = PrintTrace;
   options.log = PrintLogLine;

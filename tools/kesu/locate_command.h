@@ -5,7 +5,7 @@
 
 namespace kesu_tool {
 
-/// Asks where the observations were made. Yields the exit status.
+/// Asks where the observations were made, and prints the answers. Yields the exit status.
 int RunLocate(const Arguments& arguments);
 
 }  // namespace kesu_tool

@@ -9,6 +9,7 @@
 #include "tools/kesu/client_options.h"
 #include "tools/kesu/printing.h"
 #include "tools/kesu/signals.h"
+#include "tools/kesu/stats_text.h"
 
 namespace kesu_tool {
 namespace {
@@ -21,9 +22,9 @@ constexpr std::size_t kMostSlots = 5000;
 constexpr char kCollectionStart[] = "{\"type\":\"FeatureCollection\",\"features\":[";
 constexpr char kCollectionEnd[] = "\n]}\n";
 
-/// What is read as it comes is written as it comes: a Feature a line.
+/// What comes bit by bit is written as it comes: a Feature a line.
 bool IsCollection(const Arguments& arguments) {
-  return arguments.format == Format::kGeoJson && !arguments.reads_input;
+  return arguments.format == Format::kGeoJson && !arguments.reads_input && !arguments.hears;
 }
 
 /// Where nobody asks for it, only while nothing else is seen of what goes on.
@@ -34,28 +35,6 @@ bool WantsProgress(const Arguments& arguments) {
 
 bool IsBlank(std::string_view line) {
   return line.find_first_not_of(" \t") == std::string_view::npos;
-}
-
-/// "posts=1 bytes_out=230 ...": what is 0 is left out where it has a name of its own.
-std::string StatsText(const kesu::Counters& counters) {
-  std::string text = "calls=" + std::to_string(counters.calls);
-  for (int i = 0; i < kesu::kErrorKindCount; ++i) {
-    const auto kind = static_cast<kesu::ErrorKind>(i);
-    const std::uint64_t count = counters.outcome(kind);
-    const bool is_found = kind == kesu::ErrorKind::kNone;
-    if (count == 0 && !is_found) continue;
-    text += std::string(" ") + (is_found ? "found" : kesu::ErrorKindName(kind)) + "=" +
-            std::to_string(count);
-  }
-  const std::pair<const char*, std::uint64_t> kCounts[] = {{"requests", counters.requests},
-                                                           {"retries", counters.retries},
-                                                           {"posts", counters.posts},
-                                                           {"bytes_out", counters.bytes_out},
-                                                           {"bytes_in", counters.bytes_in}};
-  for (const auto& [name, count] : kCounts) {
-    text += std::string(" ") + name + "=" + std::to_string(count);
-  }
-  return text;
 }
 
 }  // namespace

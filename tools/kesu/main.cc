@@ -12,6 +12,10 @@
 #include "tools/kesu/printing.h"
 #include "tools/kesu/reverse_command.h"
 #include "tools/support/standard_files.h"
+#ifdef KESU_HAS_HERE
+#include "tools/kesu/locate_here_command.h"
+#include "tools/kesu/track_command.h"
+#endif
 
 namespace kesu_tool {
 namespace {
@@ -24,6 +28,15 @@ int Print(const std::string& text) {
   return FlushResults() ? 0 : kFailureExitStatus;
 }
 
+int RunHere(const Arguments& arguments) {
+#ifdef KESU_HAS_HERE
+  return arguments.command == Command::kTrack ? RunTrack(arguments) : RunLocateHere(arguments);
+#else
+  static_cast<void>(arguments);
+  return FailUsage("this kesu was built without libkesu-here, which listens");
+#endif
+}
+
 int RunOverNetwork(const Arguments& arguments) {
   if (!arguments.ca_file.empty() && access(arguments.ca_file.c_str(), R_OK) != 0) {
     return FailUsage("the CA file \"" + arguments.ca_file + "\" cannot be read");
@@ -32,6 +45,7 @@ int RunOverNetwork(const Arguments& arguments) {
     PrintError("too few files can be open at a time");
     return kFailureExitStatus;
   }
+  if (arguments.hears) return RunHere(arguments);
   switch (arguments.command) {
     case Command::kLocate:
       return RunLocate(arguments);

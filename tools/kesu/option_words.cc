@@ -13,6 +13,8 @@ constexpr char kSummary[] = R"(Commands:
                     is another lookup of the same run
   locate -          The same for the observations on standard input, a JSON
                     object a line
+  locate --here     Where is this device, by what it hears itself?
+  track             The same again and again: its position as it changes
   reverse LAT,LON...
                     What is at these points?
   reverse -         The same for the points on standard input, LAT,LON or a
@@ -75,19 +77,38 @@ const GOptionEntry kObservationOptions[] = {
     Entry("cell", "A cell, the serving one first", "MCC,MNC,AREA,CELL[,DBM]"),
     Entry("wifi", "A wifi access point", "MAC[,DBM]"),
     Entry("gps", "A fix of the device's own", "LAT,LON"),
+    Entry("here", "What this device hears, instead", nullptr),
     {},
 };
 
-GOptionContext* NewContext(bool with_observation, OptionWords* options) {
+const GOptionEntry kTrackingOptions[] = {
+    Entry("interval", "From lookup to lookup, 30 if not given", "SECONDS"),
+    {},
+};
+
+struct Group {
+  OptionScope scope;
+  const char* name;
+  const char* title;
+  const GOptionEntry* options;
+};
+
+constexpr Group kGroups[] = {
+    {OptionScope::kObservation, "locate", "Options of locate:", kObservationOptions},
+    {OptionScope::kTracking, "track", "Options of track:", kTrackingOptions},
+};
+
+/// With the options of `scope`, or with all.
+GOptionContext* NewContext(std::optional<OptionScope> scope, OptionWords* options) {
   GOptionContext* const context = g_option_context_new("COMMAND");
   g_option_context_set_help_enabled(context, FALSE);
   GOptionGroup* const general = g_option_group_new("kesu", "", "", options, nullptr);
   g_option_group_add_entries(general, kGeneralOptions);
   g_option_context_set_main_group(context, general);
-  if (with_observation) {
-    GOptionGroup* const group =
-        g_option_group_new("locate", "Options of locate:", "", options, nullptr);
-    g_option_group_add_entries(group, kObservationOptions);
+  for (const Group& it : kGroups) {
+    if (scope && *scope != it.scope) continue;
+    GOptionGroup* const group = g_option_group_new(it.name, it.title, "", options, nullptr);
+    g_option_group_add_entries(group, it.options);
     g_option_context_add_group(context, group);
   }
   return context;
@@ -152,7 +173,7 @@ std::vector<std::string> OptionWords::All(std::string_view name) const {
 
 bool TakeOptions(OptionScope scope, std::vector<std::string>* words, OptionWords* options,
                  std::string* error) {
-  GOptionContext* const context = NewContext(scope == OptionScope::kObservation, options);
+  GOptionContext* const context = NewContext(scope, options);
   g_option_context_set_strict_posix(context, scope == OptionScope::kBeforeCommand);
   char** parser_words = NewParserWords(scope, *words);
   GError* failure = nullptr;
@@ -173,7 +194,7 @@ bool TakeOptions(OptionScope scope, std::vector<std::string>* words, OptionWords
 }
 
 std::string HelpText() {
-  GOptionContext* const context = NewContext(true, nullptr);
+  GOptionContext* const context = NewContext(std::nullopt, nullptr);
   g_option_context_set_summary(context, kSummary);
   g_option_context_set_description(context, kDescription);
   char* const text = g_option_context_get_help(context, FALSE, nullptr);

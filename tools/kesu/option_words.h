@@ -33,6 +33,8 @@ enum class OptionScope {
   kBeforeCommand,
   /// The general options and those of an observation, wherever they stand.
   kObservation,
+  /// The general options and those of track, wherever they stand.
+  kTracking,
   /// The general options, wherever they stand. Words may be points.
   kPoints,
   /// The general options, wherever they stand.
