@@ -13,6 +13,7 @@ CMAKE = [os.environ["CMAKE"], "-G", os.environ["KESU_GENERATOR"],
          "-S", SOURCE / "tests/install/consumer", "-B"]
 COMPILE = [os.environ["CXX"], *shlex.split(os.environ["CXXFLAGS"]), "-std=c++20", "-Wall", "-Wextra",
            "-Wpedantic", "-Werror", "-x", "c++", "-", "-x", "none"]
+WITH_HERE = os.environ["KESU_WITH_HERE"] == "1"
 WITH_GLIB = os.environ["KESU_WITH_GLIB"] == "1"
 VERSION = os.environ["KESU_PROJECT_VERSION"]
 SONAME = f"libkesu.so.{VERSION.rpartition('.')[0]}\0".encode()
@@ -125,9 +126,14 @@ class InstallationTest(unittest.TestCase):
 
     def test_a_part_of_another_project_and_find_package_and_the_server(self):
         run(*CMAKE, self.work / "whole", f"-DKESU_SOURCE={SOURCE}")
+        # The program of the document.
+        document = (SOURCE / "docs/here.md").read_text(encoding="utf-8")
+        here = self.work / "here.cc"
+        here.write_text(re.search(r"```cpp\n(.*?)```", document, re.DOTALL)[1], encoding="utf-8")
         run(*CMAKE, self.work / "parts", f"-DCMAKE_PREFIX_PATH={self.work}",
             f"-DKESU_VERSION={VERSION}", f"-DKESU_EXAMPLE={SOURCE / 'examples/lookup.cc'}",
-            *[f"-DKESU_C_EXAMPLE={SOURCE / 'examples/locate/locate.c'}"] * WITH_GLIB)
+            *[f"-DKESU_C_EXAMPLE={SOURCE / 'examples/locate/locate.c'}"] * WITH_GLIB,
+            *[f"-DKESU_HERE_EXAMPLE={here}"] * WITH_HERE)
         run(CMAKE[0], "--build", self.work / "parts")
         command = [self.programs / "kesu-server", "--port", "0"]
         server = subprocess.Popen(command, stdout=subprocess.PIPE, text=True)
@@ -137,6 +143,16 @@ class InstallationTest(unittest.TestCase):
             self.assertEqual(SONAME in program.read_bytes(), program.name == "with-kesu")
             # Where the cell stands that the example hears, among lines of the trace.
             self.assertRegex(run(program, url), r"(?m)^38\.7\d+, -9\.1\d+, within \d+ m$")
+        if WITH_HERE:
+            for program in ("with-kesu-here", "with-kesu-here-static"):
+                out = run("env", "DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nonexistent",
+                          self.work / "parts" / program)
+                self.assertRegex(out, r"^no system bus: .*\nno system bus: .*\nthe observation is empty$")
+            path = f"PKG_CONFIG_PATH={self.libraries}/pkgconfig:{os.environ.get('PKG_CONFIG_PATH', '')}"
+            flags = run("env", path, os.environ["PKG_CONFIG"], "--cflags", "--libs",
+                        f"kesu-here = {VERSION}")
+            run(*COMPILE, "-o", self.work / "with-here", *shlex.split(flags),
+                f"-Wl,-rpath-link,{self.libraries}", input=here.read_text(encoding="utf-8"))
         if WITH_GLIB:
             out = run("env", f"LD_LIBRARY_PATH={self.libraries}",
                       self.work / "parts/with-kesu-glib", url)
