@@ -52,21 +52,30 @@ bool IsTrailByte(char byte) {
   return (byte & 0xC0) == 0x80;
 }
 
+/// What a trail byte adds to its character, or at least kNoTrail for another byte.
+unsigned TrailBits(char byte) {
+  return static_cast<unsigned char>(byte) ^ 0x80U;
+}
+
+constexpr unsigned kNoTrail = 0x40;
+
 /// Decodes the character below U+10000 at the start of some bytes, and yields where it ends: null
 /// where there is no such character.
 inline const char* DecodeCharacter(const char* at, const char* end, char16_t* unit) {
-  const auto lead = static_cast<unsigned char>(*at);
+  const unsigned lead = static_cast<unsigned char>(*at);
   if (lead < 0x80) {
-    *unit = lead;
+    *unit = static_cast<char16_t>(lead);
     return at + 1;
   }
-  if (end - at < 2 || !IsTrailByte(at[1])) return nullptr;
+  const unsigned second = end - at < 2 ? kNoTrail : TrailBits(at[1]);
+  if (second >= kNoTrail) return nullptr;
   if (lead < 0xE0) {
-    *unit = static_cast<char16_t>((lead & 0x1F) << 6 | (at[1] & 0x3F));
+    *unit = static_cast<char16_t>((lead << 6) + second - (0xC0U << 6));
     return lead < 0xC2 ? nullptr : at + 2;
   }
-  if (lead >= 0xF0 || end - at < 3 || !IsTrailByte(at[2])) return nullptr;
-  const int value = (lead & 0xF) << 12 | (at[1] & 0x3F) << 6 | (at[2] & 0x3F);
+  const unsigned third = end - at < 3 ? kNoTrail : TrailBits(at[2]);
+  if (lead >= 0xF0 || third >= kNoTrail) return nullptr;
+  const unsigned value = (lead << 12) + (second << 6) + third - (0xE0U << 12);
   *unit = static_cast<char16_t>(value);
   return value < 0x800 || U16_IS_SURROGATE(value) ? nullptr : at + 3;
 }
