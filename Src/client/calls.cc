@@ -7,6 +7,7 @@
 #include "client/location_messages.h"
 #include "client/response_error.h"
 #include "client/text.h"
+#include "kesu/common/base/object_region.h"
 #include "kesu/common/base/scoped_ptr.h"
 #include "kesu/services/lbs_service.h"
 
@@ -17,6 +18,8 @@ using common_base::ByteVector;
 using common_kesu::kLBSServiceUri;
 using common_kesu::Response;
 
+/// What a lookup usually takes in memory while it is written.
+constexpr std::size_t kRequestSize = 4096;
 /// As many as fit into a POST with others, at some thirty bytes each.
 constexpr std::size_t kPointsPerRequest = 1000;
 
@@ -36,6 +39,15 @@ std::chrono::microseconds TimeOf(const ClientCore& client) {
   return std::chrono::microseconds(client.Now());
 }
 
+/// The request of the client that asks this.
+ByteVector RequestOf(const lbs::GLocRequest& questions, ClientCore* client) {
+  ByteVector bytes;
+  bytes.AppendAll(client->AskerBytes());
+  common_base::DataOutputStream stream(&bytes);
+  questions.Write(&stream);
+  return bytes;
+}
+
 /// Reads the reply and takes from it what is the client's.
 Error ReadReply(const Response& response, lbs::GLocReply* reply, ClientCore* client) {
   Error error = ReadAnswer(response, reply);
@@ -48,22 +60,28 @@ Error ReadReply(const Response& response, lbs::GLocReply* reply, ClientCore* cli
 }  // namespace
 
 void LocateCall::Begin() {
-  lbs::GLocRequest request;
-  WriteAsker(client().options(), client().platform_key(), &request);
+  // Not kept while the answer is waited for.
+  const Observation observation = std::move(observation_);
   const std::chrono::milliseconds utc(Engine::Get()->clock().GetUtcTime());
-  lbs::GLocRequestElement* element = request.add_requestelements();
-  WriteQuestion(observation_, utc, element);
-  if (client().locations.is_on()) {
-    question_ = QuestionOf(*element);
-    if (const Location* kept = client().locations.Find(question_, TimeOf(client()))) {
-      ++client().counters().cache_hits;
-      Location location = *kept;
-      location.is_from_cache = true;
-      SetOutcome(std::move(location));
-      return Finish();
+  const Location* kept = nullptr;
+  ByteVector bytes;
+  {
+    const common_base::ObjectRegion region(kRequestSize);
+    lbs::GLocRequest request;
+    lbs::GLocRequestElement* element = request.add_requestelements();
+    WriteQuestion(observation, utc, element);
+    if (client().locations.is_on()) {
+      question_ = QuestionOf(*element);
+      kept = client().locations.Find(question_, TimeOf(client()));
     }
+    if (kept == nullptr) bytes = RequestOf(request, &client());
   }
-  Ask(kLBSServiceUri, BytesOf(request));
+  if (kept == nullptr) return Ask(kLBSServiceUri, std::move(bytes));
+  ++client().counters().cache_hits;
+  Location location = *kept;
+  location.is_from_cache = true;
+  SetOutcome(std::move(location));
+  Finish();
 }
 
 void LocateCall::OnResponse(std::size_t, const Response& response) {
@@ -118,13 +136,12 @@ bool ReverseCall::AnswerAtOnce(Question* question) {
 
 void ReverseCall::AskAbout(std::vector<Question> questions) {
   lbs::GLocRequest request;
-  WriteAsker(client().options(), client().platform_key(), &request);
   for (const Question& question : questions) {
     WriteQuestion(points_[question.point], request.add_requestelements());
   }
   questions_.push_back(std::move(questions));
   ++unanswered_requests_;
-  Ask(kLBSServiceUri, BytesOf(request));
+  Ask(kLBSServiceUri, RequestOf(request, &client()));
 }
 
 void ReverseCall::OnResponse(std::size_t index, const Response& response) {

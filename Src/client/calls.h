@@ -22,7 +22,7 @@ class LocateCall final : public ResultCall<Location> {
   void Begin() override;
   void OnResponse(std::size_t index, const common_kesu::Response& response) override;
 
-  const Observation observation_;
+  Observation observation_;
   /// For the cache; empty where there is none.
   std::string question_;
 };

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "client/call_state.h"
+#include "client/location_messages.h"
 #include "dovi/deployment_settings.h"
 
 namespace kesu::detail {
@@ -134,6 +135,19 @@ Error ClientCore::TimeoutError() const {
   if (is_paused_) message += ": the client is paused";
   if (Engine::Get()->is_without_route()) message += ": there is no route to the service";
   return {ErrorKind::kTimedOut, std::move(message)};
+}
+
+const common_base::ByteVector& ClientCore::AskerBytes() {
+  const std::lock_guard lock(mutex_);
+  if (asker_bytes_.IsEmpty() || asker_key_ != platform_key_) {
+    lbs::GLocRequest asker;
+    WriteAsker(options_, platform_key_, &asker);
+    asker_bytes_.Clear();
+    common_base::DataOutputStream stream(&asker_bytes_);
+    asker.Write(&stream);
+    asker_key_ = platform_key_;
+  }
+  return asker_bytes_;
 }
 
 std::string ClientCore::platform_key() const {

@@ -11,6 +11,7 @@
 #include "client/client.h"
 #include "client/engine.h"
 #include "client/live_counters.h"
+#include "kesu/common/base/vector.h"
 
 namespace kesu::detail {
 
@@ -53,6 +54,8 @@ class ClientCore : public std::enable_shared_from_this<ClientCore> {
   void Close(CallState* call);
   Error TimeoutError() const;
   void RememberLocation(const Location& location);
+  /// The start of each request, which says who asks; good until the next call.
+  const common_base::ByteVector& AskerBytes();
 
   AnswerCache<Location> locations;
   AnswerCache<Place> places;
@@ -77,6 +80,9 @@ class ClientCore : public std::enable_shared_from_this<ClientCore> {
   bool has_left_ = false;
   bool is_paused_ = false;
   OpenCalls open_calls_;
+  /// With this platform key; empty until they are wanted.
+  common_base::ByteVector asker_bytes_;
+  std::string asker_key_;
 };
 
 }  // namespace kesu::detail

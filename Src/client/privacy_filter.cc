@@ -12,6 +12,8 @@ namespace {
 constexpr int kMaxNetworkCode = 999;
 constexpr unsigned kGroupBit = 1;
 constexpr unsigned kLocalBit = 2;
+constexpr std::size_t kMacAddressBytes = 6;
+constexpr char kNullMacAddress[] = "00-00-00-00-00-00";
 
 /// 16 where it is none.
 unsigned HexDigit(char c) {
@@ -66,8 +68,7 @@ Disclosure DisclosureAt(const std::string& address, const AccessPoint& access_po
   if (access_point.name && IsHidden(*access_point.name)) return Disclosure::kHiddenName;
   if (access_point.name && EndsInNoMap(*access_point.name)) return Disclosure::kOptedOut;
   const unsigned low_digit = HexDigit(address[1]);
-  const bool is_null = address.find_first_not_of("0-") == std::string::npos;
-  if ((low_digit & kGroupBit) != 0 || is_null) return Disclosure::kMulticast;
+  if ((low_digit & kGroupBit) != 0 || address == kNullMacAddress) return Disclosure::kMulticast;
   if ((low_digit & kLocalBit) != 0) return Disclosure::kLocallyAdministered;
   return Disclosure::kAllowed;
 }
@@ -81,21 +82,20 @@ bool IsSingle(const std::vector<AccessPoint>& access_points) {
 }  // namespace
 
 std::string NormalMacAddress(std::string_view mac_address) {
-  constexpr std::size_t kBytes = 6;
-  const bool has_separators = mac_address.size() == kBytes * 3 - 1;
-  if (!has_separators && mac_address.size() != kBytes * 2) return {};
+  const bool has_separators = mac_address.size() == kMacAddressBytes * 3 - 1;
+  if (!has_separators && mac_address.size() != kMacAddressBytes * 2) return {};
   const char separator = has_separators ? mac_address[2] : '-';
   if (separator != '-' && separator != ':') return {};
-  std::string normal;
-  normal.reserve(kBytes * 3);
-  for (std::size_t i = 0; i < kBytes; ++i) {
-    const std::size_t place = i * (has_separators ? 3 : 2);
+  const std::size_t step = has_separators ? 3 : 2;
+  std::string normal = kNullMacAddress;
+  for (std::size_t i = 0; i < kMacAddressBytes; ++i) {
+    const std::size_t place = i * step;
     if (has_separators && i > 0 && mac_address[place - 1] != separator) return {};
-    if (i > 0) normal += '-';
-    for (const char c : mac_address.substr(place, 2)) {
-      if (HexDigit(c) > 15) return {};
-      normal += "0123456789ABCDEF"[HexDigit(c)];
-    }
+    const unsigned high = HexDigit(mac_address[place]);
+    const unsigned low = HexDigit(mac_address[place + 1]);
+    if (high > 15 || low > 15) return {};
+    normal[i * 3] = "0123456789ABCDEF"[high];
+    normal[i * 3 + 1] = "0123456789ABCDEF"[low];
   }
   return normal;
 }

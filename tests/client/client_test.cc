@@ -224,6 +224,25 @@ TEST_CASE("a pause keeps calls back, but not their deadlines") {
   CHECK(fixture.transport.count() == 2);
 }
 
+TEST_CASE("a callback may run the loop, which then tells of the other calls") {
+  ClientFixture fixture;
+  kesu::Client client({});
+  std::string told;
+  const auto call = [&](std::function<void()> then) {
+    return client.Locate(fixture.Seen(), [then = std::move(then)](const auto&) { then(); });
+  };
+  kesu::Call third;
+  const kesu::Call first = call([&] {
+    third = call([&] { told += '3'; });
+    told += '<';
+    fixture.Iterate();
+    told += '>';
+  });
+  const kesu::Call second = call([&] { told += '2'; });
+  fixture.Iterate();
+  CHECK(told == "<23>");
+}
+
 TEST_CASE("services of one's own") {
   ClientFixture fixture;
   kesu::Client client(fixture.options());
