@@ -17,6 +17,7 @@ set(public_headers
   dovi/deferred_request_source.h
   dovi/deployment_settings.h
   dovi/dovi_http_request_factory.h
+  kesu/common/base/byte_order.h
   kesu/common/base/clock_interface.h
   kesu/common/base/data_input_stream.h
   kesu/common/base/data_output_stream.h

@@ -44,20 +44,25 @@ curl_socket_t CurlDescriptors::Open(const curl_sockaddr& address) {
     close(fd);
     return CURL_SOCKET_BAD;
   }
-  connections_[fd] = {kOpen, InodeOf(fd)};
+  SetState(fd, kOpen);
+  connections_[fd].inode = InodeOf(fd);
   highest_ = std::max(highest_, fd);
   return fd;
 }
 
 void CurlDescriptors::Close(curl_socket_t fd) {
-  connections_[fd].state = kForeign;
+  SetState(fd, kForeign);
   close(fd);
+}
+
+void CurlDescriptors::SetState(int fd, State state) {
+  open_count_ += (state == kOpen) - (connections_[fd].state == kOpen);
+  connections_[fd].state = state;
 }
 
 void CurlDescriptors::OutdateConnections() {
   for (int fd = 0; fd <= highest_; ++fd) {
-    State& state = connections_[fd].state;
-    if (state == kOpen) state = kOutdated;
+    if (connections_[fd].state == kOpen) SetState(fd, kOutdated);
   }
 }
 
@@ -72,11 +77,11 @@ void CurlDescriptors::EndUnusable(const GPollFD* polled) {
   if (count == 0 || poll(idle, count, 0) < 0) return;
   for (nfds_t i = 0; i < count; ++i) {
     const int fd = idle[i].fd;
-    Connection& connection = connections_[fd];
+    const Connection& connection = connections_[fd];
     if (connection.state == kOpen && idle[i].revents == 0) continue;
     const bool is_ours = InodeOf(fd) == connection.inode;
     if (is_ours) EndConnection(fd);
-    connection.state = is_ours ? kEnded : kForeign;
+    SetState(fd, is_ours ? kEnded : kForeign);
   }
 }
 

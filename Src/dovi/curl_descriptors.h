@@ -18,6 +18,8 @@ class CurlDescriptors {
   /// A socket for a connection, close-on-exec, or CURL_SOCKET_BAD.
   curl_socket_t Open(const curl_sockaddr& address);
   void Close(curl_socket_t fd);
+  /// The connections that may be used, or one more for each that curl has not told of.
+  int open_count() const { return open_count_; }
 
   /// Tells that no connection that is open now shall be used for another transfer.
   void OutdateConnections();
@@ -45,7 +47,10 @@ class CurlDescriptors {
   /// Forgets the look-ups that have come to an end.
   void PruneLookups();
 
+  void SetState(int fd, State state);
+
   Connection connections_[kCount] = {};
+  int open_count_ = 0;
   /// All connections are up to here.
   int highest_ = -1;
   /// Duplicates of the ends by which curl waits for the threads that look up. Curl closes its own

@@ -117,6 +117,16 @@ void AppendHostAndPort(const char* address, GStringBuffer* text) {
   text->AppendUtf8String(url.port());
 }
 
+/// "HOST:PORT through PROXY:PORT: ", with a proxy where there is one. `address` may be null.
+void AppendPlace(const char* address, GStringBuffer* text) {
+  if (address != nullptr) AppendHostAndPort(address, text);
+  if (const char* proxy = GetDoviDeploymentSettings().proxy; *proxy != 0) {
+    text->AppendUtf8String(" through ");
+    AppendHostAndPort(proxy, text);
+  }
+  text->AppendUtf8String(": ");
+}
+
 const char* CauseOf(CURLcode result, long error, const char* details) {
   // Curl's words on a connection that does not come about leave out why, and repeat the address.
   if (result == CURLE_COULDNT_CONNECT && error != 0) return g_strerror(static_cast<int>(error));
@@ -136,14 +146,16 @@ TransportError TransportErrorOf(CURL* done_handle, CURLcode result, const char* 
   curl_easy_getinfo(done_handle, CURLINFO_EFFECTIVE_URL, &address);
 
   GStringBuffer text;
-  if (address != nullptr) AppendHostAndPort(address, &text);
-  if (const char* proxy = GetDoviDeploymentSettings().proxy; *proxy != 0) {
-    text.AppendUtf8String(" through ");
-    AppendHostAndPort(proxy, &text);
-  }
-  text.AppendUtf8String(": ");
+  AppendPlace(address, &text);
   text.AppendUtf8String(refusal != nullptr ? refusal : CauseOf(result, error, details));
   return {KindOf(result, error, status), text.ToString()};
+}
+
+TransportError ErrorOfWait(const char* url, int waited_ms) {
+  GStringBuffer text;
+  AppendPlace(url, &text);
+  text.AppendFormattedText("No connection became free within %d milliseconds", waited_ms);
+  return {TransportErrorKind::kTimedOut, text.ToString()};
 }
 
 bool IsHostAnAddress(const char* url) {

@@ -12,6 +12,9 @@
 common_kesu::TransportError TransportErrorOf(CURL* done_handle, CURLcode result,
                                              const char* details, const char* refusal);
 
+/// What is said of an exchange with `url` that ran out of time before it could begin.
+common_kesu::TransportError ErrorOfWait(const char* url, int waited_ms);
+
 /// Whether the host of a URL, whose scheme may be missing, is an IP address.
 bool IsHostAnAddress(const char* url);
 

@@ -8,6 +8,7 @@
 
 #include "dovi/curl_error.h"
 #include "dovi/dovi_http_request_factory.h"
+#include "dovi/easy_handles.h"
 #include "dovi/glibcurl.h"
 #include "dovi/trace.h"
 #include "kesu/common/base/assertions.h"
@@ -33,6 +34,8 @@ constexpr int kMaxHeaderBytes = 192 << 10;
 /// in memory has a limit of its own (SetDecodeMemoryLimit).
 constexpr int kMaxBodyBytes = 8 << 20;
 constexpr long kMaxRedirects = 10;
+/// At a time. The reply to a full POST then mostly comes in one piece.
+constexpr long kReceiveBytes = 64 << 10;
 
 constexpr std::string_view kHeaderLineEnd = "\r\n";
 
@@ -80,6 +83,13 @@ const char* EffectiveUrlOf(CURL* easy) {
   return url == nullptr ? "" : url;
 }
 
+/// -1 where the response has none.
+curl_off_t ContentLengthOf(CURL* easy) {
+  curl_off_t length = -1;
+  curl_easy_getinfo(easy, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+  return length;
+}
+
 /// Keeps curl from waiting for the thread that looks up a name when the request is over before the
 /// answer is there. Nothing else would run for as long as the name server is silent.
 void LeaveNameLookupBehind([[maybe_unused]] CURL* easy) {
@@ -114,16 +124,32 @@ DoviHttpRequest::~DoviHttpRequest() {
   if (easy_handle_ == nullptr) return;
   glibcurl_remove(easy_handle_);
   DoviTrace("glibcurl_remove()\n");
-  curl_easy_cleanup(easy_handle_);
+  GiveBackEasyHandle(easy_handle_);
   DoviTrace("end curl_easy_cleanup()\n");
 }
 
 int DoviHttpRequest::Start(common_base::RequesterInterface* requester) {
-  GWASSERT(easy_handle_ == nullptr);
-  if (easy_handle_ != nullptr) return kCouldNotStart;
+  const bool is_started = easy_handle_ != nullptr || IsInQueue();
+  GWASSERT(!is_started);
+  if (is_started) return kCouldNotStart;
   if (const char* refusal = factory_->refusal()) return CannotStart(refusal);
   requester_ = requester;
+  if (!EnterQueue(GetDoviDeploymentSettings().total_timeout_ms)) return kStarted;
   return sendPostRequest(url_buffer_);
+}
+
+/// The requester may delete this request: nothing follows its call.
+void DoviHttpRequest::OnTurn(int waited_ms) {
+  const int timeout_ms = GetDoviDeploymentSettings().total_timeout_ms;
+  if (timeout_ms == 0 || waited_ms < timeout_ms) {
+    waited_ms_ = waited_ms;
+    if (sendPostRequest(url_buffer_) == kStarted) return;
+  } else {
+    status_info_->effective_url = GString(url_buffer_);
+    transport_error_ = ErrorOfWait(url_buffer_, waited_ms);
+    LeaveQueue();
+  }
+  requester_->OnRequestFailed(this);
 }
 
 void DoviHttpRequest::Cancel() {
@@ -157,12 +183,13 @@ std::size_t DoviHttpRequest::WriteMemoryCallback(char*, std::size_t size, std::s
 
 int DoviHttpRequest::CannotStart(const char* why) {
   transport_error_ = {TransportErrorKind::kNotStarted, why};
+  LeaveQueue();
   return kCouldNotStart;
 }
 
 int DoviHttpRequest::sendPostRequest(const char* url) {
   DoviTrace("======================sendPostRequest\n");
-  easy_handle_ = curl_easy_init();
+  easy_handle_ = TakeEasyHandle();
   if (easy_handle_ == nullptr) {
     DoviTrace("!m_easyhandle\n");
     return CannotStart("curl has no memory");
@@ -189,6 +216,7 @@ void DoviHttpRequest::SetTransportOptions() {
   // HTTP/2 would deliver header names in lower case, and they are compared as they come.
   curl_easy_setopt(easy_handle_, CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1});
   curl_easy_setopt(easy_handle_, CURLOPT_NOSIGNAL, 1L);
+  curl_easy_setopt(easy_handle_, CURLOPT_BUFFERSIZE, kReceiveBytes);
   curl_easy_setopt(easy_handle_, CURLOPT_ERRORBUFFER, curl_error_text_);
   curl_easy_setopt(easy_handle_, CURLOPT_MAXREDIRS, kMaxRedirects);
   // A POST stays one. Turned into a GET it would announce, by our own header, a body that does not
@@ -208,7 +236,9 @@ void DoviHttpRequest::SetTransportOptions() {
   curl_easy_setopt(easy_handle_, CURLOPT_NOPROXY, "");
   if (*settings.ca_file != 0) curl_easy_setopt(easy_handle_, CURLOPT_CAINFO, settings.ca_file);
   curl_easy_setopt(easy_handle_, CURLOPT_CONNECTTIMEOUT_MS, long{settings.connect_timeout_ms});
-  curl_easy_setopt(easy_handle_, CURLOPT_TIMEOUT_MS, long{settings.total_timeout_ms});
+  curl_easy_setopt(
+      easy_handle_, CURLOPT_TIMEOUT_MS,
+      long{settings.total_timeout_ms} - (settings.total_timeout_ms == 0 ? 0 : waited_ms_));
 }
 
 /// Hands all headers to curl as one list entry whose lines are joined by CR LF, deliberately.
@@ -254,6 +284,7 @@ std::size_t DoviHttpRequest::parse_my_resp(const char* bytes, std::size_t size, 
   if (length == 0) return 0;
   if (received_body_.length() == 0) {
     DoviTrace("Allocate m_responsebuffer : %d \n", static_cast<int>(length) + 1);
+    received_body_.Expect(ContentLengthOf(easy_handle_));
   }
   return received_body_.Append(bytes, length) ? length : 0;
 }
@@ -300,7 +331,7 @@ int DoviHttpRequest::BeforeSending(void* request, char*, char*, int, int) {
 }
 #endif
 
-void DoviHttpRequest::GlibcurlCallback(void*) {
+void DoviHttpRequest::CollectAndGiveTurns() {
   while (!CollectFinishedTransfers()) {
   }
 }
@@ -321,7 +352,9 @@ bool DoviHttpRequest::CollectFinishedTransfers() {
       } else if (request != nullptr) {
         request->ConnectionDone(message->easy_handle, result);
       }
+      GiveTurns();
     }
+    GiveTurns();
     return true;
   } catch (...) {
     DoviTrace("================= CurlFactory::GlibcurlCallback uncaught exception\n");
@@ -331,6 +364,7 @@ bool DoviHttpRequest::CollectFinishedTransfers() {
 
 void DoviHttpRequest::RequestFailed(DoviHttpRequest* request) {
   if (request == nullptr) return;
+  request->LeaveQueue();
   request->response_header_text_.Free();
   request->received_body_.Free();
   request->requester_->OnRequestFailed(request);
@@ -338,6 +372,7 @@ void DoviHttpRequest::RequestFailed(DoviHttpRequest* request) {
 
 /// The requester may delete this request: nothing follows its call.
 void DoviHttpRequest::ConnectionDone(CURL* done_handle, CURLcode result) {
+  LeaveQueue();
   const char* url = nullptr;
   curl_easy_getinfo(done_handle, CURLINFO_EFFECTIVE_URL, &url);
   DoviTrace("lasturll%s\n", url == nullptr ? "" : url);
@@ -354,9 +389,7 @@ void DoviHttpRequest::ConnectionDone(CURL* done_handle, CURLcode result) {
   if (transport_error_.kind == TransportErrorKind::kTimedOut) glibcurl_network_changed();
   DoviTrace("last error is: \n");
 
-  curl_off_t content_length = -1;
-  curl_easy_getinfo(done_handle, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &content_length);
-  DeliverResponseBody(content_length);
+  DeliverResponseBody(ContentLengthOf(done_handle));
   DoviTrace("my_GlibcurlCallback============= 2 m_response_header size %d \n",
             response_headers_.length());
   response_header_text_.Free();
@@ -390,9 +423,15 @@ void DoviHttpRequest::KeepResponseHeaders(long header_size) {
 /// arrived.
 void DoviHttpRequest::DeliverResponseBody(curl_off_t content_length) {
   if (content_length > 0) {
-    const curl_off_t length = std::min<curl_off_t>(content_length, received_body_.length());
-    response_body_->AppendAll(ByteView(common_base::kReferenceExistingBuffer,
-                                       received_body_.bytes(), static_cast<int>(length)));
+    const auto length =
+        static_cast<int>(std::min<curl_off_t>(content_length, received_body_.length()));
+    if (response_body_->capacity() == 0 && response_body_->IsEmpty()) {
+      *response_body_ = GVector<unsigned char>(common_base::kTakeOwnershipOfExistingBuffer,
+                                               received_body_.Release(), length);
+    } else {
+      response_body_->AppendAll(
+          ByteView(common_base::kReferenceExistingBuffer, received_body_.bytes(), length));
+    }
   } else if (received_body_.bytes() != nullptr) {
     DoviTrace("Nnnnnnooooooooooooooo respbody: \n");
   }

@@ -6,6 +6,7 @@
 #include <curl/curl.h>
 
 #include "dovi/deployment_settings.h"
+#include "dovi/exchange_queue.h"
 #include "dovi/receive_buffer.h"
 #include "kesu/common/base/string_buffer.h"
 #include "kesu/mux/http_request_factory.h"
@@ -24,10 +25,12 @@ class DoviHttpRequestFactory;
 /// came; and only a response with a Content-Length delivers a body, one in chunks completes with
 /// none.
 ///
+/// With many started already it waits for its turn, see QueuedExchange.
+///
 /// A POST may reach the service twice, not more often: when a connection that was used before ends
 /// without a whole status line, it is sent once more, over a new connection. Each redirect that is
 /// followed is a POST of its own.
-class DoviHttpRequest : public HttpRequestInterface {
+class DoviHttpRequest : public HttpRequestInterface, private QueuedExchange {
  public:
   /// Everything is borrowed until the request is gone. `request_body` may be null.
   DoviHttpRequest(DoviHttpRequestFactory* factory,
@@ -52,12 +55,16 @@ class DoviHttpRequest : public HttpRequestInterface {
 
   DoviHttpRequestFactory* factory() const { return factory_; }
 
+  /// For the main loop: tells of the transfers that have ended, and lets others begin.
+  static void CollectAndGiveTurns();
+
   /// A write function of libcurl that takes everything and keeps nothing.
   static std::size_t WriteMemoryCallback(char* bytes, std::size_t size, std::size_t count,
                                          void* closure);
 
  private:
   int CannotStart(const char* why);
+  void OnTurn(int waited_ms) override;
   int sendPostRequest(const char* url);
   void SetTransportOptions();
   void SetHeaderOption();
@@ -72,7 +79,7 @@ class DoviHttpRequest : public HttpRequestInterface {
   static int BeforeSending(void* request, char*, char*, int, int);
   bool IsLookupNeeded() const;
 
-  static void GlibcurlCallback(void*);
+  static void GlibcurlCallback(void*) { CollectAndGiveTurns(); }
   static bool CollectFinishedTransfers();
   static void RequestFailed(DoviHttpRequest* request);
   void ConnectionDone(CURL* done_handle, CURLcode result);
@@ -97,6 +104,8 @@ class DoviHttpRequest : public HttpRequestInterface {
   char curl_error_text_[CURL_ERROR_SIZE] = "";
   /// Why we ourselves let the exchange fail, or null.
   const char* refusal_ = nullptr;
+  /// Milliseconds of the total time-out that it has waited for its turn.
+  int waited_ms_ = 0;
   /// How often the POST to the current URL has been sent.
   int times_sent_ = 0;
   long redirects_followed_ = 0;

@@ -5,6 +5,8 @@
 #include <glib.h>
 
 #include "dovi/dovi_http_request.h"
+#include "dovi/easy_handles.h"
+#include "dovi/exchange_queue.h"
 #include "dovi/glibcurl.h"
 #include "dovi/trace.h"
 #include "kesu/common/base/logging.h"
@@ -39,11 +41,14 @@ DoviHttpRequestFactory::DoviHttpRequestFactory() {
   active_factory = this;
   DoviTrace("=========glibcurl_init================\n");
   glibcurl_init();
+  QueuedExchange::Open(&DoviHttpRequest::CollectAndGiveTurns);
 }
 
 DoviHttpRequestFactory::~DoviHttpRequestFactory() {
   if (active_factory != this) return;
   active_factory = nullptr;
+  QueuedExchange::Close();
+  ReleaseSpareEasyHandles();
   DoviTrace("=========Clean up the curl================\n");
   glibcurl_cleanup();
 }

@@ -22,13 +22,8 @@ constexpr int kMaxDescriptors = CurlDescriptors::kCount;
 constexpr int kPerformAtOnce = -1;
 constexpr gint kWaitForever = -1;
 constexpr gint kLongestWaitMs = 1000;
-constexpr gint kPriority = 200;
 /// That of curl, unless the network has changed since.
 constexpr gint64 kDnsCacheSeconds = 60;
-
-/// Further transfers wait for one to end. Keeps descriptors well below kMaxDescriptors, and a large
-/// batch from using up the process's.
-constexpr long kMaxConnections = 64;
 
 /// The record that g_source_new makes, zero-filled.
 struct CurlSource {
@@ -251,8 +246,9 @@ void glibcurl_init() {
   curlSrc->runningHandles = 0;
   InitialiseCurl();
   curlSrc->multiHandle = curl_multi_init();
-  curl_multi_setopt(curlSrc->multiHandle, CURLMOPT_MAX_TOTAL_CONNECTIONS, kMaxConnections);
-  g_source_set_priority(source, kPriority);
+  curl_multi_setopt(curlSrc->multiHandle, CURLMOPT_MAX_TOTAL_CONNECTIONS,
+                    long{kGlibcurlMaxConnections});
+  g_source_set_priority(source, kGlibcurlPriority);
   s_timeAtLastDispatch = {};
   s_currTimeout = 0;
   s_numEasyHandles = 0;
@@ -288,6 +284,10 @@ void glibcurl_manage_connections(CURL* easy, const char** refusal) {
   const gint64 seconds = (g_get_monotonic_time() - s_timeOfNetworkChange) / G_USEC_PER_SEC;
   curl_easy_setopt(easy, CURLOPT_DNS_CACHE_TIMEOUT,
                    static_cast<long>(std::min(seconds, kDnsCacheSeconds)));
+}
+
+unsigned glibcurl_connection_count() {
+  return static_cast<unsigned>(s_descriptors.open_count());
 }
 
 void glibcurl_network_changed() {

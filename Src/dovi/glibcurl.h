@@ -10,6 +10,12 @@
 /// Forks are excluded: a child of the process must not use or destroy anything of this library.
 /// What it may do is exec; the connections are closed on it.
 
+/// More than that are not open at a time. Keeps descriptors well below 1024, and a large batch from
+/// using up the process's.
+inline constexpr unsigned kGlibcurlMaxConnections = 64;
+/// Of the source, and of others that belong to transfers.
+inline constexpr int kGlibcurlPriority = 200;
+
 /// Called with its data after every dispatch of the source, outside of curl: it may collect
 /// finished transfers, add and remove handles and run the main loop, but not call
 /// glibcurl_cleanup() or throw.
@@ -22,9 +28,9 @@ void glibcurl_init();
 CURLM* glibcurl_handle();
 
 /// Adds `easy` to the multi handle; the transfer starts with the next iteration of the loop, or,
-/// with 64 connections open already, when one of them is free. The handle counts as added even when
-/// curl refuses it, so that each call is matched by one glibcurl_remove(). Descriptors above 1023
-/// cannot be watched: see glibcurl_manage_connections().
+/// with kGlibcurlMaxConnections in use already, when one of them is free. The handle counts as
+/// added even when curl refuses it, so that each call is matched by one glibcurl_remove().
+/// Descriptors above 1023 cannot be watched: see glibcurl_manage_connections().
 CURLMcode glibcurl_add(CURL* easy);
 
 /// Takes `easy` out again, finished or not. Curl drops what it still had to report of it.
@@ -36,6 +42,9 @@ CURLMcode glibcurl_remove(CURL* easy);
 /// `easy`, says so. One that has bytes waiting when a transfer begins, or that is older than
 /// glibcurl_network_changed(), is not used again.
 void glibcurl_manage_connections(CURL* easy, const char** refusal);
+
+/// How many of those connections are open, in use or not.
+unsigned glibcurl_connection_count();
 
 /// From now on the transfers that begin use new connections and look names up anew. Allowed at any
 /// time.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "kesu/common/base/memory.h"
 
@@ -22,11 +23,19 @@ bool ReceiveBuffer::AppendText(const char* bytes, std::size_t count) {
   return Append(bytes, strnlen(bytes, count));
 }
 
-void ReceiveBuffer::Free() {
-  common_base::GFree(bytes_);
-  bytes_ = nullptr;
+void ReceiveBuffer::Expect(long long size) {
+  constexpr long long kMostOnTrust = 256 << 10;
+  if (size > 0) Reserve(static_cast<int>(std::min<long long>({size, kMostOnTrust, limit_})));
+}
+
+unsigned char* ReceiveBuffer::Release() {
   length_ = 0;
   capacity_ = 0;
+  return std::exchange(bytes_, nullptr);
+}
+
+void ReceiveBuffer::Free() {
+  common_base::GFree(Release());
 }
 
 /// Makes room for `size` bytes and the NUL.

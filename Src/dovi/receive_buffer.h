@@ -17,6 +17,11 @@ class ReceiveBuffer {
   /// Appends `bytes` as a C string: up to their first NUL, if there is one.
   bool AppendText(const char* bytes, std::size_t count);
 
+  /// `size` bytes are on their way, it is said: makes room for them at once, for as many as one
+  /// may take on trust.
+  void Expect(long long size);
+  /// Hands the bytes over, which are GFree()d then.
+  unsigned char* Release();
   void Free();
 
   /// Null while nothing has been appended.

@@ -310,6 +310,8 @@ TEST_CASE("requests use the descriptors up to 1023, fail beyond, and leave none 
     Endpoint endpoint;
     const Crowd started_before(&endpoint.factory, 1);
     endpoint.AwaitRequests(1);
+    // It is slow: the others do not wait for each other.
+    Settle();
     {
       ScriptedServer server;
       const ScopedSettings settings(server.host());

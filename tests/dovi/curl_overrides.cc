@@ -44,6 +44,11 @@ CURLMcode __wrap_curl_multi_timeout(CURLM* multi, long* timeout) {
   return result;
 }
 
+gint64 __real_g_get_monotonic_time();
+gint64 __wrap_g_get_monotonic_time() {
+  return curl_overrides.monotonic_time.value_or(__real_g_get_monotonic_time());
+}
+
 /// Keeps what the sanitizer withholds from reuse out of measurements of memory.
 const char* __asan_default_options() {
   return "quarantine_size_mb=4";

@@ -22,9 +22,10 @@ namespace kesu_test {
 
 inline const std::string kOk = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
 
-/// What some functions of curl answer in place of the truth, for what cannot be provoked
+/// What some functions of curl and GLib answer in place of the truth, for what cannot be provoked
 /// otherwise. In force until reset.
 struct CurlOverrides {
+  std::optional<gint64> monotonic_time;
   std::optional<long> timeout_ms;
   std::optional<int> highest_descriptor;
   bool multi_init_fails = false;

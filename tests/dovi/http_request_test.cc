@@ -1,6 +1,7 @@
 // What a request puts on the wire, what comes of its response, and what a requester may do.
 
 #include <cstdlib>
+#include <deque>
 #include <string>
 #include <vector>
 
@@ -201,5 +202,75 @@ TEST_CASE("transfers that finish in one pass") {
       CHECK(another.Outcome() == "completed 200 ok");
       CHECK(told == (releases == 2 ? 2 : 3));
     }
+  }
+}
+
+TEST_CASE("exchanges beyond six wait for one to end, to be slow, or for the end of their time") {
+  Endpoint endpoint;
+  const ScopedSettings settings(endpoint.server.host(), "", 0, 500);
+  std::deque<Exchange> exchanges;
+  const auto start = [&](int count) {
+    for (; count > 0; --count) REQUIRE(exchanges.emplace_back(&endpoint.factory).Start() == 0);
+  };
+  const auto check_begun = [&](std::size_t count) {
+    endpoint.AwaitRequests(count);
+    Settle();
+    CHECK(endpoint.server.requests().size() == count);
+  };
+  curl_overrides.monotonic_time = G_TIME_SPAN_HOUR;
+  start(9);
+  CHECK(exchanges.back().request->Start(&exchanges.back()) != 0);
+  check_begun(6);
+  endpoint.server.Reply({kOk});
+  CHECK(exchanges[0].Outcome() == "completed 200 ok");
+  check_begun(7);
+  // One that waits, and two that run.
+  for (const std::size_t cancelled : {7, 6, 1}) exchanges[cancelled].Cancel();
+  check_begun(8);
+  CHECK(endpoint.server.connection_count() == 7);
+  // Five run.
+  start(3);
+  check_begun(9);
+  *curl_overrides.monotonic_time += 9 * G_TIME_SPAN_MILLISECOND;
+  check_begun(9);
+  *curl_overrides.monotonic_time += G_TIME_SPAN_MILLISECOND;
+  check_begun(11);
+  // As many as there are connections begin at once.
+  for (int i = 0; i < 8; ++i) endpoint.server.Reply({kOk});
+  CHECK(exchanges.back().Outcome() == "completed 200 ok");
+  Settle();
+  start(9);
+  check_begun(19);
+  curl_overrides = {};
+}
+
+TEST_CASE("an exchange whose turn does not come in time, or comes to nothing") {
+  for (const bool is_late : {true, false}) {
+    Endpoint endpoint;
+    const ScopedSettings settings(endpoint.server.host(), "", 0, 60000);
+    std::deque<Exchange> exchanges;
+    curl_overrides.monotonic_time = G_TIME_SPAN_HOUR;
+    int told = 0;
+    for (int i = 0; i < 8; ++i) {
+      REQUIRE(exchanges.emplace_back(&endpoint.factory).Start() == 0);
+      exchanges.back().on_end = [&] {
+        ++told;
+        throw 1;
+      };
+    }
+    endpoint.AwaitRequests(6);
+    curl_overrides.easy_init_fails = true;
+    *curl_overrides.monotonic_time += (is_late ? 60000 : 59999) * G_TIME_SPAN_MILLISECOND;
+    for (std::size_t i = 6; i < 8; ++i) {
+      CHECK(exchanges[i].Outcome() ==
+            (is_late ? "failed 0  (timed-out)" : "failed 0  (not-started)"));
+      CHECK(exchanges[i].ErrorText() ==
+            (is_late ? endpoint.server.host().substr(7) +
+                           ": No connection became free within 60000 milliseconds"
+                     : "curl has no memory"));
+    }
+    CHECK(told == 2);
+    curl_overrides = {};
+    CHECK(endpoint.server.requests().size() == 6);
   }
 }

@@ -1,7 +1,6 @@
 #include "kesu/common/base/data_input_stream.h"
 
 #include <algorithm>
-#include <cstddef>
 
 namespace common_base {
 
@@ -16,42 +15,9 @@ void DataInputStream::Restore(const DataInputStreamState& state) {
   hit_error_ = state.hit_error_;
 }
 
-template <typename Number>
-Number DataInputStream::ReadBigEndian() {
-  Number value = 0;
-  for (std::size_t i = 0; i < sizeof(Number); ++i) {
-    value = static_cast<Number>((value << 8) | ReadUint8());
-  }
-  return value;
-}
-
-template <typename Number>
-Number DataInputStream::ReadLittleEndian() {
-  Number value = 0;
-  for (std::size_t i = 0; i < sizeof(Number); ++i) {
-    value |= static_cast<Number>(ReadUint8()) << (8 * i);
-  }
-  return value;
-}
-
-unsigned short DataInputStream::ReadUint16() {
-  return ReadBigEndian<unsigned short>();
-}
-
-unsigned DataInputStream::ReadUint32() {
-  return ReadBigEndian<unsigned>();
-}
-
-unsigned long long DataInputStream::ReadUint64() {
-  return ReadBigEndian<unsigned long long>();
-}
-
-unsigned DataInputStream::ReadLittleEndianUint32() {
-  return ReadLittleEndian<unsigned>();
-}
-
-unsigned long long DataInputStream::ReadLittleEndianUint64() {
-  return ReadLittleEndian<unsigned long long>();
+const unsigned char* DataInputStream::ReadRest(unsigned char* bytes, int size) {
+  for (int i = 0; i < size; ++i) bytes[i] = ReadUint8();
+  return bytes;
 }
 
 GVectorRef<const unsigned char> DataInputStream::ReadFully() {

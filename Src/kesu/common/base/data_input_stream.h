@@ -1,6 +1,9 @@
 #ifndef KESU_COMMON_BASE_DATA_INPUT_STREAM_H_
 #define KESU_COMMON_BASE_DATA_INPUT_STREAM_H_
 
+#include <bit>
+
+#include "kesu/common/base/byte_order.h"
 #include "kesu/common/base/gstring.h"
 #include "kesu/common/base/memory.h"
 #include "kesu/common/base/vector.h"
@@ -45,15 +48,17 @@ class DataInputStream : public HeapObject {
   }
   signed char ReadInt8() { return static_cast<signed char>(ReadUint8()); }
   bool ReadBool() { return ReadUint8() != 0; }
-  unsigned short ReadUint16();
+  unsigned short ReadUint16() { return ReadNumber<std::endian::big, unsigned short>(); }
   short ReadInt16() { return static_cast<short>(ReadUint16()); }
-  unsigned ReadUint32();
+  unsigned ReadUint32() { return ReadNumber<std::endian::big, unsigned>(); }
   int ReadInt32() { return static_cast<int>(ReadUint32()); }
-  unsigned long long ReadUint64();
+  unsigned long long ReadUint64() { return ReadNumber<std::endian::big, unsigned long long>(); }
   long long ReadInt64() { return static_cast<long long>(ReadUint64()); }
-  unsigned ReadLittleEndianUint32();
+  unsigned ReadLittleEndianUint32() { return ReadNumber<std::endian::little, unsigned>(); }
   int ReadLittleEndianInt32() { return static_cast<int>(ReadLittleEndianUint32()); }
-  unsigned long long ReadLittleEndianUint64();
+  unsigned long long ReadLittleEndianUint64() {
+    return ReadNumber<std::endian::little, unsigned long long>();
+  }
   long long ReadLittleEndianInt64() { return static_cast<long long>(ReadLittleEndianUint64()); }
 
   /// The next `length` bytes, valid as long as the source's are. A negative length, or one that
@@ -97,10 +102,18 @@ class DataInputStream : public HeapObject {
  private:
   friend class DataInputStreamState;
 
-  template <typename Number>
-  Number ReadBigEndian();
-  template <typename Number>
-  Number ReadLittleEndian();
+  /// Zeros stand for the bytes that are not there.
+  template <std::endian kOrder, typename Number>
+  Number ReadNumber() {
+    constexpr int kSize = sizeof(Number);
+    unsigned char rest[kSize];
+    const bool is_whole = remaining() >= kSize;
+    const Number value = LoadNumber<kOrder, Number>(is_whole ? next() : ReadRest(rest, kSize));
+    if (is_whole) position_ += kSize;
+    return value;
+  }
+  /// Fewer than `size` bytes are left: they, and zeros, into `bytes`.
+  const unsigned char* ReadRest(unsigned char* bytes, int size);
   GVectorRef<const unsigned char> View(int start, int length) const {
     return {kReferenceExistingBuffer, source_->data() + start, length};
   }

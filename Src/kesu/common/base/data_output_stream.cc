@@ -1,6 +1,5 @@
 #include "kesu/common/base/data_output_stream.h"
 
-#include <climits>
 #include <functional>
 
 #include "kesu/common/base/posix_string_storage.h"
@@ -13,42 +12,6 @@ ByteVector CopyOf(const ByteView& bytes) {
 }
 
 }  // namespace
-
-template <typename Number>
-void DataOutputStream::WriteBigEndian(Number value) {
-  constexpr int kSize = sizeof(Number);
-  unsigned char* out = Extend(kSize);
-  for (int i = 0; i < kSize; ++i) {
-    out[i] = static_cast<unsigned char>(value >> (kSize - 1 - i) * CHAR_BIT);
-  }
-}
-
-template <typename Number>
-void DataOutputStream::WriteLittleEndian(Number value) {
-  constexpr int kSize = sizeof(Number);
-  unsigned char* out = Extend(kSize);
-  for (int i = 0; i < kSize; ++i) out[i] = static_cast<unsigned char>(value >> i * CHAR_BIT);
-}
-
-void DataOutputStream::WriteUint16(unsigned short value) {
-  WriteBigEndian(value);
-}
-
-void DataOutputStream::WriteUint32(unsigned value) {
-  WriteBigEndian(value);
-}
-
-void DataOutputStream::WriteUint64(unsigned long long value) {
-  WriteBigEndian(value);
-}
-
-void DataOutputStream::WriteLittleEndianUint32(unsigned value) {
-  WriteLittleEndian(value);
-}
-
-void DataOutputStream::WriteLittleEndianUint64(unsigned long long value) {
-  WriteLittleEndian(value);
-}
 
 bool DataOutputStream::IsInSink(const GVectorRef<const unsigned char>& bytes) const {
   const std::less<> before;

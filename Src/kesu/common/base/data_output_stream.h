@@ -1,6 +1,9 @@
 #ifndef KESU_COMMON_BASE_DATA_OUTPUT_STREAM_H_
 #define KESU_COMMON_BASE_DATA_OUTPUT_STREAM_H_
 
+#include <bit>
+
+#include "kesu/common/base/byte_order.h"
 #include "kesu/common/base/gstring.h"
 #include "kesu/common/base/memory.h"
 #include "kesu/common/base/vector.h"
@@ -20,15 +23,17 @@ class DataOutputStream : public HeapObject {
   void WriteUint8(unsigned char value) { sink_->Append(value); }
   void WriteInt8(signed char value) { WriteUint8(static_cast<unsigned char>(value)); }
   void WriteBool(bool value) { WriteUint8(value ? 1 : 0); }
-  void WriteUint16(unsigned short value);
+  void WriteUint16(unsigned short value) { WriteNumber<std::endian::big>(value); }
   void WriteInt16(short value) { WriteUint16(static_cast<unsigned short>(value)); }
-  void WriteUint32(unsigned value);
+  void WriteUint32(unsigned value) { WriteNumber<std::endian::big>(value); }
   void WriteInt32(int value) { WriteUint32(static_cast<unsigned>(value)); }
-  void WriteUint64(unsigned long long value);
+  void WriteUint64(unsigned long long value) { WriteNumber<std::endian::big>(value); }
   void WriteInt64(long long value) { WriteUint64(static_cast<unsigned long long>(value)); }
-  void WriteLittleEndianUint32(unsigned value);
+  void WriteLittleEndianUint32(unsigned value) { WriteNumber<std::endian::little>(value); }
   void WriteLittleEndianInt32(int value) { WriteLittleEndianUint32(static_cast<unsigned>(value)); }
-  void WriteLittleEndianUint64(unsigned long long value);
+  void WriteLittleEndianUint64(unsigned long long value) {
+    WriteNumber<std::endian::little>(value);
+  }
   void WriteLittleEndianInt64(long long value) {
     WriteLittleEndianUint64(static_cast<unsigned long long>(value));
   }
@@ -53,10 +58,10 @@ class DataOutputStream : public HeapObject {
   GVector<unsigned char>* sink() const { return sink_; }
 
  private:
-  template <typename Number>
-  void WriteBigEndian(Number value);
-  template <typename Number>
-  void WriteLittleEndian(Number value);
+  template <std::endian kOrder, typename Number>
+  void WriteNumber(Number value) {
+    StoreNumber<kOrder>(value, Extend(sizeof value));
+  }
 
   GVector<unsigned char>* sink_;
 };

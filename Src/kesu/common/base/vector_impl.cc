@@ -6,8 +6,6 @@
 #include <cstdlib>
 #include <utility>
 
-#include "kesu/common/base/memory.h"
-
 namespace common_base {
 namespace {
 
@@ -29,10 +27,6 @@ GVectorImpl::GVectorImpl(AllocateAndCopy, int element_size, const void* source, 
     : GVectorImpl(element_size) {
   AdjustLength(std::max(count, 0));
   if (source != nullptr) GMemmove(data_, source, ByteSize(length_, element_size));
-}
-
-GVectorImpl::~GVectorImpl() {
-  if (capacity_ >= 1) GFree(data_);
 }
 
 char* GVectorImpl::AddressOf(int index) const {
@@ -103,12 +97,6 @@ void* GVectorImpl::EraseItems(void* position, int count) {
 bool GVectorImpl::BitwiseEquals(const GVectorImpl& other) const {
   return length_ == other.length_ &&
          GMemcmp(data_, other.data_, ByteSize(length_, element_size_)) == 0;
-}
-
-void GVectorImpl::swap(GVectorImpl* other) {
-  std::swap(data_, other->data_);
-  std::swap(capacity_, other->capacity_);
-  std::swap(length_, other->length_);
 }
 
 }  // namespace common_base

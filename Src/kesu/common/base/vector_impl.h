@@ -1,6 +1,10 @@
 #ifndef KESU_COMMON_BASE_VECTOR_IMPL_H_
 #define KESU_COMMON_BASE_VECTOR_IMPL_H_
 
+#include <utility>
+
+#include "kesu/common/base/memory.h"
+
 namespace common_base {
 
 /// Construction tags of the vectors.
@@ -32,7 +36,9 @@ class GVectorImpl {
   GVectorImpl(AllocateAndCopy, int element_size, const void* source, int count);
   GVectorImpl(const GVectorImpl&) = delete;
   GVectorImpl& operator=(const GVectorImpl&) = delete;
-  ~GVectorImpl();
+  ~GVectorImpl() {
+    if (capacity_ >= 1) GFree(data_);
+  }
 
   void* data() const { return data_; }
   int capacity() const { return capacity_; }
@@ -87,7 +93,11 @@ class GVectorImpl {
   bool BitwiseEquals(const GVectorImpl& other) const;
 
   /// Exchanges data, capacity and length; the element sizes stay.
-  void swap(GVectorImpl* other);
+  void swap(GVectorImpl* other) {
+    std::swap(data_, other->data_);
+    std::swap(capacity_, other->capacity_);
+    std::swap(length_, other->length_);
+  }
 
   /// Performs no check, deliberately: an index is the caller's affair.
   void AssertIndexInRange(int) const {}
