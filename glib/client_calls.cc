@@ -70,9 +70,9 @@ bool ArePoints(KesuPoint** points, gsize n_points) {
 }
 
 // What tells the results of one kind of call from those of another.
-const gpointer kLocateTag = reinterpret_cast<gpointer>(&kesu_client_locate_async);
-const gpointer kReverseTag = reinterpret_cast<gpointer>(&kesu_client_reverse_async);
-const gpointer kReverseManyTag = reinterpret_cast<gpointer>(&kesu_client_reverse_many_async);
+void* const kLocateTag = reinterpret_cast<void*>(&kesu_client_locate_async);
+void* const kReverseTag = reinterpret_cast<void*>(&kesu_client_reverse_async);
+void* const kReverseManyTag = reinterpret_cast<void*>(&kesu_client_reverse_many_async);
 
 }  // namespace
 

@@ -21,7 +21,6 @@ G_DEFINE_FINAL_TYPE(KesuClient, kesu_client, G_TYPE_OBJECT)
 namespace {
 
 using kesu::Options;
-using kesu_glib::ClientState;
 using kesu_glib::kCounterProperties;
 using std::chrono::milliseconds;
 

@@ -47,7 +47,7 @@ ExitStatus ExitStatusOf(const kesu::Error& error) {
 }
 
 ExitStatus Worst(ExitStatus one, ExitStatus other) {
-  return *std::min(RankOf(one), RankOf(other));
+  return RankOf(one) < RankOf(other) ? one : other;
 }
 
 }  // namespace kesu_tool
