@@ -1,6 +1,7 @@
 #include "tools/kesu/body_decoder.h"
 
 #include <string_view>
+#include <utility>
 
 #include "kesu/common/base/scoped_ptr.h"
 #include "kesu/mux/block.h"
@@ -78,9 +79,11 @@ std::optional<Fault> FindWhyNoLocReply(const Cursor::Run& payload, bool is_cut) 
 
 }  // namespace
 
-std::optional<Fault> BodyDecoder::Decode(const ByteView& body) {
-  is_post_ = IsPost(body);
-  writer_->Open({.name = is_post_ ? "POST" : "reply", .length = body.length()});
+std::optional<Fault> BodyDecoder::Decode(const ByteView& body, std::string remark,
+                                         std::optional<bool> is_post) {
+  is_post_ = is_post.value_or(IsPost(body));
+  writer_->Open(
+      {.name = is_post_ ? "POST" : "reply", .length = body.length(), .remark = std::move(remark)});
   Cursor in(body, 0);
   long long version = 0;
   if (ReadNumber("protocol version", 2, &in, &version)) {

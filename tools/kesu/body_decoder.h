@@ -18,9 +18,10 @@ class BodyDecoder {
   /// `writer` is borrowed.
   explicit BodyDecoder(TreeWriter* writer) : writer_(writer) {}
 
-  /// The body is a POST's when its first block is a header block. Yields what is wrong with it, if
-  /// anything is. Used once.
-  std::optional<Fault> Decode(const common_base::ByteView& body);
+  /// The body is a POST's when its first block is a header block, unless `is_post` knows better.
+  /// Yields what is wrong with it, if anything is. Used once.
+  std::optional<Fault> Decode(const common_base::ByteView& body, std::string remark = {},
+                              std::optional<bool> is_post = {});
 
  private:
   bool DecodeBlocks(Cursor* in);

@@ -4,11 +4,9 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
-#include <optional>
 #include <string>
-#include <vector>
 
-#include "tools/kesu/body_decoder.h"
+#include "tools/kesu/decode_input.h"
 #include "tools/kesu/exit_status.h"
 #include "tools/kesu/json_tree_writer.h"
 #include "tools/kesu/printing.h"
@@ -17,57 +15,49 @@
 namespace kesu_tool {
 namespace {
 
-constexpr std::size_t kLargestBody = std::size_t{1} << 28;
-constexpr std::size_t kBytesPerRead = std::size_t{1} << 16;
+/// Bytes; those behind are left to what is shown.
+constexpr std::size_t kMostComplaints = std::size_t{1} << 16;
 
-/// The end of `file`, or of the room for it. False when reading fails.
-bool ReadAll(std::FILE* file, std::vector<unsigned char>* bytes) {
-  std::size_t length = 0;
-  do {
-    bytes->resize(length + kBytesPerRead);
-    const std::size_t count = std::fread(bytes->data() + length, 1, kBytesPerRead, file);
-    length += count;
-    bytes->resize(length);
-    if (count == 0) return std::ferror(file) == 0;
-  } while (length <= kLargestBody);
-  return true;
-}
-
-/// False, with the reason in `error`, when there is no such body.
-bool ReadBody(const std::string& name, std::vector<unsigned char>* body, std::string* error) {
-  const bool is_standard_input = name == "-";
-  std::FILE* const file = is_standard_input ? stdin : std::fopen(name.c_str(), "rb");
-  const bool ok = file != nullptr && ReadAll(file, body);
-  if (!ok) *error = "cannot be read: " + std::string(std::strerror(errno));
-  if (file != nullptr && !is_standard_input) std::fclose(file);
-  if (!ok || body->size() <= kLargestBody) return ok;
-  *error = "has more than " + std::to_string(kLargestBody) + " bytes";
-  return false;
-}
-
-std::unique_ptr<TreeWriter> NewTreeWriter(bool wants_json) {
-  if (wants_json) return std::make_unique<JsonTreeWriter>(stdout);
+std::unique_ptr<TreeWriter> NewTreeWriter(Format format) {
+  if (format == Format::kJson) return std::make_unique<JsonTreeWriter>(stdout);
   return std::make_unique<TextTreeWriter>(stdout);
+}
+
+int Decode(const Arguments& arguments, const std::string& name, std::FILE* file) {
+  std::string error;
+  std::string complaints;
+  const auto on_fault = [&](const std::string& where, const Fault& fault) {
+    if (complaints.size() > kMostComplaints) return;
+    complaints += "kesu: " + name + (where.empty() ? "" : ", " + where) + ", offset " +
+                  std::to_string(fault.offset) + ": " + fault.reason + "\n";
+  };
+  const auto writer = NewTreeWriter(arguments.format);
+  const DecodeOutcome outcome = DecodeInput(file, writer.get(), on_fault, &error);
+  if (outcome == DecodeOutcome::kUnreadable) {
+    PrintError(name + " " + error);
+    return kUsageExitStatus;
+  }
+  if (!FlushResults()) return kFailureExitStatus;
+  std::fputs(complaints.c_str(), stderr);
+  if (!complaints.empty()) return kMalformedExitStatus;
+  if (outcome == DecodeOutcome::kShown) return kFoundExitStatus;
+  PrintError(name + " has no HTTP message");
+  return kNothingFoundExitStatus;
 }
 
 }  // namespace
 
 int RunDecode(const Arguments& arguments) {
-  const std::string name = arguments.file == "-" ? "standard input" : "\"" + arguments.file + "\"";
-  std::vector<unsigned char> body;
-  std::string error;
-  if (!ReadBody(arguments.file, &body, &error)) {
-    PrintError(name + " " + error);
+  if (arguments.file == "-") return Decode(arguments, "standard input", stdin);
+  const std::string name = "\"" + arguments.file + "\"";
+  std::FILE* const file = std::fopen(arguments.file.c_str(), "rb");
+  if (file == nullptr) {
+    PrintError(name + " cannot be read: " + std::strerror(errno));
     return kUsageExitStatus;
   }
-  const auto writer = NewTreeWriter(arguments.format == Format::kJson);
-  const std::optional<Fault> fault = BodyDecoder(writer.get())
-                                         .Decode({common_base::kReferenceExistingBuffer,
-                                                  body.data(), static_cast<int>(body.size())});
-  if (!FlushResults()) return kFailureExitStatus;
-  if (!fault) return 0;
-  PrintError(name + ", offset " + std::to_string(fault->offset) + ": " + fault->reason);
-  return kMalformedExitStatus;
+  const int exit_status = Decode(arguments, name, file);
+  std::fclose(file);
+  return exit_status;
 }
 
 }  // namespace kesu_tool

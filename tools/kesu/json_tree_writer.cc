@@ -86,7 +86,10 @@ void JsonTreeWriter::EndObject() {
   is_first_ = false;
   in_list_.pop_back();
   const bool is_end = in_list_.size() == 1;
-  if (is_end) Write("\n");
+  if (is_end) {
+    Write("\n");
+    is_first_ = true;
+  }
   if (!is_end && pending_.size() < kBytesPerWrite) return;
   std::fwrite(pending_.data(), 1, pending_.size(), out_);
   pending_.clear();

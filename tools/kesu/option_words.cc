@@ -19,8 +19,9 @@ constexpr char kSummary[] = R"(Commands:
                     What is at these points?
   reverse -         The same for the points on standard input, LAT,LON or a
                     JSON object a line
-  decode FILE|-     What is in this body of a POST or of a reply? The leftmost
-                    number of a line is the offset of its bytes
+  decode FILE|-     What is in this body of a POST or of a reply, or in this
+                    capture of packets or of HTTP? The leftmost number of a
+                    line is the offset of its bytes
   httptest          Does the transport send headers and get answers?)";
 
 constexpr char kDescription[] = R"(Exit status:
