@@ -2,6 +2,7 @@
 
 import csv
 import os
+import pathlib
 import signal
 import subprocess
 import unittest
@@ -9,6 +10,7 @@ import unittest
 from fixture import PATIENCE_S, kesu_json, kesu_server
 
 EXAMPLES = os.environ["EXAMPLES"]
+SOURCES = pathlib.Path(__file__).parents[2] / "examples"
 
 
 def run(example, *arguments, text=""):
@@ -17,6 +19,12 @@ def run(example, *arguments, text=""):
 
 
 class ExamplesTest(unittest.TestCase):
+    def test_they_are_short(self):
+        for name, most_lines in (("follow", 35), ("addresses", 30), ("shop_hours", 45)):
+            text = (SOURCES / f"{name}.cc").read_text()
+            self.assertLessEqual(text.count("\n"), most_lines)
+            self.assertNotIn("common_base", text)
+
     def test_follow(self):
         with kesu_server() as (url, _):
             _, [there] = kesu_json("locate", "--cell", "1,1,1,1001,-71",
