@@ -78,8 +78,11 @@ TEST_CASE("bodies, their trees, and JSON that is sound wherever they are cut or 
         ReadFile(std::filesystem::path(entry.path()).replace_extension("json"));
     if (!json.empty()) CHECK(Decode<JsonTreeWriter>({body.begin(), body.end()}, &faults) == json);
 
-    for (unsigned char& byte : body) {
-      CAPTURE(&byte - body.begin());
+    // Captures are long.
+    const int step = body.length() > 1000 ? 11 : 1;
+    for (int i = 0; i < body.length(); i += step) {
+      CAPTURE(i);
+      unsigned char& byte = body[i];
       CheckJson({body.begin(), &byte});
       const unsigned char right = byte;
       for (const int wrong : {0, 1, 3, 4, 7, 0x7F, 0x80, 0xFF}) {
