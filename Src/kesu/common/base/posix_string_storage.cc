@@ -17,8 +17,8 @@ namespace {
 constexpr int kNoCodeUnit = 0xFFFF;
 constexpr int kMaxUtf8BytesPerCodePoint = 4;
 constexpr int kMaxUnits = 1 << 30;
-/// Longer texts are decoded where they stay.
-constexpr int kPiece = 256;
+/// Bytes of UTF-8.
+constexpr int kShortText = 96;
 
 icu::Collator* shared_collator = nullptr;
 int shared_collator_holders = 0;
@@ -114,19 +114,14 @@ PosixGStringStorage::Block* PosixGStringStorage::NewBlock(long long capacity) {
 }
 
 void PosixGStringStorage::Decode() const {
-  char16_t piece[kPiece];
-  Block* block = nullptr;
-  if (size() > kPiece) {
-    const bool is_plain = form_ != kUnread || IsPlainUtf8(bytes(), size());
-    block = NewBlock(is_plain ? CountPlainUnits(bytes(), size()) : size());
-  }
-  const DecodedUtf8 decoded = DecodeUtf8(bytes(), size(), block == nullptr ? piece : block->units);
-  if (block == nullptr && decoded.count > kInlineUnits) {
-    block = NewBlock(decoded.count);
-    std::copy_n(piece, decoded.count, block->units);
-  }
+  // A unit for each byte is room for any text. It pays to count those of a long one.
+  const bool is_counted = size() > kShortText && (form_ != kUnread || IsPlainUtf8(bytes(), size()));
+  const int room = is_counted ? CountPlainUnits(bytes(), size()) : size();
+  char16_t few[kInlineUnits];
+  Block* block = room <= kInlineUnits ? nullptr : NewBlock(room);
+  const DecodedUtf8 decoded = DecodeUtf8(bytes(), size(), block == nullptr ? few : block->units);
   if (block == nullptr) {
-    std::copy_n(piece, decoded.count, units_);
+    std::copy_n(few, decoded.count, units_);
   } else {
     block_ = block;
     has_block_ = true;
@@ -173,6 +168,7 @@ void PosixGStringStorage::AppendGString(const GString& other) {
 
 void PosixGStringStorage::AppendUtf8String(const char* text, int length) {
   const int size = length == -1 ? static_cast<int>(std::strlen(text)) : length;
+  constexpr int kPiece = 256;
   if (size <= kPiece) {
     char16_t units[kPiece];
     return Append(units, DecodeUtf8(text, size, units).count);

@@ -58,6 +58,8 @@ unsigned TrailBits(char byte) {
 }
 
 constexpr unsigned kNoTrail = 0x40;
+/// Bytes of a character below U+10000.
+constexpr int kLongestPlain = 3;
 
 /// Decodes the character below U+10000 at the start of some bytes, and yields where it ends: null
 /// where there is no such character.
@@ -70,14 +72,16 @@ inline const char* DecodeCharacter(const char* at, const char* end, char16_t* un
   const unsigned second = end - at < 2 ? kNoTrail : TrailBits(at[1]);
   if (second >= kNoTrail) return nullptr;
   if (lead < 0xE0) {
+    if (lead < 0xC2) return nullptr;
     *unit = static_cast<char16_t>((lead << 6) + second - (0xC0U << 6));
-    return lead < 0xC2 ? nullptr : at + 2;
+    return at + 2;
   }
   const unsigned third = end - at < 3 ? kNoTrail : TrailBits(at[2]);
   if (lead >= 0xF0 || third >= kNoTrail) return nullptr;
   const unsigned value = (lead << 12) + (second << 6) + third - (0xE0U << 12);
+  if (value < 0x800 || U16_IS_SURROGATE(value)) return nullptr;
   *unit = static_cast<char16_t>(value);
-  return value < 0x800 || U16_IS_SURROGATE(value) ? nullptr : at + 3;
+  return at + 3;
 }
 
 /// Writes the well-formed form of one code point, and returns where it ends.
@@ -105,15 +109,12 @@ int DecodeByIcu(const char* bytes, int size, char16_t* units) {
 }  // namespace
 
 bool IsAscii(const char* bytes, int size) {
-  std::uint64_t all = 0;
   const char* const end = bytes + size;
-  if (size >= kWord) {
-    for (; end - bytes > kWord; bytes += kWord) all |= Load<std::uint64_t>(bytes);
-    all |= Load<std::uint64_t>(end - kWord);
-  } else {
-    for (; bytes != end; ++bytes) all |= static_cast<unsigned char>(*bytes);
+  for (; end - bytes > kWord; bytes += kWord) {
+    if (!IsAsciiWord(bytes)) return false;
   }
-  return (all & kNotAsciiBytes) == 0;
+  if (size >= kWord) return IsAsciiWord(end - kWord);
+  return std::all_of(bytes, end, [](char byte) { return static_cast<signed char>(byte) >= 0; });
 }
 
 bool IsPlainUtf8(const char* bytes, int size) {
@@ -133,20 +134,32 @@ int CountPlainUnits(const char* bytes, int size) {
 DecodedUtf8 DecodeUtf8(const char* bytes, int size, char16_t* units) {
   const char* const end = bytes + size;
   char16_t* out = units;
-  while (bytes != end) {
-    for (; end - bytes >= kWord && IsAsciiWord(bytes); bytes += kWord, out += kWord) {
+  const auto leave_rest_to_icu = [&]() -> DecodedUtf8 {
+    const int count = static_cast<int>(out - units);
+    return {count + DecodeByIcu(bytes, static_cast<int>(end - bytes), out), false};
+  };
+  // As long as whatever starts in the next word ends before the end.
+  while (end - bytes >= kWord + kLongestPlain - 1) {
+    if (IsAsciiWord(bytes)) {
       WidenAscii(bytes, out);
+      bytes += kWord;
+      out += kWord;
+      continue;
     }
-    // Then some one by one, before it pays to look for ASCII again.
-    for (const char* stop = end - bytes > kWord ? bytes + kWord : end; bytes < stop;) {
-      const char* const next = DecodeCharacter(bytes, end, out);
-      if (next == nullptr) {
-        const int decoded = static_cast<int>(out - units);
-        return {decoded + DecodeByIcu(bytes, static_cast<int>(end - bytes), out), false};
-      }
+    // One by one, before it pays to look for ASCII again.
+    const char* const stop = bytes + kWord;
+    do {
+      const char* const next = DecodeCharacter(bytes, bytes + kLongestPlain, out);
+      if (next == nullptr) return leave_rest_to_icu();
       bytes = next;
       ++out;
-    }
+    } while (bytes < stop);
+  }
+  while (bytes != end) {
+    const char* const next = DecodeCharacter(bytes, end, out);
+    if (next == nullptr) return leave_rest_to_icu();
+    bytes = next;
+    ++out;
   }
   return {static_cast<int>(out - units), true};
 }
