@@ -1,21 +1,22 @@
+#include <algorithm>
 #include <clocale>
 #include <csignal>
-#include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
-#include <glib-unix.h>
 #include <glib.h>
+#include <sys/random.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
-#include "server/http/http_server.h"
 #include "server/http/listening_socket.h"
-#include "server/http/request_handler.h"
+#include "server/http/worker_record.h"
 #include "server/options.h"
-#include "server/services/echo_service.h"
-#include "server/services/location_service.h"
-#include "server/storage/open_storage.h"
+#include "server/process/line_writer.h"
+#include "server/process/service_manager.h"
+#include "server/process/shared_array.h"
+#include "server/process/supervisor.h"
+#include "server/worker.h"
 #include "tools/support/standard_files.h"
 
 namespace kesu_server {
@@ -23,16 +24,7 @@ namespace {
 
 constexpr int kUsageError = 2;
 constexpr int kServerError = 3;
-
-/// Two main loops, that of the signals being GLib's own, the port, and a client.
-constexpr int kFilesOfAServer = 4;
-
-std::string NewPlatformKey() {
-  char* const uuid = g_uuid_string_random();
-  std::string key = uuid;
-  g_free(uuid);
-  return key;
-}
+constexpr std::size_t kSecretBytes = 16;
 
 /// Clients may keep many connections open.
 void RaiseFileLimit() {
@@ -42,65 +34,80 @@ void RaiseFileLimit() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-/// Announces the server as soon as the process can be told to end, and returns when it has been.
-void RunUntilSignalled(const std::function<void()>& announce) {
-  GMainLoop* const loop = g_main_loop_new(nullptr, FALSE);
-  const auto quit = [](void* data) -> gboolean {
-    g_main_loop_quit(static_cast<GMainLoop*>(data));
-    return G_SOURCE_CONTINUE;
-  };
-  const unsigned interrupt = g_unix_signal_add(SIGINT, quit, loop);
-  const unsigned terminate = g_unix_signal_add(SIGTERM, quit, loop);
-  announce();
-  g_main_loop_run(loop);
-  g_source_remove(interrupt);
-  g_source_remove(terminate);
-  g_main_loop_unref(loop);
+std::string NewSecret() {
+  std::string secret(kSecretBytes, '\0');
+  if (getrandom(secret.data(), secret.size(), 0) < 0) secret.clear();
+  return secret;
 }
 
-int Fail(const std::string& error) {
-  g_printerr("kesu-server: %s\n", error.c_str());
-  return kServerError;
-}
+/// Where the server listens.
+class Port {
+ public:
+  bool Open(const Options& options, std::size_t workers, std::string* error) {
+    if (!TakeActivatedSockets(&sockets_, error)) return false;
+    are_shared_ = !sockets_.empty();
+    if (!are_shared_) {
+      sockets_ = ListenOn(options.address, static_cast<unsigned short>(options.port),
+                          static_cast<int>(workers), error);
+    }
+    return !sockets_.empty();
+  }
+
+  /// Those of one worker. Sockets that were handed over serve all workers alike.
+  std::vector<int> OfWorker(std::size_t number) const {
+    return are_shared_ ? sockets_ : std::vector<int>{sockets_[number]};
+  }
+
+  /// In a worker: what it kept open would go on listening when it ends.
+  void CloseOthers(const std::vector<int>& own) const {
+    for (const int socket : sockets_) {
+      if (std::find(own.begin(), own.end(), socket) == own.end()) close(socket);
+    }
+  }
+  void Close() { CloseOthers({}); }
+
+  std::string host_and_port() const { return HostAndPort(sockets_.front()); }
+
+ private:
+  std::vector<int> sockets_;
+  bool are_shared_ = false;
+};
 
 int Main(int argc, char** argv) {
   // For messages with names in them; numbers stay as they are in the tables.
   std::setlocale(LC_CTYPE, "");
   Options options;
   if (!ParseOptions(argc, argv, &options)) return kUsageError;
-
-  std::string error;
-  const std::unique_ptr<Storage> storage = OpenStorage(options.source, &error);
-  if (!storage) return Fail(error);
-
-  LocationService location_service(storage.get(), NewPlatformKey);
-  RequestHandler handler(
-      [](const std::string& line) { g_printerr("kesu-server: %s\n", line.c_str()); });
-  handler.AddService(LocationService::kName, [&](const ServiceRequest& request) {
-    return location_service.Answer(request);
-  });
-
-  handler.AddService(kEchoServiceName, Echo);
-  handler.set_faults(&options.faults);
-  const HttpLimits limits;
-  handler.set_max_body_bytes(limits.body_bytes);
+  const auto workers =
+      options.workers > 0 ? static_cast<std::size_t>(options.workers) : g_get_num_processors();
 
   RaiseFileLimit();
-  if (!CanOpenFiles(kFilesOfAServer)) return Fail("too few files can be open at a time");
-  const std::vector<int> sockets =
-      ListenOn(options.address, static_cast<unsigned short>(options.port), 1, &error);
-  if (sockets.empty()) return Fail(error);
-  std::function<void(const std::string&)> log;
-  if (options.is_verbose) {
-    log = [](const std::string& line) { g_printerr("%s\n", line.c_str()); };
+  Port port;
+  std::string error;
+  if (!port.Open(options, workers, &error)) {
+    g_printerr("kesu-server: %s\n", error.c_str());
+    return kServerError;
   }
-  HttpServer server(&handler, limits, log);
-  if (!server.Start(sockets.front())) return Fail("out of memory");
-  RunUntilSignalled([&] {
-    g_print("listening on http://%s\n%s", HostAndPort(sockets.front()).c_str(),
-            CautionAbout(options.source, storage.get()).c_str());
-  });
-  return 0;
+  const SharedArray<WorkerRecord> records(Supervisor::BlocksFor(workers));
+  const WorkerSetting setting = {&options, records.items(), NewSecret()};
+  LineWriter messages(STDERR_FILENO);
+
+  Supervisor::Plan plan;
+  plan.workers = workers;
+  plan.grace_s = static_cast<unsigned>(options.grace);
+  plan.run = [&](const WorkerPlace& place) {
+    const std::vector<int> own = port.OfWorker(place.number);
+    port.CloseOthers(own);
+    return RunWorker(setting, own, place);
+  };
+  plan.on_ready = [&](const std::string& announcement) {
+    g_print("listening on %s://%s\n%s", options.tls_key ? "https" : "http",
+            port.host_and_port().c_str(), announcement.c_str());
+  };
+  plan.on_ending = [&] { port.Close(); };
+  plan.on_gone = [&](std::size_t block) { records.items()[block].ForgetMoment(); };
+  plan.log = [&](const std::string& line) { messages.Write("kesu-server: " + line); };
+  return Supervisor(std::move(plan)).Run();
 }
 
 }  // namespace

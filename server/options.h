@@ -1,6 +1,7 @@
 #ifndef SERVER_OPTIONS_H_
 #define SERVER_OPTIONS_H_
 
+#include <optional>
 #include <string>
 
 #include "server/http/fault.h"
@@ -8,13 +9,30 @@
 
 namespace kesu_server {
 
-/// What the command line says.
+/// What the command line says. Times are in seconds where the name does not say otherwise.
 struct Options {
   int port = 8642;
   std::string address = "127.0.0.1";
   DataSource source;
   bool is_verbose = false;
   FaultPlan faults;
+
+  /// 0 for one per core.
+  int workers = 0;
+  int max_connections = 10'000;
+  int max_connections_per_address = 1000;
+  int header_timeout = 10;
+  int body_timeout = 30;
+  int idle_timeout = 60;
+  int grace = 10;
+  int max_body_bytes = 1 << 20;
+  int max_requests = 2000;
+  int max_cpu_ms = 1000;
+  /// "-" for standard output.
+  std::optional<std::string> access_log;
+  /// Both or none.
+  std::optional<std::string> tls_certificate;
+  std::optional<std::string> tls_key;
 };
 
 /// False, with a message on standard error, when the words are wrong usage. Prints a summary and

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <limits>
 #include <system_error>
+#include <utility>
 
 #include <glib.h>
 
@@ -140,8 +141,8 @@ std::optional<Fault> ParseFault(std::string_view words, std::string* error) {
   fault.kind = row->kind;
   fault.words = words;
   if (pieces.count) {
-    fault.uses_left = ParseNumber(*pieces.count, 1, kMaxNumber);
-    if (!fault.uses_left) {
+    fault.count = ParseNumber(*pieces.count, 1, kMaxNumber);
+    if (!fault.count) {
       error->assign("the count behind the colon must be a number from 1");
       return std::nullopt;
     }
@@ -153,12 +154,20 @@ std::optional<Fault> ParseFault(std::string_view words, std::string* error) {
   return fault;
 }
 
+void FaultPlan::Add(Fault fault) {
+  entries_.push_back({std::move(fault)});
+}
+
 const Fault* FaultPlan::Next() {
-  while (current_ < faults_.size() && faults_[current_].uses_left == 0) ++current_;
-  if (current_ == faults_.size()) return nullptr;
-  Fault& fault = faults_[current_];
-  if (fault.uses_left) --*fault.uses_left;
-  return &fault;
+  for (const Entry& entry : entries_) {
+    if (!entry.fault.count) return &entry.fault;
+    std::atomic<int>& uses = entry.uses.items().front();
+    int used = uses;
+    while (used < *entry.fault.count) {
+      if (uses.compare_exchange_weak(used, used + 1)) return &entry.fault;
+    }
+  }
+  return nullptr;
 }
 
 }  // namespace kesu_server

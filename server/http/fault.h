@@ -1,12 +1,13 @@
 #ifndef SERVER_HTTP_FAULT_H_
 #define SERVER_HTTP_FAULT_H_
 
-#include <cstddef>
+#include <atomic>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
+
+#include "server/process/shared_array.h"
 
 namespace kesu_server {
 
@@ -30,8 +31,8 @@ struct Fault {
   /// The value, for the kinds that take a number or a text.
   int number = 0;
   std::string text;
-  /// The POSTs that are still to have the fault; none stands for all there will be.
-  std::optional<int> uses_left;
+  /// The number of POSTs that are to have the fault; none stands for all there will be.
+  std::optional<int> count;
   /// As it was asked for.
   std::string words;
 };
@@ -41,19 +42,23 @@ struct Fault {
 /// or value is not what the kind takes.
 std::optional<Fault> ParseFault(std::string_view words, std::string* error);
 
-/// The faults to come, in their order.
+/// The faults to come, in their order; workers that are forked after the last Add() share them.
 class FaultPlan {
  public:
-  void Add(Fault fault) { faults_.push_back(std::move(fault)); }
+  void Add(Fault fault);
 
   /// Uses up one use of the first fault that has uses left, and yields it, valid until the next
   /// Add(); null when none has.
   const Fault* Next();
 
  private:
-  std::vector<Fault> faults_;
-  /// Those in front of it have no uses left.
-  std::size_t current_ = 0;
+  struct Entry {
+    Fault fault;
+    /// How often it has been used, in memory that processes share.
+    SharedArray<std::atomic<int>> uses{1};
+  };
+
+  std::vector<Entry> entries_;
 };
 
 }  // namespace kesu_server

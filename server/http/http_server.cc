@@ -5,10 +5,11 @@
 #include <string_view>
 #include <utility>
 
-#include <glib-unix.h>
 #include <glib.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "server/http/access_log.h"
 #include "server/http/http_response.h"
 
 namespace kesu_server {
@@ -26,14 +27,34 @@ void Disconnect(int descriptor) {
   shutdown(descriptor, SHUT_RDWR);
 }
 
-HttpHeaders ReadHeaders(MHD_Connection* handle) {
-  HttpHeaders headers;
+/// libmicrohttpd takes notice of a client's end of stream only where it comes alone; this lets it
+/// look once more where it came together with a request.
+void RemindOfEnd(int descriptor) {
+  char byte = 0;
+  if (recv(descriptor, &byte, 1, MSG_PEEK | MSG_DONTWAIT) == 0) shutdown(descriptor, SHUT_RD);
+}
+
+/// Whether bytes have come that libmicrohttpd has not read yet.
+bool HasUnread(int descriptor) {
+  int count = 0;
+  return ioctl(descriptor, FIONREAD, &count) == 0 && count > 0;
+}
+
+/// Headers or arguments, in the order in which they came.
+HttpHeaders ReadValues(MHD_ValueKind kind, MHD_Connection* handle) {
+  HttpHeaders values;
   const auto add = [](void* list, MHD_ValueKind, const char* name, const char* value) {
     static_cast<HttpHeaders*>(list)->emplace_back(name, value == nullptr ? "" : value);
     return MHD_YES;
   };
-  MHD_get_connection_values(handle, MHD_HEADER_KIND, add, &headers);
-  return headers;
+  MHD_get_connection_values(handle, kind, add, &values);
+  return values;
+}
+
+HttpHeaders ReadArguments(MHD_Connection* handle) {
+  HttpHeaders arguments = ReadValues(MHD_GET_ARGUMENT_KIND, handle);
+  for (auto& [name, value] : arguments) value.resize(MHD_http_unescape(value.data()));
+  return arguments;
 }
 
 /// Whether a request says that its body is longer than `max_bytes`.
@@ -45,6 +66,19 @@ bool StatesMoreThan(std::size_t max_bytes, MHD_Connection* handle) {
   return text != nullptr &&
          g_ascii_string_to_unsigned(text, 10, 0, G_MAXUINT64, &stated_bytes, nullptr) != FALSE &&
          stated_bytes > max_bytes;
+}
+
+/// One line about a request, whatever bytes it consisted of.
+std::string VerboseLine(const HttpRequest& request, const Reply& reply) {
+  const std::string line = request.method + " " + request.path;
+  char* const printable = g_strescape(line.c_str(), nullptr);
+  std::string text = printable;
+  g_free(printable);
+  text.append(", ").append(std::to_string(request.body.size())).append(" bytes: status ");
+  text.append(std::to_string(reply.status)).append(", ");
+  text.append(std::to_string(reply.body.size())).append(" bytes");
+  if (!reply.fault.empty()) text.append(", with the fault ").append(reply.fault);
+  return text;
 }
 
 /// Paths stay as they were sent, so that only the one spelling of each is served.
@@ -62,8 +96,11 @@ struct HttpServer::Connection {
   HttpRequest request;
   std::string body;
   Reply reply;
+  /// Where its address is counted; none until it is let in.
+  std::optional<std::size_t> bucket;
   /// A timer while the reply is delayed.
   unsigned delay = 0;
+  bool is_in_request = false;
   /// The reply has been made, and waits for its time or to be sent.
   bool has_reply = false;
   /// The client goes on sending a body that nobody wants.
@@ -95,15 +132,13 @@ struct HttpServer::DaemonSource {
   }
 };
 
-HttpServer::HttpServer(const RequestHandler* handler, const HttpLimits& limits,
-                       std::function<void(const std::string& line)> log)
-    : handler_(handler),
-      limits_(limits),
-      log_(std::move(log)),
+HttpServer::HttpServer(Parts parts)
+    : parts_(std::move(parts)),
       deadlines_([](Connection* late) { Disconnect(late->descriptor); }) {}
 
 HttpServer::~HttpServer() {
-  listener_.reset();
+  listeners_.clear();
+  on_finished_ = nullptr;
   if (daemon_source_ != nullptr) {
     g_source_destroy(daemon_source_);
     g_source_unref(daemon_source_);
@@ -117,14 +152,46 @@ HttpServer::~HttpServer() {
   if (daemon_ != nullptr) MHD_stop_daemon(daemon_);
 }
 
-bool HttpServer::Start(int listening_socket) {
-  constexpr unsigned kFlags = MHD_USE_EPOLL | MHD_USE_NO_LISTEN_SOCKET | MHD_ALLOW_SUSPEND_RESUME;
+bool HttpServer::Start(const std::vector<int>& listening_sockets, const TlsFiles& tls,
+                       std::string* error) {
+  if (!StartDaemon(tls)) {
+    *error = tls.key.empty() ? "cannot serve HTTP" : "the TLS certificate or its key is no good";
+    return false;
+  }
+  AttachDaemon();
+  for (const int socket : listening_sockets) {
+    listeners_.emplace_back(
+        socket, [this] { return parts_.admission->HasRoom(); },
+        [this](int descriptor, const sockaddr_storage& address) {
+          AddClient(descriptor, address);
+        });
+  }
+  return true;
+}
+
+bool HttpServer::StartDaemon(const TlsFiles& tls) {
+  unsigned flags = MHD_USE_EPOLL | MHD_USE_NO_LISTEN_SOCKET | MHD_ALLOW_SUSPEND_RESUME;
+  std::vector<MHD_OptionItem> certificate;
+  if (!tls.key.empty()) {
+    flags |= MHD_USE_TLS;
+    // It does not change them.
+    const auto add = [&](MHD_OPTION option, const std::string& pem) {
+      certificate.push_back({option, 0, const_cast<char*>(pem.c_str())});
+    };
+    add(MHD_OPTION_HTTPS_MEM_CERT, tls.certificate);
+    add(MHD_OPTION_HTTPS_MEM_KEY, tls.key);
+  }
+  certificate.push_back({MHD_OPTION_END, 0, nullptr});
   daemon_ = MHD_start_daemon(
-      kFlags, 0, nullptr, nullptr, OnRequest, this, MHD_OPTION_NOTIFY_COMPLETED, OnRequestEnded,
+      flags, 0, nullptr, nullptr, OnRequest, this, MHD_OPTION_NOTIFY_COMPLETED, OnRequestEnded,
       this, MHD_OPTION_NOTIFY_CONNECTION, OnConnection, this, MHD_OPTION_UNESCAPE_CALLBACK,
       LeaveEscaped, nullptr, MHD_OPTION_CONNECTION_LIMIT, kNoConnectionLimit,
-      MHD_OPTION_CONNECTION_TIMEOUT, limits_.idle_s, MHD_OPTION_END);
-  if (daemon_ == nullptr) return false;
+      MHD_OPTION_CONNECTION_TIMEOUT, parts_.times.idle_s, MHD_OPTION_ARRAY, certificate.data(),
+      MHD_OPTION_END);
+  return daemon_ != nullptr;
+}
+
+void HttpServer::AttachDaemon() {
   static GSourceFuncs functions = {DaemonSource::Prepare,
                                    DaemonSource::Check,
                                    DaemonSource::Dispatch,
@@ -137,16 +204,35 @@ bool HttpServer::Start(int listening_socket) {
   source->descriptor_tag = g_source_add_unix_fd(
       daemon_source_, MHD_get_daemon_info(daemon_, MHD_DAEMON_INFO_EPOLL_FD)->epoll_fd, G_IO_IN);
   g_source_attach(daemon_source_, nullptr);
-  listener_.emplace(
-      listening_socket, [] { return true; },
-      [this](int descriptor, const sockaddr_storage& address) { AddClient(descriptor, address); });
-  return true;
+}
+
+void HttpServer::Finish(Farewell farewell, std::function<void()> on_finished) {
+  on_finished_ = std::move(on_finished);
+  // Those who wait already were there in time.
+  if (farewell == Farewell::kSoon) {
+    for (Listener& listener : listeners_) listener.Accept();
+    for (const Connection* const connection : connections_) {
+      if (!connection->is_in_request && !HasUnread(connection->descriptor)) {
+        Disconnect(connection->descriptor);
+      }
+    }
+  }
+  listeners_.clear();
+  if (connections_.empty()) on_finished_();
 }
 
 void HttpServer::AddClient(int descriptor, const sockaddr_storage& address) {
-  // It closes the descriptor when there is no memory.
+  entering_ = parts_.admission->Enter(address);
+  if (!entering_) {
+    close(descriptor);
+    return;
+  }
   MHD_add_connection(daemon_, descriptor, reinterpret_cast<const sockaddr*>(&address),
                      sizeof address);
+  // Now it takes notice, and is counted before the next one is let in.
+  MHD_run(daemon_);
+  // There was no memory, and the descriptor has been closed.
+  if (entering_) parts_.admission->Leave(*std::exchange(entering_, std::nullopt));
 }
 
 void HttpServer::OnConnection(void* http_server, MHD_Connection* handle, void** connection,
@@ -160,16 +246,23 @@ void HttpServer::OnConnection(void* http_server, MHD_Connection* handle, void** 
   added->descriptor =
       MHD_get_connection_info(handle, MHD_CONNECTION_INFO_CONNECTION_FD)->connect_fd;
   *connection = added;
-  self->connections_.insert(added);
-  self->deadlines_.Set(added, self->limits_.header_s);
+  self->AddConnection(added);
+}
+
+void HttpServer::AddConnection(Connection* connection) {
+  connection->bucket = std::exchange(entering_, std::nullopt);
+  connections_.insert(connection);
+  deadlines_.Set(connection, parts_.times.header_s);
 }
 
 void HttpServer::RemoveConnection(Connection* connection) {
   if (connection->must_linger) lingering_.Add(connection->descriptor);
   if (connection->delay != 0) g_source_remove(connection->delay);
+  if (connection->bucket) parts_.admission->Leave(*connection->bucket);
   deadlines_.Clear(connection);
   connections_.erase(connection);
   delete connection;
+  if (on_finished_ && connections_.empty()) on_finished_();
 }
 
 MHD_Result HttpServer::OnRequest(void* http_server, MHD_Connection* handle, const char* path,
@@ -185,16 +278,18 @@ MHD_Result HttpServer::OnRequest(void* http_server, MHD_Connection* handle, cons
   if (*upload_bytes == 0) {
     return connection->has_reply ? self->Send(connection) : self->Answer(connection);
   }
-  const bool is_too_large = connection->request.is_too_large ||
-                            *upload_bytes > self->limits_.body_bytes - connection->body.size();
-  if (is_too_large) {
-    connection->request.is_too_large = true;
-    connection->body.clear();
-  } else {
-    connection->body.append(upload, *upload_bytes);
-  }
-  *upload_bytes = 0;
+  self->OnBody(connection, upload, std::exchange(*upload_bytes, 0));
   return MHD_YES;
+}
+
+void HttpServer::OnBody(Connection* connection, const char* bytes, std::size_t count) const {
+  HttpRequest& request = connection->request;
+  if (request.is_too_large || count > parts_.max_body_bytes - connection->body.size()) {
+    request.is_too_large = true;
+    connection->body = {};
+    return;
+  }
+  connection->body.append(bytes, count);
 }
 
 void HttpServer::OnRequestEnded(void* http_server, MHD_Connection*, void** request,
@@ -205,16 +300,20 @@ void HttpServer::OnRequestEnded(void* http_server, MHD_Connection*, void** reque
   connection->request = {};
   connection->body = {};
   connection->has_reply = false;
+  connection->is_in_request = false;
+  RemindOfEnd(connection->descriptor);
   // What comes next may take its time to begin, and then the usual time.
-  self->deadlines_.Set(connection, self->limits_.idle_s + self->limits_.header_s);
+  self->deadlines_.Set(connection, self->parts_.times.idle_s + self->parts_.times.header_s);
 }
 
 MHD_Result HttpServer::OnHeaders(Connection* connection, const char* method, const char* path) {
   connection->request.method = method;
   connection->request.path = path;
-  connection->request.headers = ReadHeaders(connection->handle);
-  deadlines_.Set(connection, limits_.body_s);
-  if (!StatesMoreThan(limits_.body_bytes, connection->handle)) return MHD_YES;
+  connection->request.arguments = ReadArguments(connection->handle);
+  connection->request.headers = ReadValues(MHD_HEADER_KIND, connection->handle);
+  connection->is_in_request = true;
+  deadlines_.Set(connection, parts_.times.body_s);
+  if (!StatesMoreThan(parts_.max_body_bytes, connection->handle)) return MHD_YES;
   connection->request.is_too_large = true;
   connection->must_linger = true;
   return Answer(connection);
@@ -222,9 +321,10 @@ MHD_Result HttpServer::OnHeaders(Connection* connection, const char* method, con
 
 MHD_Result HttpServer::Answer(Connection* connection) {
   connection->request.body = connection->body;
-  connection->reply = handler_->Handle(connection->request);
+  const gint64 start_us = g_get_monotonic_time();
+  connection->reply = parts_.handler->Handle(connection->request);
   connection->has_reply = true;
-  if (log_) Log(connection->request, connection->reply);
+  Log(connection->request, connection->reply, g_get_monotonic_time() - start_us);
   return connection->reply.delay_ms > 0 ? Delay(connection) : Send(connection);
 }
 
@@ -246,27 +346,27 @@ MHD_Result HttpServer::Delay(Connection* connection) {
 }
 
 MHD_Result HttpServer::Send(Connection* connection) {
-  deadlines_.Set(connection, limits_.body_s);
+  deadlines_.Set(connection, parts_.times.body_s);
   if (connection->reply.delivery == Delivery::kNone) {
     Disconnect(connection->descriptor);
     return MHD_NO;
   }
   const unsigned status = connection->reply.status;
+  if (is_finishing()) SetHeader("Connection", "close", &connection->reply);
   const HttpResponse response = NewHttpResponse(std::move(connection->reply));
   return ResultOf(response &&
                   MHD_queue_response(connection->handle, status, response.get()) == MHD_YES);
 }
 
-void HttpServer::Log(const HttpRequest& request, const Reply& reply) const {
-  const std::string line = request.method + " " + request.path;
-  char* const printable = g_strescape(line.c_str(), nullptr);
-  std::string text = printable;
-  g_free(printable);
-  text.append(", ").append(std::to_string(request.body.size())).append(" bytes: status ");
-  text.append(std::to_string(reply.status)).append(", ");
-  text.append(std::to_string(reply.body.size())).append(" bytes");
-  if (!reply.fault.empty()) text.append(", with the fault ").append(reply.fault);
-  log_(text);
+void HttpServer::Log(const HttpRequest& request, const Reply& reply, gint64 duration_us) const {
+  parts_.record->CountReply(reply.status);
+  parts_.record->CountDuration(static_cast<std::uint64_t>(duration_us));
+  if (parts_.access_log && request.method == "POST") {
+    parts_.access_log(AccessLogLine({reply.status == MHD_HTTP_NOT_FOUND ? "" : request.path,
+                                     reply.status, reply.requests, reply.answered,
+                                     request.body.size(), reply.body.size(), duration_us}));
+  }
+  if (parts_.log) parts_.log(VerboseLine(request, reply));
 }
 
 }  // namespace kesu_server

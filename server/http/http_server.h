@@ -2,27 +2,29 @@
 #define SERVER_HTTP_HTTP_SERVER_H_
 
 #include <cstddef>
+#include <deque>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 #include <unordered_set>
+#include <vector>
 
 #include <microhttpd.h>
 #include <sys/socket.h>
 
+#include "server/http/admission.h"
 #include "server/http/deadlines.h"
 #include "server/http/lingering_sockets.h"
 #include "server/http/listener.h"
 #include "server/http/reply.h"
 #include "server/http/request_handler.h"
+#include "server/http/tls_files.h"
+#include "server/http/worker_record.h"
 
 namespace kesu_server {
 
-/// What clients may take. The times are in seconds, and at least 1.
-struct HttpLimits {
-  /// The longest body that a request may have.
-  std::size_t body_bytes = std::size_t{1} << 20;
+/// How long clients may take, in seconds, each at least 1.
+struct HttpTimes {
   unsigned header_s = 10;
   /// For the body of a request to come, and for that of its reply to be taken.
   unsigned body_s = 30;
@@ -33,16 +35,40 @@ struct HttpLimits {
 /// Receives HTTP requests on the default main context and sends what the handler replies.
 class HttpServer {
  public:
-  /// `handler` is borrowed. `log`, which may be empty, gets a line about each request.
-  HttpServer(const RequestHandler* handler, const HttpLimits& limits,
-             std::function<void(const std::string& line)> log);
+  /// What is borrowed, and what may be empty.
+  struct Parts {
+    const RequestHandler* handler = nullptr;
+    Admission* admission = nullptr;
+    WorkerRecord* record = nullptr;
+    std::size_t max_body_bytes = 0;
+    HttpTimes times = {};
+    /// Gets a line about each request, if it is there.
+    std::function<void(const std::string& line)> log = {};
+    /// Gets a line about each POST, if it is there.
+    std::function<void(const std::string& line)> access_log = {};
+  };
+
+  enum class Farewell {
+    /// Connections on which nothing is under way are closed.
+    kSoon,
+    /// They may still bring a request, which is the last one.
+    kPatient,
+  };
+
+  explicit HttpServer(Parts parts);
   HttpServer(const HttpServer&) = delete;
   HttpServer& operator=(const HttpServer&) = delete;
   /// Closes all connections.
   ~HttpServer();
 
-  /// Serves the clients of a listening socket, which is borrowed. False when there is no memory.
-  bool Start(int listening_socket);
+  /// Serves the clients of listening sockets, which are borrowed; with TLS if there is a
+  /// certificate. False, and why in `error`, when that cannot be.
+  bool Start(const std::vector<int>& listening_sockets, const TlsFiles& tls, std::string* error);
+
+  /// Takes no more clients, finishes what is under way and calls `on_finished` when the last
+  /// connection is closed, from inside if there is none. May be called again with kSoon.
+  void Finish(Farewell farewell, std::function<void()> on_finished);
+  bool is_finishing() const { return static_cast<bool>(on_finished_); }
 
  private:
   struct Connection;
@@ -56,23 +82,28 @@ class HttpServer {
   static void OnConnection(void* http_server, MHD_Connection* handle, void** connection,
                            MHD_ConnectionNotificationCode what);
 
+  bool StartDaemon(const TlsFiles& tls);
+  void AttachDaemon();
   void AddClient(int descriptor, const sockaddr_storage& address);
+  void AddConnection(Connection* connection);
   void RemoveConnection(Connection* connection);
   MHD_Result OnHeaders(Connection* connection, const char* method, const char* path);
+  void OnBody(Connection* connection, const char* bytes, std::size_t count) const;
   MHD_Result Answer(Connection* connection);
   MHD_Result Delay(Connection* connection);
   MHD_Result Send(Connection* connection);
-  void Log(const HttpRequest& request, const Reply& reply) const;
+  void Log(const HttpRequest& request, const Reply& reply, gint64 duration_us) const;
 
-  const RequestHandler* handler_;
-  HttpLimits limits_;
-  std::function<void(const std::string& line)> log_;
+  Parts parts_;
   std::unordered_set<Connection*> connections_;
   Deadlines<Connection> deadlines_;
   LingeringSockets lingering_;
   MHD_Daemon* daemon_ = nullptr;
   GSource* daemon_source_ = nullptr;
-  std::optional<Listener> listener_;
+  std::deque<Listener> listeners_;
+  /// Where the client is counted that libmicrohttpd is just being given.
+  std::optional<std::size_t> entering_;
+  std::function<void()> on_finished_;
 };
 
 }  // namespace kesu_server

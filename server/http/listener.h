@@ -21,9 +21,11 @@ class Listener {
   Listener& operator=(const Listener&) = delete;
   ~Listener();
 
+  /// Accepts those who wait.
+  void Accept();
+
  private:
   void Watch();
-  void Accept();
   void Pause();
 
   int socket_;

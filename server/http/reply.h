@@ -29,9 +29,14 @@ struct Reply {
   Delivery delivery = Delivery::kWhole;
   std::size_t sent_body_bytes = 0;
   unsigned delay_ms = 0;
+  /// The requests that it answers, and those of them that it answers with status 200.
+  std::size_t requests = 0;
+  std::size_t answered = 0;
   /// The fault that was applied, as it was asked for; empty for none.
   std::string fault = {};
 };
+
+inline constexpr char kTextContentType[] = "text/plain; charset=utf-8";
 
 Reply MakeReply(unsigned status, const char* content_type, std::string body);
 /// Replaces the value of a header, or adds it.

@@ -27,6 +27,7 @@ ORDER = [
     "server/estimate",
     "server/protocol",
     "server/services",
+    "server/process",
     "server/http",
     "server",
     "examples",

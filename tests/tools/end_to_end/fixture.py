@@ -44,7 +44,8 @@ def data_folder(places="", cells="", access_points=""):
 
 @contextlib.contextmanager
 def kesu_server(*options, prefix=()):
-    """Yields the URL of a kesu-server, and a function that ends it and yields its messages."""
+    """Yields the URL of a kesu-server, and a function that ends it and yields its messages; its
+    .process is the server."""
     server = subprocess.Popen([*prefix, KESU_SERVER, "--port", "0", "--verbose", *options],
                               stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
 
@@ -52,6 +53,7 @@ def kesu_server(*options, prefix=()):
         server.terminate()
         return server.communicate(timeout=PATIENCE_S)[1].splitlines()
 
+    end.process = server
     try:
         line = server.stdout.readline()
         assert line.startswith("listening on "), f"kesu-server printed {line!r} first"

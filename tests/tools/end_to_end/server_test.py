@@ -242,7 +242,7 @@ class Server(unittest.TestCase):
     def test_wrong_usage(self):
         for words, status, error in (
                 ("--nonsense", 2, ".*--nonsense"), ("now", 2, 'unexpected argument "now"'),
-                ("--port 65536", 2, "65536 is no port number"),
+                ("--port 65536", 2, "--port 65536: a number from 0 to 65535 is wanted"),
                 ("--data /nowhere", 3, ".*/nowhere/places.tsv.*")):
             self.expect_refusal(status, error, *words.split())
         for fault in NO_FAULTS:
