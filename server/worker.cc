@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include <fcntl.h>
 #include <glib-unix.h>
@@ -18,9 +19,11 @@
 
 #include "server/counting_storage.h"
 #include "server/http/admission.h"
+#include "server/http/geolocate_page.h"
 #include "server/http/http_server.h"
 #include "server/http/metrics_page.h"
 #include "server/http/request_handler.h"
+#include "server/http/reverse_page.h"
 #include "server/http/tls_files.h"
 #include "server/process/line_writer.h"
 #include "server/services/echo_service.h"
@@ -83,8 +86,12 @@ unsigned QueueLength(const std::vector<int>& listening_sockets) {
 /// Serves until it is told to end, and what is under way has ended or the grace time is over.
 class ServingLoop {
  public:
-  ServingLoop(HttpServer* server, unsigned grace_s)
-      : server_(server), grace_s_(grace_s), loop_(g_main_loop_new(nullptr, FALSE)) {}
+  /// Closes the listening sockets as soon as nobody else is to be served.
+  ServingLoop(HttpServer* server, std::vector<int> listening_sockets, unsigned grace_s)
+      : server_(server),
+        listening_sockets_(std::move(listening_sockets)),
+        grace_s_(grace_s),
+        loop_(g_main_loop_new(nullptr, FALSE)) {}
   ServingLoop(const ServingLoop&) = delete;
   ServingLoop& operator=(const ServingLoop&) = delete;
   ~ServingLoop() {
@@ -109,12 +116,16 @@ class ServingLoop {
   }
 
   void Run() { g_main_loop_run(loop_); }
+  bool is_ending() const { return is_ending_; }
 
  private:
   void OnSignal() {
     signalfd_siginfo info = {};
     if (read(signals_, &info, sizeof info) != sizeof info) return;
-    if (static_cast<int>(info.ssi_signo) == kEndSignal) return Finish(grace_s_);
+    if (static_cast<int>(info.ssi_signo) == kEndSignal) {
+      is_ending_ = true;
+      return Finish(grace_s_);
+    }
     // Those who are between two requests have half of the time to bring one more.
     const unsigned half_ms = grace_s_ * 1000 / 2;
     const auto finish = [](void* self) -> gboolean {
@@ -123,7 +134,7 @@ class ServingLoop {
       return G_SOURCE_REMOVE;
     };
     g_timeout_add(half_ms, finish, this);
-    server_->Finish(HttpServer::Farewell::kPatient, [this] { g_main_loop_quit(loop_); });
+    Finish(HttpServer::Farewell::kPatient);
   }
 
   void Finish(unsigned grace_s) {
@@ -132,13 +143,20 @@ class ServingLoop {
       return G_SOURCE_REMOVE;
     };
     g_timeout_add_seconds(grace_s, quit, loop_);
-    server_->Finish(HttpServer::Farewell::kSoon, [this] { g_main_loop_quit(loop_); });
+    Finish(HttpServer::Farewell::kSoon);
+  }
+
+  void Finish(HttpServer::Farewell farewell) {
+    server_->Finish(farewell, [this] { g_main_loop_quit(loop_); });
+    for (const int socket : std::exchange(listening_sockets_, {})) close(socket);
   }
 
   HttpServer* server_;
+  std::vector<int> listening_sockets_;
   unsigned grace_s_;
   GMainLoop* loop_;
   int signals_ = -1;
+  bool is_ending_ = false;
 };
 
 }  // namespace
@@ -152,6 +170,8 @@ int RunWorker(const WorkerSetting& setting, const std::vector<int>& listening_so
   std::unique_ptr<Storage> opened = OpenStorage(options.source, &error);
   if (!opened) return Fail(error);
   CountingStorage storage(std::move(opened), &record);
+  const std::optional<StorageCounts> counts = storage.Counts();
+  if (!counts) return Fail(storage.error());
   TlsFiles tls;
   if (options.tls_key &&
       !ReadTlsFiles(options.tls_certificate.value_or(""), *options.tls_key, &tls, &error)) {
@@ -199,21 +219,32 @@ int RunWorker(const WorkerSetting& setting, const std::vector<int>& listening_so
     parts.access_log = [&](const std::string& line) { write_to(access_log.get(), line); };
   }
   HttpServer server(std::move(parts));
+  ServingLoop loop(&server, listening_sockets, static_cast<unsigned>(options.grace));
+  const auto add_call = [&](const char* name, const char* method, const char* path,
+                            Reply (*answer)(const HttpRequest&, Storage*)) {
+    handler.AddPage(method, path, [&record, &storage, name, answer](const HttpRequest& request) {
+      Reply reply = answer(request, &storage);
+      record.CountRequest(name, static_cast<int>(reply.status));
+      reply.requests = 1;
+      reply.answered = static_cast<std::size_t>(reply.status == kHttpOk);
+      return reply;
+    });
+  };
+  add_call("geolocate", "POST", "/v1/geolocate", Geolocate);
+  add_call("reverse", "GET", "/reverse", ReverseGeocode);
   handler.AddPage("GET", "/healthz", [&](const HttpRequest&) {
-    return server.is_finishing() ? MakeReply(kHttpUnavailable, kTextContentType, "ending\n")
-                                 : MakeReply(kHttpOk, kTextContentType, "ok\n");
+    return loop.is_ending() ? MakeReply(kHttpUnavailable, kTextContentType, "ending\n")
+                            : MakeReply(kHttpOk, kTextContentType, "ok\n");
   });
-  const std::string data =
-      options.source.database.value_or(options.source.directory.value_or("built-in"));
   handler.AddPage("GET", "/metrics", [&](const HttpRequest&) {
     return MakeReply(kHttpOk, kMetricsContentType,
-                     MetricsPage(setting.records, {QueueLength(listening_sockets), data}));
+                     MetricsPage(setting.records, QueueLength(listening_sockets)));
   });
 
-  ServingLoop loop(&server, static_cast<unsigned>(options.grace));
   if (!loop.WatchSignals() || !server.Start(listening_sockets, tls, &error)) {
     return Fail(error.empty() ? std::strerror(errno) : error);
   }
+  record.data_version = static_cast<std::uint64_t>(counts->data_version);
   record.data_time_s = static_cast<std::uint64_t>(g_get_real_time() / G_USEC_PER_SEC);
   place.say_ready(CautionAbout(options.source, &storage));
   loop.Run();

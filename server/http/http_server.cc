@@ -103,7 +103,7 @@ struct HttpServer::Connection {
   bool is_in_request = false;
   /// The reply has been made, and waits for its time or to be sent.
   bool has_reply = false;
-  /// The client goes on sending a body that nobody wants.
+  /// The client may go on sending a body that nobody wants.
   bool must_linger = false;
 };
 
@@ -256,7 +256,9 @@ void HttpServer::AddConnection(Connection* connection) {
 }
 
 void HttpServer::RemoveConnection(Connection* connection) {
-  if (connection->must_linger) lingering_.Add(connection->descriptor);
+  if (connection->must_linger || HasUnread(connection->descriptor)) {
+    lingering_.Add(connection->descriptor);
+  }
   if (connection->delay != 0) g_source_remove(connection->delay);
   if (connection->bucket) parts_.admission->Leave(*connection->bucket);
   deadlines_.Clear(connection);

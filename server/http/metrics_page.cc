@@ -57,16 +57,6 @@ std::string Seconds(std::uint64_t microseconds) {
   return text;
 }
 
-/// A text as the value of a label.
-std::string Quoted(const std::string& text) {
-  std::string quoted = "\"";
-  for (const char c : text) {
-    if (c == '"' || c == '\\') quoted.push_back('\\');
-    quoted.append(c == '\n' ? "\\n" : std::string(1, c));
-  }
-  return quoted + "\"";
-}
-
 void AddRequests(Page* page) {
   page->Metric("kesu_requests_total", "counter",
                "Requests in POSTs, and JSON calls, by service and status.");
@@ -109,7 +99,7 @@ void AddDurations(Page* page) {
 
 }  // namespace
 
-std::string MetricsPage(std::span<const WorkerRecord> records, const ServerFacts& facts) {
+std::string MetricsPage(std::span<const WorkerRecord> records, unsigned queue) {
   Page page(records);
   AddRequests(&page);
   AddReplies(&page);
@@ -125,7 +115,7 @@ std::string MetricsPage(std::span<const WorkerRecord> records, const ServerFacts
   page.Metric("kesu_connections", "gauge", "Connections that are open.");
   page.Sample("", page.Sum([](const WorkerRecord& record) -> auto& { return record.connections; }));
   page.Single("kesu_accept_queue_length", "gauge",
-              "Clients that wait to be accepted by the worker that answers.", facts.queue);
+              "Clients that wait to be accepted by the worker that answers.", queue);
   page.Single(
       "kesu_connections_accepted_total", "counter", "Connections accepted.",
       page.Sum([](const WorkerRecord& record) -> auto& { return record.accepted_connections; }));
@@ -139,16 +129,18 @@ std::string MetricsPage(std::span<const WorkerRecord> records, const ServerFacts
 
   std::uint64_t workers = 0;
   std::uint64_t data_time_s = 0;
+  std::uint64_t data_version = 0;
   for (const WorkerRecord& record : records) {
-    const std::uint64_t time_s = record.data_time_s.load();
+    const std::uint64_t time_s = record.data_time_s;
     workers += static_cast<std::uint64_t>(time_s > 0);
     data_time_s = std::max(data_time_s, time_s);
+    data_version = std::max<std::uint64_t>(data_version, record.data_version);
   }
   page.Single("kesu_workers", "gauge", "Workers that run.", workers);
-  page.Single("kesu_data_loaded_timestamp_seconds", "gauge",
-              "When the newest worker opened its data.", data_time_s);
-  page.Metric("kesu_data_info", "gauge", "The data that are served.");
-  page.Sample("{version=" + Quoted(facts.data) + "}", 1);
+  page.Single("kesu_data_version", "gauge", "The version of the newest data that a worker opened.",
+              data_version);
+  page.Single("kesu_data_opened_timestamp_seconds", "gauge", "When a worker opened its data last.",
+              data_time_s);
   return page.Take();
 }
 

@@ -8,16 +8,9 @@
 
 namespace kesu_server {
 
-/// What is known of the server beside the records of its workers.
-struct ServerFacts {
-  /// Clients that wait to be accepted by the worker that answers.
-  unsigned queue = 0;
-  /// Where the data come from.
-  std::string data;
-};
-
-/// The sum of all workers' records in the text format of Prometheus, version 0.0.4.
-std::string MetricsPage(std::span<const WorkerRecord> records, const ServerFacts& facts);
+/// The sum of all workers' records in the text format of Prometheus, version 0.0.4. `queue` clients
+/// wait for the worker that answers.
+std::string MetricsPage(std::span<const WorkerRecord> records, unsigned queue);
 
 inline constexpr char kMetricsContentType[] = "text/plain; version=0.0.4; charset=utf-8";
 

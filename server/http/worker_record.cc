@@ -37,6 +37,7 @@ void WorkerRecord::ForgetMoment() {
   connections = 0;
   for (auto& bucket : connections_by_address) bucket.store(0, kRelaxed);
   data_time_s = 0;
+  data_version = 0;
 }
 
 }  // namespace kesu_server

@@ -31,6 +31,7 @@ struct WorkerRecord {
   std::atomic<std::uint32_t> connections;
   std::array<std::atomic<std::uint32_t>, kAddressBuckets> connections_by_address;
   Count data_time_s;
+  Count data_version;
 
   /// For ever.
   std::array<std::array<Count, kStatuses.size()>, kServices.size()> requests;
