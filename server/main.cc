@@ -34,6 +34,12 @@ void RaiseFileLimit() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
+/// Several workers would not give faults to POSTs in the order in which they were sent.
+std::size_t NumberOfWorkers(const Options& options) {
+  if (options.workers > 0) return static_cast<std::size_t>(options.workers);
+  return options.faults.is_empty() ? g_get_num_processors() : 1;
+}
+
 std::string NewSecret() {
   std::string secret(kSecretBytes, '\0');
   if (getrandom(secret.data(), secret.size(), 0) < 0) secret.clear();
@@ -78,8 +84,7 @@ int Main(int argc, char** argv) {
   std::setlocale(LC_CTYPE, "");
   Options options;
   if (!ParseOptions(argc, argv, &options)) return kUsageError;
-  const auto workers =
-      options.workers > 0 ? static_cast<std::size_t>(options.workers) : g_get_num_processors();
+  const std::size_t workers = NumberOfWorkers(options);
 
   RaiseFileLimit();
   Port port;

@@ -32,7 +32,7 @@ std::vector<NumberOption> NumberOptions(Options* options) {
       {"port", 'p', &options->port, 0, std::numeric_limits<unsigned short>::max(),
        "Port to listen on, 0 for any free one (default 8642)", "N"},
       {"workers", '\0', &options->workers, 0, 1024,
-       "Processes that serve, 0 for one per core (default 0)", "N"},
+       "Processes that serve, 0 for one per core, or one with faults (default 0)", "N"},
       {"max-connections", '\0', &options->max_connections, 0, kMaxNumber,
        "Connections at a time, 0 for any number (default 10000)", "N"},
       {"max-connections-per-address", '\0', &options->max_connections_per_address, 0, kMaxNumber,

@@ -17,7 +17,7 @@ struct Options {
   bool is_verbose = false;
   FaultPlan faults;
 
-  /// 0 for one per core.
+  /// 0 for one per core, or one where there are faults.
   int workers = 0;
   int max_connections = 10'000;
   int max_connections_per_address = 1000;

@@ -46,6 +46,7 @@ std::optional<Fault> ParseFault(std::string_view words, std::string* error);
 class FaultPlan {
  public:
   void Add(Fault fault);
+  bool is_empty() const { return entries_.empty(); }
 
   /// Uses up one use of the first fault that has uses left, and yields it, valid until the next
   /// Add(); null when none has.
