@@ -25,7 +25,7 @@ class ModemListener final : public Listener, public std::enable_shared_from_this
   static void OnLocation(GObject* location, GAsyncResult* result, void* asker);
 
   void Listen();
-  void Ask(MMObject* modem);
+  void Ask(MMObject* object);
   void AddLocation(MMObject* modem, GVariant* location);
   void AddFix(GVariant* position);
   /// Of the first modem that told nothing.

@@ -17,6 +17,7 @@ using std::chrono::milliseconds;
 constexpr milliseconds kMinScanInterval = std::chrono::seconds(10);
 /// The access points of a scan are told at about the time of its end.
 constexpr guint kSettlingMs = 250;
+constexpr int kAddressBytes = 6;
 
 /// On the clock that NetworkManager counts by, which goes on while the machine sleeps.
 milliseconds Now() {
@@ -27,11 +28,12 @@ milliseconds Since(milliseconds moment) {
   return std::max(Now() - moment, milliseconds(0));
 }
 
-/// None for one that was made up for a connection, and was never heard.
+/// None for one that was made up for a connection, and was never heard, or that has no address.
 std::optional<AccessPoint> AccessPointOf(NMAccessPoint* seen) {
   const char* address = nm_access_point_get_bssid(seen);
   const int last_seen_s = nm_access_point_get_last_seen(seen);
-  if (address == nullptr || last_seen_s < 0) return std::nullopt;
+  if (address == nullptr || !nm_utils_hwaddr_valid(address, kAddressBytes)) return std::nullopt;
+  if (last_seen_s < 0) return std::nullopt;
   AccessPoint access_point{.mac_address = address};
   access_point.signal_dbm = DbmOfWifiQuality(nm_access_point_get_strength(seen));
   access_point.age = Since(std::chrono::seconds(last_seen_s));

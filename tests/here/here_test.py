@@ -49,6 +49,7 @@ class HereTest(unittest.TestCase):
         bus.add_wifi(bus.start_network_manager(),
                      ("cafe", "00:00:5E:00:53:01", 67, 2412, 3), ("", "00:00:5E:00:53:02", 100, 5180, 40),
                      ("old", "00:00:5E:00:53:03", 50, 2412, 300), ("x", "00:00:5E:00:53:04", 50, 2412, None),
+                     ("x", "00:00:5E:00:53", 50, 2412, 3), ("x", "", 50, 2412, 3),
                      ("home_nomap", "00:00:5E:00:53:05", 0, 0, 0))
         modems = bus.start_modem_manager()
         bus.add_modem(modems, FIX, signal=("Lte", {"rsrp": -95.4, "rssi": -70.0}))
