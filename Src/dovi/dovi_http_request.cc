@@ -236,9 +236,9 @@ void DoviHttpRequest::SetTransportOptions() {
   curl_easy_setopt(easy_handle_, CURLOPT_NOPROXY, "");
   if (*settings.ca_file != 0) curl_easy_setopt(easy_handle_, CURLOPT_CAINFO, settings.ca_file);
   curl_easy_setopt(easy_handle_, CURLOPT_CONNECTTIMEOUT_MS, long{settings.connect_timeout_ms});
-  curl_easy_setopt(
-      easy_handle_, CURLOPT_TIMEOUT_MS,
-      long{settings.total_timeout_ms} - (settings.total_timeout_ms == 0 ? 0 : waited_ms_));
+  const int timeout_ms = settings.total_timeout_ms;
+  curl_easy_setopt(easy_handle_, CURLOPT_TIMEOUT_MS,
+                   timeout_ms == 0 ? 0L : long{timeout_ms - waited_ms_});
 }
 
 /// Hands all headers to curl as one list entry whose lines are joined by CR LF, deliberately.

@@ -239,9 +239,11 @@ void MobileServiceMux::EndPost(const RequestInterface* request, bool is_complete
   Posts ended;
   ended.splice(ended.end(), posts_in_flight_, found->second.post);
   MultiplexedPost* post = &ended.front();
-  posts_by_request_.erase(post->post_request());
-  posts_by_request_.erase(post->start_failure());
+  posts_by_request_.erase(found);
   const bool was_started = request != post->start_failure();
+  // Seldom there are both.
+  const RequestInterface* other = was_started ? post->start_failure() : post->post_request();
+  if (other != nullptr) posts_by_request_.erase(other);
   // Whatever becomes of the wait, it deletes itself.
   if (!was_started) post->set_start_failure(nullptr);
 

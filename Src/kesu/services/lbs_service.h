@@ -19,7 +19,9 @@ using LbsService = VollenService<lbs::GLocRequest, lbs::GLocReply>;
 /// out and reading them back.
 template <typename T>
 T* CopyMessage(const T& message) {
+  constexpr int kTypicalBytes = 256;
   common_base::GVector<unsigned char> bytes;
+  bytes.SetReserve(kTypicalBytes);
   common_base::DataOutputStream out(&bytes);
   message.Write(&out);
   const common_base::GVectorRef<const unsigned char> view(bytes);

@@ -28,11 +28,11 @@ void LocationRequestAdapter::OnInnerRequestFailed(RequestInterface*) {
 }
 
 LocationService::LocationService(const GString& service_name, lbs::GLocRequest* request)
-    : service_(new LbsService(service_name, request)),
+    : service_(service_name, request),
       service_name_(service_name),
       request_(request),
-      current_invocation_(service_.get()) {
-  service_->vollen_request_as_owner();
+      current_invocation_(&service_) {
+  service_.vollen_request_as_owner();
 }
 
 LocationService::~LocationService() = default;
@@ -58,7 +58,7 @@ void LocationService::AddGLocation(const lbs::GLocation& location) {
 }
 
 lbs::GLocReply* LocationService::FetchGLocReply() {
-  reply_.reset(service_->vollen_response_as_owner());
+  reply_.reset(service_.vollen_response_as_owner());
   if (!reply_) return nullptr;
   for (int i = 0; i < reply_->replyelements_size(); ++i) {
     const lbs::GLocReplyElement& element = reply_->replyelements(i);

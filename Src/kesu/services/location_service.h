@@ -77,14 +77,14 @@ class LocationService : public common_base::HeapObject {
   lbs::GLocRequest* request() const { return request_.get(); }
   const common_base::GString& service_name() const { return service_name_; }
   /// Whether lookups leave at once rather than wait for a batch. Off at first.
-  void set_send_immediately(bool value) { service_->set_send_immediately(value); }
+  void set_send_immediately(bool value) { service_.set_send_immediately(value); }
   /// Tell the reasons of a failed lookup apart, see RequestReplyServiceBase.
-  int last_status() const { return service_->last_status(); }
-  int last_http_status() const { return service_->last_http_status(); }
-  const TransportError& last_transport_error() const { return service_->last_transport_error(); }
+  int last_status() const { return service_.last_status(); }
+  int last_http_status() const { return service_.last_http_status(); }
+  const TransportError& last_transport_error() const { return service_.last_transport_error(); }
 
  private:
-  common_base::ScopedPtr<LbsService> service_;
+  LbsService service_;
   common_base::GString service_name_;
   bool platform_key_known_ = false;
   common_base::GString platform_key_;

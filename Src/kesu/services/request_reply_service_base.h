@@ -1,6 +1,8 @@
 #ifndef KESU_SERVICES_REQUEST_REPLY_SERVICE_BASE_H_
 #define KESU_SERVICES_REQUEST_REPLY_SERVICE_BASE_H_
 
+#include <optional>
+
 #include "kesu/common/base/data_input_stream.h"
 #include "kesu/common/base/data_output_stream.h"
 #include "kesu/common/base/gstring.h"
@@ -24,10 +26,12 @@ class RequestReplyServiceBase : public common_base::HeapObject,
                                 public KesuServiceRequestPatron {
  public:
   explicit RequestReplyServiceBase(const common_base::GString& service_uri)
-      : RequestReplyServiceBase(service_uri, new KesuRequestMaker) {}
+      : service_uri_(service_uri) {
+    maker_ = &default_maker_.emplace();
+  }
   /// Becomes the owner of `maker`.
   RequestReplyServiceBase(const common_base::GString& service_uri, KesuRequestMaker* maker)
-      : maker_(maker), service_uri_(service_uri) {}
+      : maker_(maker), owned_maker_(maker), service_uri_(service_uri) {}
   RequestReplyServiceBase(const RequestReplyServiceBase&) = delete;
   RequestReplyServiceBase& operator=(const RequestReplyServiceBase&) = delete;
 
@@ -82,7 +86,10 @@ class RequestReplyServiceBase : public common_base::HeapObject,
   bool response_received_ = false;
   common_base::ScopedPtr<Request> request_;
   KesuServiceRequest* invocation_ = nullptr;
-  common_base::ScopedPtr<KesuRequestMaker> maker_;
+  KesuRequestMaker* maker_;
+  /// Where none was handed in.
+  std::optional<KesuRequestMaker> default_maker_;
+  common_base::ScopedPtr<KesuRequestMaker> owned_maker_;
   common_base::GString service_uri_;
   common_base::GVector<unsigned char> payload_;
   /// Of `payload_`, for the request, which borrows the view too.
