@@ -16,6 +16,8 @@ using common_base::LogWarn;
 using common_base::ScopedPtr;
 
 constexpr int kStatusOk = 200;
+/// Spares most payloads the steps of growing from nothing.
+constexpr int kTypicalPayloadBytes = 256;
 
 }  // namespace
 
@@ -45,6 +47,7 @@ bool RequestReplyServiceBase::MakeTheKesuRequest() {
   }
   ForgetOutcome({});
   payload_.Clear();
+  payload_.SetReserve(kTypicalPayloadBytes);
   DataOutputStream stream(&payload_);
   WriteThePayloadTo(&stream);
   payload_view_ = ByteView(payload_);
