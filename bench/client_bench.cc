@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include <kesu-glib.h>
+
 #include "client/client.h"
 #include "client/main_loop.h"
 #include "dovi/deferred_request_source.h"
@@ -119,16 +121,57 @@ double ByClient(const std::string& url) {
   return CpuSeconds() - start;
 }
 
+/// What the callbacks of the GObjects are told.
+struct Left {
+  kesu::MainLoop loop;
+  int calls = kLookups;
+};
+
+void OnLocated(GObject* client, GAsyncResult* result, gpointer data) {
+  KesuLocation* where = kesu_client_locate_finish(KESU_CLIENT(client), result, nullptr);
+  if (where == nullptr) std::abort();
+  g_object_unref(where);
+  auto* left = static_cast<Left*>(data);
+  if (--left->calls == 0) left->loop.Quit();
+}
+
+double ByGObject(const std::string& url) {
+  Left left;
+  KesuClient* client = kesu_client_new(url.c_str());
+  const double start = CpuSeconds();
+  for (int i = 0; i < kLookups; ++i) {
+    KesuObservation* seen = kesu_observation_new();
+    kesu_observation_add_cell(seen, 1, 1, 1, 1001, -71);
+    for (int j = 0; j < kAccessPoints; ++j) {
+      kesu_observation_add_access_point(seen, MacAddress(j), -60, nullptr);
+    }
+    kesu_client_locate_async(client, seen, nullptr, OnLocated, &left);
+    g_object_unref(seen);
+  }
+  left.loop.Run();
+  const double seconds = CpuSeconds() - start;
+  g_object_unref(client);
+  return seconds;
+}
+
 }  // namespace
 
 std::vector<Benchmark> ClientBenchmarks(const char* path) {
   const auto server = std::make_shared<LoopbackServer>(path);
-  const auto ratio = std::make_shared<double>();
+  const auto services = std::make_shared<double>();
+  const auto client = std::make_shared<double>();
+  const auto gobject = std::make_shared<double>();
   return {{"client.cpu_per_call", "us",
-           [server, ratio] {
-             const double seconds = ByClient(server->url());
-             *ratio = seconds / ByServices(server->url());
-             return seconds / kLookups * 1e6;
+           [=] {
+             *client = ByClient(server->url());
+             *services = ByServices(server->url());
+             return *client / kLookups * 1e6;
            }},
-          {"client.cpu_over_services", "times", [ratio] { return *ratio; }}};
+          {"client.cpu_over_services", "times", [=] { return *client / *services; }},
+          {"gobject.cpu_per_call", "us",
+           [=] {
+             *gobject = ByGObject(server->url());
+             return *gobject / kLookups * 1e6;
+           }},
+          {"gobject.cpu_over_services", "times", [=] { return *gobject / *services; }}};
 }

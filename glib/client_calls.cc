@@ -14,7 +14,6 @@ namespace {
 
 using kesu_glib::NewError;
 using kesu_glib::ObjectPointer;
-using kesu_glib::StateOf;
 using kesu_glib::TaskCall;
 using kesu_glib::WaitFor;
 using TaskPointer = std::shared_ptr<TaskCall>;
@@ -83,15 +82,12 @@ void kesu_client_locate_async(KesuClient* self, KesuObservation* observation,
   g_return_if_fail(KESU_IS_OBSERVATION(observation));
   g_return_if_fail(IsCancellable(cancellable));
   const auto begin = [observation](kesu::Client* client, const TaskPointer& task) {
-    return client->Locate(kesu_glib::ContentOf(observation),
-                          [task](const kesu::LocateResult& where) {
-                            if (!where) return task->Fail(NewError(where.error()));
-                            KesuLocation* const location = kesu_glib::NewLocation(*where);
-                            const auto asked = task->client();
-                            if (asked && !where->is_from_cache)
-                              StateOf(asked.get()).set_last_location(location);
-                            task->Succeed(location, g_object_unref);
-                          });
+    return client->Locate(
+        kesu_glib::ContentOf(observation), [task](const kesu::LocateResult& where) {
+          if (!where) return task->Fail(NewError(where.error()));
+          KesuLocation* const location = kesu_glib::NewLocation(*where);
+          task->Succeed(location, g_object_unref, where->is_from_cache ? nullptr : location);
+        });
   };
   StartCall(self, kLocateTag, cancellable, callback, user_data, begin);
 }

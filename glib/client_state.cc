@@ -9,7 +9,7 @@ using kesu::Counters;
 
 /// Whoever is to notify, unless it is gone by then.
 struct Notifier {
-  explicit Notifier(GObject* object) { g_weak_ref_init(&owner, object); }
+  explicit Notifier(KesuClient* object) { g_weak_ref_init(&owner, object); }
   Notifier(const Notifier&) = delete;
   Notifier& operator=(const Notifier&) = delete;
   ~Notifier() { g_weak_ref_clear(&owner); }
@@ -95,11 +95,8 @@ ObjectPointer<KesuLocation> ClientState::last_location() const {
   return ObjectPointer<KesuLocation>(KESU_LOCATION(g_object_ref(last_location_.get())));
 }
 
-void ClientState::NotifySoon(GObject* owner) {
-  {
-    const std::lock_guard lock(mutex_);
-    if (std::exchange(is_notifying_soon_, true)) return;
-  }
+void ClientState::NotifySoon(KesuClient* owner) {
+  if (is_notifying_soon_.exchange(true)) return;
   GSource* const source = g_idle_source_new();
   g_source_set_priority(source, G_PRIORITY_DEFAULT);
   g_source_set_callback(source, Notify, new Notifier(owner),
@@ -122,8 +119,9 @@ gboolean ClientState::Notify(gpointer notifier) {
 
 std::vector<const char*> ClientState::TakeChanges() {
   std::vector<const char*> changes;
-  const std::lock_guard lock(mutex_);
+  // What changes from now on is told of once more.
   is_notifying_soon_ = false;
+  const std::lock_guard lock(mutex_);
   if (client_ == nullptr) return changes;
   const kesu::Counters counters = client_->counters();
   std::string platform_key = client_->platform_key();

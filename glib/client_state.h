@@ -1,6 +1,7 @@
 #ifndef GLIB_CLIENT_STATE_H_
 #define GLIB_CLIENT_STATE_H_
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -62,7 +63,7 @@ class ClientState {
 
   /// Has `owner` notify soon, on the main context of its construction, of the properties that have
   /// changed by themselves.
-  void NotifySoon(GObject* owner);
+  void NotifySoon(KesuClient* owner);
 
  private:
   static gboolean Notify(gpointer notifier);
@@ -74,7 +75,7 @@ class ClientState {
   std::shared_ptr<kesu::Client> client_;
   ObjectPointer<KesuLocation> last_location_;
   bool is_paused_ = false;
-  bool is_notifying_soon_ = false;
+  std::atomic<bool> is_notifying_soon_ = false;
   /// As they were notified last.
   kesu::Counters notified_counters_;
   std::string notified_platform_key_;

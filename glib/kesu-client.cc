@@ -306,7 +306,7 @@ gboolean kesu_client_get_paused(KesuClient* self) {
 void kesu_client_set_platform_key(KesuClient* self, const gchar* platform_key) {
   g_return_if_fail(KESU_IS_CLIENT(self));
   self->content.set_platform_key(platform_key == nullptr ? "" : platform_key);
-  self->content.NotifySoon(G_OBJECT(self));
+  self->content.NotifySoon(self);
 }
 
 gchar* kesu_client_get_platform_key(KesuClient* self) {

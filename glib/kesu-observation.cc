@@ -17,6 +17,9 @@ KESU_DEFINE_CONTENT_TYPE(KesuObservation, kesu_observation)
 
 namespace {
 
+/// As many as a device hears in a street; their memory is a small piece for the heap.
+constexpr std::size_t kUsualAccessPoints = 8;
+
 template <typename Number>
 std::optional<Number> Known(Number number, int unknown) {
   if (number == unknown) return std::nullopt;
@@ -65,12 +68,14 @@ void kesu_observation_add_access_point_full(KesuObservation* self, const gchar* 
                                             gint channel) {
   g_return_if_fail(KESU_IS_OBSERVATION(self));
   g_return_if_fail(mac_address != nullptr);
-  kesu::AccessPoint access_point = {.mac_address = mac_address,
-                                    .signal_dbm = Known(signal_dbm, KESU_SIGNAL_UNKNOWN),
-                                    .age = Age(age_ms),
-                                    .channel = Known(channel, KESU_UNKNOWN)};
+  auto& access_points = self->content.access_points;
+  if (access_points.empty()) access_points.reserve(kUsualAccessPoints);
+  kesu::AccessPoint& access_point = access_points.emplace_back();
+  access_point.mac_address = mac_address;
+  access_point.signal_dbm = Known(signal_dbm, KESU_SIGNAL_UNKNOWN);
+  access_point.age = Age(age_ms);
+  access_point.channel = Known(channel, KESU_UNKNOWN);
   if (name != nullptr) access_point.name = name;
-  self->content.access_points.push_back(std::move(access_point));
 }
 
 void kesu_observation_set_fix(KesuObservation* self, gdouble latitude, gdouble longitude,

@@ -6,12 +6,7 @@ namespace kesu_glib {
 namespace {
 
 KesuClient* ClientOf(GTask* task) {
-  return KESU_CLIENT(g_task_get_source_object(task));
-}
-
-/// That counters have changed.
-void NotifyOf(GTask* task) {
-  StateOf(ClientOf(task)).NotifySoon(G_OBJECT(ClientOf(task)));
+  return static_cast<KesuClient*>(g_task_get_source_object(task));
 }
 
 }  // namespace
@@ -27,13 +22,7 @@ void TaskCall::Start(ObjectPointer<GTask> task, const std::function<Begin>& begi
       std::make_shared<TaskCall>(ObjectPointer<GTask>(G_TASK(g_object_ref(task.get()))));
   call->WatchCancellable();
   call->Keep(begin(client.get(), call));
-  NotifyOf(task.get());
-}
-
-ObjectPointer<KesuClient> TaskCall::client() {
-  const std::lock_guard lock(mutex_);
-  if (task_ == nullptr) return nullptr;
-  return ObjectPointer<KesuClient>(KESU_CLIENT(g_object_ref(ClientOf(task_.get()))));
+  StateOf(ClientOf(task.get())).NotifySoon(ClientOf(task.get()));
 }
 
 void TaskCall::Keep(kesu::Call call) {
@@ -58,8 +47,9 @@ gboolean TaskCall::OnCancelled(GCancellable*, gpointer task_call) {
   return G_SOURCE_REMOVE;
 }
 
-void TaskCall::Succeed(gpointer answer, GDestroyNotify destroy) {
+void TaskCall::Succeed(gpointer answer, GDestroyNotify destroy, KesuLocation* last_location) {
   if (const auto task = End()) {
+    if (last_location != nullptr) StateOf(ClientOf(task.get())).set_last_location(last_location);
     g_task_return_pointer(task.get(), answer, destroy);
   } else {
     destroy(answer);
@@ -82,7 +72,7 @@ ObjectPointer<GTask> TaskCall::End() {
   const SourcePointer cancellation = std::move(cancellation_);
   lock.unlock();
   call.Cancel();
-  if (task != nullptr) NotifyOf(task.get());
+  if (task != nullptr) StateOf(ClientOf(task.get())).NotifySoon(ClientOf(task.get()));
   return task;
 }
 

@@ -27,9 +27,8 @@ class TaskCall : public std::enable_shared_from_this<TaskCall> {
   TaskCall(const TaskCall&) = delete;
   TaskCall& operator=(const TaskCall&) = delete;
 
-  /// The one that is asked; null when the task has returned.
-  ObjectPointer<KesuClient> client();
-  void Succeed(gpointer answer, GDestroyNotify destroy);
+  /// `last_location`, unless it is null, becomes the client's.
+  void Succeed(gpointer answer, GDestroyNotify destroy, KesuLocation* last_location = nullptr);
   void Fail(GError* error);
 
  private:
