@@ -104,7 +104,7 @@ KesuLocation* kesu_client_locate(KesuClient* self, KesuObservation* observation,
   g_return_val_if_fail(KESU_IS_OBSERVATION(observation), nullptr);
   g_return_val_if_fail(IsCancellable(cancellable), nullptr);
   g_return_val_if_fail(error == nullptr || *error == nullptr, nullptr);
-  const auto result = WaitFor([&](GAsyncReadyCallback callback, gpointer user_data) {
+  const auto result = WaitFor(cancellable, [&](GAsyncReadyCallback callback, gpointer user_data) {
     kesu_client_locate_async(self, observation, cancellable, callback, user_data);
   });
   return kesu_client_locate_finish(self, result.get(), error);
@@ -136,7 +136,7 @@ KesuPlace* kesu_client_reverse(KesuClient* self, gdouble latitude, gdouble longi
   g_return_val_if_fail(KESU_IS_CLIENT(self), nullptr);
   g_return_val_if_fail(IsCancellable(cancellable), nullptr);
   g_return_val_if_fail(error == nullptr || *error == nullptr, nullptr);
-  const auto result = WaitFor([&](GAsyncReadyCallback callback, gpointer user_data) {
+  const auto result = WaitFor(cancellable, [&](GAsyncReadyCallback callback, gpointer user_data) {
     kesu_client_reverse_async(self, latitude, longitude, cancellable, callback, user_data);
   });
   return kesu_client_reverse_finish(self, result.get(), error);
@@ -171,7 +171,7 @@ GPtrArray* kesu_client_reverse_many(KesuClient* self, KesuPoint** points, gsize 
   g_return_val_if_fail(ArePoints(points, n_points), nullptr);
   g_return_val_if_fail(IsCancellable(cancellable), nullptr);
   g_return_val_if_fail(error == nullptr || *error == nullptr, nullptr);
-  const auto result = WaitFor([&](GAsyncReadyCallback callback, gpointer user_data) {
+  const auto result = WaitFor(cancellable, [&](GAsyncReadyCallback callback, gpointer user_data) {
     kesu_client_reverse_many_async(self, points, n_points, cancellable, callback, user_data);
   });
   return kesu_client_reverse_many_finish(self, result.get(), error);

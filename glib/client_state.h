@@ -28,6 +28,14 @@ struct ContextUnref {
 };
 using ContextPointer = std::unique_ptr<GMainContext, ContextUnref>;
 
+struct SourceDestroy {
+  void operator()(GSource* source) const {
+    g_source_destroy(source);
+    g_source_unref(source);
+  }
+};
+using SourcePointer = std::unique_ptr<GSource, SourceDestroy>;
+
 /// A counter of the clients, as a property.
 struct CounterProperty {
   const char* name;

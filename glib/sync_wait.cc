@@ -34,7 +34,8 @@ class DefaultContextHold {
 /// On a main context of its own, which the task returns on.
 class Wait {
  public:
-  Wait() : own_(g_main_context_new()) {}
+  explicit Wait(GCancellable* cancellable)
+      : own_(g_main_context_new()), cancellable_(cancellable) {}
   Wait(const Wait&) = delete;
   Wait& operator=(const Wait&) = delete;
 
@@ -69,22 +70,33 @@ class Wait {
     const DefaultContextHold hold;
     const bool was_free = std::exchange(is_free_, hold.is_held());
     if (!hold.is_held() || !(is_loop_thread || was_free)) return false;
+    const SourcePointer alarm = NewAlarm();
     // Whoever ran it before may have left the result behind.
     while (!IsReady()) g_main_context_iteration(nullptr, TRUE);
     return true;
   }
 
+  /// Ends an iteration of the default main context when the call is cancelled, which is noticed on
+  /// this thread's own.
+  SourcePointer NewAlarm() const {
+    if (cancellable_ == nullptr) return nullptr;
+    SourcePointer alarm(g_cancellable_source_new(cancellable_));
+    const GCancellableSourceFunc ring = [](GCancellable*, gpointer) { return G_SOURCE_REMOVE; };
+    g_source_set_callback(alarm.get(), G_SOURCE_FUNC(ring), nullptr, nullptr);
+    g_source_attach(alarm.get(), nullptr);
+    return alarm;
+  }
+
   void LetOthersRunIt() const {
-    GSource* const look = g_timeout_source_new(kLookMs);
+    const SourcePointer look(g_timeout_source_new(kLookMs));
     g_source_set_callback(
-        look, [](gpointer) { return G_SOURCE_REMOVE; }, nullptr, nullptr);
-    g_source_attach(look, own_.get());
+        look.get(), [](gpointer) { return G_SOURCE_REMOVE; }, nullptr, nullptr);
+    g_source_attach(look.get(), own_.get());
     g_main_context_iteration(own_.get(), TRUE);
-    g_source_destroy(look);
-    g_source_unref(look);
   }
 
   const ContextPointer own_;
+  GCancellable* const cancellable_;
   ObjectPointer<GAsyncResult> result_;
   bool is_free_ = false;
 };
@@ -92,8 +104,9 @@ class Wait {
 }  // namespace
 
 ObjectPointer<GAsyncResult> WaitFor(
+    GCancellable* cancellable,
     const std::function<void(GAsyncReadyCallback callback, gpointer user_data)>& start) {
-  return Wait().For(start);
+  return Wait(cancellable).For(start);
 }
 
 }  // namespace kesu_glib

@@ -32,14 +32,6 @@ class TaskCall : public std::enable_shared_from_this<TaskCall> {
   void Fail(GError* error);
 
  private:
-  struct SourceDestroy {
-    void operator()(GSource* source) const {
-      g_source_destroy(source);
-      g_source_unref(source);
-    }
-  };
-  using SourcePointer = std::unique_ptr<GSource, SourceDestroy>;
-
   void Keep(kesu::Call call);
   void WatchCancellable();
   static gboolean OnCancelled(GCancellable* cancellable, gpointer task_call);

@@ -274,7 +274,17 @@ static void test_cancellation(void) {
   g_object_get(client, "calls", &calls, NULL);
   g_assert_cmpuint(calls, ==, 0);
 
-  /* Under way, here and from another thread. */
+  /* Under way, from another thread and from here. */
+  g_autoptr(GCancellable) elsewhere = g_cancellable_new();
+  kesu_client_set_paused(client, TRUE); /* So nothing else wakes the main context. */
+  const gint64 start = g_get_monotonic_time();
+  GThread* thread = g_thread_new("cancel", cancel_soon, elsewhere);
+  g_assert_null(kesu_client_locate(client, observation, elsewhere, &error));
+  g_assert_error(error, G_IO_ERROR, G_IO_ERROR_CANCELLED);
+  g_assert_cmpint(g_get_monotonic_time() - start, <, 15 * G_USEC_PER_SEC);
+  g_thread_join(thread);
+  g_clear_error(&error);
+  kesu_client_set_paused(client, FALSE);
   g_autoptr(GCancellable) here = g_cancellable_new();
   kesu_client_reverse_async(client, 1, 2, here, on_place, &outcomes);
   iterate_a_while();
@@ -283,11 +293,6 @@ static void test_cancellation(void) {
   g_assert_cmpint(outcomes.count, ==, 1);
   iterate_until(&outcomes.count, 2);
   g_assert_error(outcomes.error, G_IO_ERROR, G_IO_ERROR_CANCELLED);
-  g_autoptr(GCancellable) elsewhere = g_cancellable_new();
-  GThread* thread = g_thread_new("cancel", cancel_soon, elsewhere);
-  g_assert_null(kesu_client_locate(client, observation, elsewhere, &error));
-  g_assert_error(error, G_IO_ERROR, G_IO_ERROR_CANCELLED);
-  g_thread_join(thread);
   g_object_get(client, "cancellations", &calls, NULL);
   g_assert_cmpuint(calls, ==, 2);
   g_clear_error(&outcomes.error);

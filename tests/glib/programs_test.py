@@ -50,6 +50,16 @@ class ProgramsTest(unittest.TestCase):
                 self.assertEqual((result.returncode, result.stdout), (1, ""))
                 self.assertIn("127.0.0.1", result.stderr)
 
+    @unittest.skipUnless("py" in os.environ["LANGUAGES"], "without the bindings of Python")
+    def test_callbacks_signals_threads_and_errors_in_python(self):
+        with kesu_server() as (url, _):
+            result = subprocess.run([os.environ["PYTHON"], "asynchronous.py", url], text=True,
+                                    check=False, capture_output=True, timeout=PATIENCE_S)
+        told, lisbon = result.stdout, "nearest listed place: Lisbon, Portugal"
+        self.assertEqual((told.count("cancelled"), told.count("last-location"), told.count(lisbon)),
+                         (1, 1, 2), result)
+        self.assertTrue(told.endswith("True 1\n"), told)
+
     def test_they_are_short(self):
         for path in SOURCE.iterdir():
             self.assertLessEqual(len(path.read_text(encoding="utf-8").splitlines()), 30, path)
