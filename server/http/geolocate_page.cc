@@ -21,6 +21,8 @@ using Json = nlohmann::json;
 /// A call needs three levels.
 constexpr int kMaxDepth = 8;
 constexpr double kWeakestDbm = -140;
+/// Nobody sees more; those beyond are read over.
+constexpr std::size_t kMaxStations = 1000;
 
 /// Discarded when the text is no JSON, or nested too deeply.
 Json Parse(std::string_view text) {
@@ -73,7 +75,7 @@ struct Call {
   std::set<StationKey> seen;
 
   void Add(const std::optional<StationKey>& key, const Json& station) {
-    if (!key || !seen.insert(*key).second) return;
+    if (!key || keys.size() == kMaxStations || !seen.insert(*key).second) return;
     const Json& signal = Member(station, "signalStrength");
     const double dbm = signal.is_number() ? signal.get<double>() : 0;
     keys.push_back(*key);
