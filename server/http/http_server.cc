@@ -18,6 +18,10 @@ namespace {
 /// libmicrohttpd has a limit of its own, below ours.
 constexpr unsigned kNoConnectionLimit = std::numeric_limits<int>::max();
 
+/// For the headers of a request and of its reply, and a piece of its body. A client takes that much
+/// as long as it is connected.
+constexpr std::size_t kConnectionBytes = std::size_t{16} << 10;
+
 MHD_Result ResultOf(bool is_good) {
   return is_good ? MHD_YES : MHD_NO;
 }
@@ -186,8 +190,8 @@ bool HttpServer::StartDaemon(const TlsFiles& tls) {
       flags, 0, nullptr, nullptr, OnRequest, this, MHD_OPTION_NOTIFY_COMPLETED, OnRequestEnded,
       this, MHD_OPTION_NOTIFY_CONNECTION, OnConnection, this, MHD_OPTION_UNESCAPE_CALLBACK,
       LeaveEscaped, nullptr, MHD_OPTION_CONNECTION_LIMIT, kNoConnectionLimit,
-      MHD_OPTION_CONNECTION_TIMEOUT, parts_.times.idle_s, MHD_OPTION_ARRAY, certificate.data(),
-      MHD_OPTION_END);
+      MHD_OPTION_CONNECTION_MEMORY_LIMIT, kConnectionBytes, MHD_OPTION_CONNECTION_TIMEOUT,
+      parts_.times.idle_s, MHD_OPTION_ARRAY, certificate.data(), MHD_OPTION_END);
   return daemon_ != nullptr;
 }
 
