@@ -207,6 +207,8 @@ void HttpServer::AttachDaemon() {
   source->daemon = daemon_;
   source->descriptor_tag = g_source_add_unix_fd(
       daemon_source_, MHD_get_daemon_info(daemon_, MHD_DAEMON_INFO_EPOLL_FD)->epoll_fd, G_IO_IN);
+  // It does not recurse; but without this GLib takes its file out of the loop for each dispatch.
+  g_source_set_can_recurse(daemon_source_, TRUE);
   g_source_attach(daemon_source_, nullptr);
 }
 
