@@ -9,25 +9,25 @@
 
 namespace kesu_server {
 
-/// A known station that was received, and how well if that was said.
+/// A known station that was received, and how well and how many seconds ago, if that was said.
 struct Sighting {
   Station station;
-  std::optional<double> received_dbm;
+  std::optional<double> received_dbm = {};
+  std::optional<double> age_s = {};
+  bool is_cell = false;
+  /// How far off the station's position may be: a standard deviation along each axis.
+  double position_error_m = 0;
 };
 
 struct Estimate {
   LatLng position;
-  /// Half the width of what is known: when no signal is more than one standard deviation stronger
-  /// than its distance would have it, the receiver is within this many metres.
+  /// The receiver is within so many metres in 95 of 100 cases.
   double accuracy_m = 0;
 };
 
-/// Where the receiver is; none without a sighting. The position is the centroid of the stations,
-/// weighted with 1 / d^2, d being the distance that the path-loss model gives for the signal (or
-/// for the weakest signal that can be noticed, when none was stated). Its distance to the receiver
-/// is at most the mean of the receiver's distances to the stations, with the same weights; that
-/// mean, each distance taken with the model's spread, is the accuracy. Stations that cannot have
-/// been received at the same spot as most of the others are left out.
+/// Where the receiver is; none without a sighting. docs/server.md describes the method. It takes a
+/// bounded time, whatever the sightings are, as long as their stations are on earth and their
+/// models as the tables allow them.
 std::optional<Estimate> EstimateLocation(const std::vector<Sighting>& sightings);
 
 }  // namespace kesu_server

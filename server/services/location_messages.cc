@@ -17,23 +17,32 @@ std::optional<double> PlausibleSignal(bool is_stated, long long dbm) {
   return static_cast<double>(dbm);
 }
 
+std::optional<double> Age(bool is_stated, long long age_ms) {
+  constexpr double kMsPerS = 1000;
+  if (!is_stated) return std::nullopt;
+  return static_cast<double>(age_ms) / kMsPerS;
+}
+
 /// Collects stations, each once however often it is observed.
 class ObservationCollector {
  public:
   void Add(const lbs::GCell& cell) {
     Add(CellKey({cell.mcc(), cell.mnc(), cell.area_code(), cell.cell_id()}),
-        PlausibleSignal(cell.has_signal_strength_dbm(), cell.signal_strength_dbm()));
+        PlausibleSignal(cell.has_signal_strength_dbm(), cell.signal_strength_dbm()),
+        Age(cell.has_age_ms(), cell.age_ms()));
   }
   void Add(const lbs::GWifiDevice& device) {
     Add(AccessPointKey(TextOf(device.mac_address())),
-        PlausibleSignal(device.has_signal_strength_dbm(), device.signal_strength_dbm()));
+        PlausibleSignal(device.has_signal_strength_dbm(), device.signal_strength_dbm()),
+        Age(device.has_age_ms(), device.age_ms()));
   }
 
   std::vector<Observation> Take() { return std::move(observations_); }
 
  private:
-  void Add(const std::optional<StationKey>& key, std::optional<double> received_dbm) {
-    if (key && seen_.insert(*key).second) observations_.push_back({*key, received_dbm});
+  void Add(const std::optional<StationKey>& key, std::optional<double> received_dbm,
+           std::optional<double> age_s) {
+    if (key && seen_.insert(*key).second) observations_.push_back({*key, received_dbm, age_s});
   }
 
   std::set<StationKey> seen_;

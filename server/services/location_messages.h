@@ -26,10 +26,12 @@ common_base::GString GStringOf(const std::string& text);
 std::optional<LatLng> ReadPosition(const lbs::GLocation& location);
 void WritePosition(const LatLng& position, lbs::GLatLng* latlng);
 
-/// A station that was received, known or not, and how well if that was said.
+/// A station that was received, known or not, and how well and how many seconds ago, if that was
+/// said.
 struct Observation {
   StationKey key;
   std::optional<double> received_dbm;
+  std::optional<double> age_s;
 };
 
 /// The serving cell, the neighbouring cells and the access points of an element, each once. Cells

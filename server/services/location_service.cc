@@ -14,6 +14,22 @@ bool IsBetter(const lbs::GLocation& fix, const Estimate& estimate) {
   return !fix.has_accuracy_m() || fix.accuracy_m() <= estimate.accuracy_m;
 }
 
+/// Of the cell that comes first.
+std::optional<StationKey> AreaOfServingCell(const std::vector<Observation>& observations) {
+  for (const Observation& observation : observations) {
+    if (!observation.key.is_access_point()) return AreaKey(observation.key);
+  }
+  return std::nullopt;
+}
+
+/// A cell that is not known is somewhere in its area, and how well it is received says nothing.
+Sighting AnywhereIn(const Station& area) {
+  Sighting sighting{area};
+  sighting.station.model.shadowing_db = 0;
+  sighting.is_cell = true;
+  return sighting;
+}
+
 void WriteEstimate(const Estimate& estimate, lbs::GLocation* location) {
   WritePosition(estimate.position, location->mutable_latlng());
   location->set_accuracy_m(static_cast<int>(std::ceil(estimate.accuracy_m)));
@@ -48,6 +64,7 @@ bool LocationService::FindSightings(const lbs::GLocRequest& request,
     observations.push_back(element.has_geocode() ? std::vector<Observation>()
                                                  : ReadObservations(element));
     for (const Observation& observation : observations.back()) keys.push_back(observation.key);
+    if (const auto area = AreaOfServingCell(observations.back())) keys.push_back(*area);
   }
   std::vector<std::optional<Station>> stations;
   if (!keys.empty() && !storage_->FindStations(keys, &stations)) return false;
@@ -56,8 +73,13 @@ bool LocationService::FindSightings(const lbs::GLocRequest& request,
     std::vector<Sighting>& found = sightings->emplace_back();
     for (const Observation& observation : of_element) {
       const std::optional<Station>& station = stations[next++];
-      if (station) found.push_back({*station, observation.received_dbm});
+      if (!station) continue;
+      found.push_back({*station, observation.received_dbm, observation.age_s,
+                       !observation.key.is_access_point()});
     }
+    if (!AreaOfServingCell(of_element)) continue;
+    const std::optional<Station>& area = stations[next++];
+    if (area && found.empty()) found.push_back(AnywhereIn(*area));
   }
   return true;
 }

@@ -29,6 +29,7 @@ ORDER = [
     "server/services",
     "server/process",
     "server/http",
+    "server/simulation",
     "server",
     "examples",
     "tests",

@@ -5,38 +5,48 @@ import unittest
 
 from fixture import data_folder, kesu_json, kesu_server
 
-NEARBY = [(5, 5)] * 63 + [(5, 5.003), (5, 4.997)]
+NEARBY = [(5 + 0.0005 * north, 5 + 0.0005 * east) for north in range(8) for east in range(8)]
+POLAR = [(-89.9999, longitude) for longitude in (0, 120, -120)]
 ACCESS_POINTS = [(10, 20), (0, 179.999), (0, -179.999), (0, 0), (0, 0.00101), (-33, 151), (0, 20),
-                 (0.002, 20), (0, 180), *NEARBY]
+                 (0.002, 20), (0, 180), *POLAR, (5.002, 5.009), *NEARBY]
 CELLS = {1001: (10, 20), 1002: (10, 20.002)}
-# Each is 100 m away at -80 dBm, and 199.5 m if its signal is one standard deviation off.
+# Each is 100 m away at -80 dBm.
 MODEL = "-40\t2\t6\n"
 PLACES = ("# a comment\n\n38.71667\t-9.13333\tPT\tPortugal\tLisbon\tX\r\n"
           "-18.13333\t178.41667\tFJ\tFiji\tFiji\tX\n-14.0\t-179.9\tXX\tEastland\tWest End\tX\n"
           "89.5\t100.0\tXX\tIce\tFar North\tX\n-89.0\t0.0\tXX\tIce\tFar South\tX\n")
-AT_EDGE = (10, 20, 631)
 
-# The access points (by number) and cells that are seen, and how well; the position and accuracy.
+# The standard deviation of the distance's logarithm: of 6 dB and of 2 dB for the constants.
+SPREAD = math.hypot(6, 2) * math.log(10) / 20
+# 95 of 100 distances, areas being equally likely, are within so many times the signal's.
+ONE = math.exp(2 * SPREAD ** 2 + 1.645 * SPREAD)
+# The same for the edge of the range.
+UNHEARD = math.exp(2 * SPREAD ** 2 - 0.5 + 1.645 * math.hypot(SPREAD, 0.5))
+AT_EDGE = (10, 20, 10 ** 2.5 * UNHEARD)
+
+# The access points (by number) and cells that are seen, and how well; the position, accuracy (of
+# several the most that it can be), and how far off the position may be, if more than 10 cm.
 ESTIMATES = [
     ("nothing known", {1999: -80}, None),
-    ("one station, 100 m away", {0: -80}, (10, 20, 200)),
-    ("a signal as weak as can be", {0: -140}, (10, 20, 199527)),
+    ("one station, 100 m away", {0: -80}, (10, 20, 100 * ONE)),
+    ("a signal as weak as can be", {0: -140}, (10, 20, 100000 * ONE)),
     ("too weak to be measured: at the edge of its range", {0: -141}, AT_EDGE),
     ("too strong to be measured", {0: 0}, AT_EDGE),
     ("not stated", {0: None}, AT_EDGE),
-    ("not stated, of a cell", {1001: None}, (10, 20, 6310)),
-    ("an impossibly strong signal: no nearer than a metre", {0: -1}, (10, 20, 2)),
-    ("a neighbour alone", {1999: -80, 1002: -80}, (10, 20.002, 200)),
-    ("a cell and its neighbour", {1001: -80, 1002: -80}, (10, 20.001, 200)),
-    ("two stations across the antimeridian", {1: -80, 2: -80}, (0, 180, 200)),
-    # Weights 1/100 and 1/10000; the mean distance is (1/10 + 1/100) / (1/100 + 1/10000).
-    ("the nearer counts for a hundred times as much", {3: -60, 4: -80}, (0, 0.00001, 22)),
-    ("one far from two others is left out", {5: -60, 6: -80, 7: -80}, (0.001, 20, 200)),
-    ("of two that contradict each other the stronger stays", {3: -80, 8: -79}, (0, 180, 178)),
-    ("of equally strong ones the first", {8: -80, 3: -80}, (0, 180, 200)),
-    # The 64th counts with (100 / 112.2)^2 beside the 63, the 65th not at all.
-    ("no more than 64", {**{9 + i: -80 for i in range(63)}, 72: -81, 73: -82},
-     (5, 5 + 0.003 * 0.79433 / 63.79433, 200)),
+    ("not stated, of a cell", {1001: None}, (10, 20, 10 ** 3.5 * UNHEARD)),
+    ("an impossibly strong signal: no nearer than a metre", {0: -1}, (10, 20, ONE)),
+    ("a neighbour alone", {1999: -80, 1002: -80}, (10, 20.002, 100 * ONE)),
+    ("a cell and its neighbour", {1001: -80, 1002: -80}, (10, 20.001, 100 * ONE)),
+    ("two stations across the antimeridian", {1: -80, 2: -80}, (0, 180, 100 * ONE)),
+    ("three around a pole", {9: -80, 10: -80, 11: -80}, (-90, 0, 100 * ONE, 5)),
+    ("the nearer counts for more", {3: -60, 4: -80}, (0, 0, 10 * ONE, 10)),
+    ("one far from two others is left out", {5: -60, 6: -80, 7: -80}, (0.001, 20, 100 * ONE)),
+    ("of two that contradict each other the stronger stays", {3: -80, 8: -79},
+     (0, 180, 10 ** 1.95 * ONE)),
+    ("an access point before cells", {0: -80, 1001: -60, 1002: -60}, (10, 20, 100 * ONE)),
+    ("of equally strong ones the first", {8: -80, 3: -80}, (0, 180, 100 * ONE)),
+    ("one that has moved by 800 m beside many",
+     {12: -40, **{13 + i: -80 for i in range(63)}}, (5.00175, 5.00175, 100 * ONE, 20)),
 ]
 
 # A position and what is said of it, behind "nearest listed place: ". A degree is 111.195 km.
@@ -84,13 +94,20 @@ class Location(unittest.TestCase):
         with data_folder("", cells, points) as folder, kesu_server("--data", folder) as (server, _):
             status, results = kesu_json("locate", *asked[1:], server=server)
         self.assertEqual(status, 1)
-        for (name, _, expected), result in zip(ESTIMATES, results, strict=True):
+        for (name, seen, expected), result in zip(ESTIMATES, results, strict=True):
             with self.subTest(name):
                 self.assertTrue(result["platform_key"])
-                self.assertEqual(result["accuracy_m"], expected and expected[2])
-                if expected:
-                    found = (result["latitude"], result["longitude"])
-                    self.assertLess(distance_m(found, expected[:2]), 0.05)
+                if not expected:
+                    self.assertIsNone(result["accuracy_m"])
+                    continue
+                lat, lon, accuracy, *off = expected
+                self.assertLess(distance_m((result["latitude"], result["longitude"]), (lat, lon)),
+                                *off or [0.1])
+                if len(seen) == 1:
+                    self.assertEqual(result["accuracy_m"], math.ceil(accuracy))
+                else:
+                    self.assertLessEqual(1, result["accuracy_m"])
+                    self.assertLessEqual(result["accuracy_m"], math.ceil(accuracy))
 
     def test_descriptions(self):
         with data_folder(PLACES) as folder, kesu_server("--data", folder) as (server, _):

@@ -58,8 +58,8 @@ GOOD_CALLS = [
       for root in (b"", b"\0\0")),
 ]
 
-# What a device asks, and the answer of the one element of the reply. A cell that is 199.5 m away at
-# -80 dBm, where no place is near, and an access point beside it.
+# What a device asks, and the answer of the one element of the reply. A cell that is 100 m away at
+# -80 dBm, and within 956.6 m, where no place is near; and an access point beside it.
 CELLS = "1\t1\t1\t7\t0\t-150\t-40\t2\t6\n"
 ACCESS_POINTS = "00-00-5E-00-53-0A\t0\t-149.999\t-40\t2\t6\n"
 PLACES = "38.7\t-9.1\tPT\tPortugal\tLisbon\tX\n"
@@ -74,15 +74,15 @@ FEATURES = (
     + nested(5, nested(1, b"nearest listed place: Lisbon, Portugal (less than 1 km away)"),
              number(2, 3), CENTER))
 QUESTIONS = [
-    (SEEN, number(1, 0) + place((0, -150), number(3, 200), field=2)),
+    (SEEN, number(1, 0) + place((0, -150), number(3, 957), field=2)),
     (PAST, number(1, 1)),
     # However its address is spelled, it counts once.
     (wifi((b"00:00:5e:00:53:0a", -80), (b"00005E00530A", -40), (b"x", -40)) + SEEN,
-     number(1, 0) + place((0, -149.9995), number(3, 200), field=2)),
+     number(1, 0) + place((0, -149.999), number(3, 957), field=2)),
     # The device's own fix stands unless it admits to be worse.
     (SEEN + place(HERE), number(1, 0) + place(HERE, field=2)),
-    (SEEN + place(HERE, number(3, 199)), number(1, 0) + place(HERE, number(3, 199), field=2)),
-    (SEEN + place(HERE, number(3, 200)), number(1, 0) + place((0, -150), number(3, 200), field=2)),
+    (SEEN + place(HERE, number(3, 956)), number(1, 0) + place(HERE, number(3, 956), field=2)),
+    (SEEN + place(HERE, number(3, 957)), number(1, 0) + place((0, -150), number(3, 957), field=2)),
     (place(LISBON) + WISH, number(1, 0) + place(LISBON, FEATURES, field=2)),
     (place(LISBON) + nested(4, number(2, 0)), number(1, 0) + place(LISBON, field=2)),
     # Not on earth, or nowhere.
