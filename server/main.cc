@@ -16,6 +16,7 @@
 #include "server/process/service_manager.h"
 #include "server/process/shared_array.h"
 #include "server/process/supervisor.h"
+#include "server/storage/open_storage.h"
 #include "server/worker.h"
 #include "tools/support/standard_files.h"
 
@@ -86,9 +87,15 @@ int Main(int argc, char** argv) {
   if (!ParseOptions(argc, argv, &options)) return kUsageError;
   const std::size_t workers = NumberOfWorkers(options);
 
+  std::string error;
+  // The database has to be there before several workers look for it.
+  if (options.does_learn && !OpenStorage(ToLearnIn(options.source), &error)) {
+    g_printerr("kesu-server: %s\n", error.c_str());
+    return kServerError;
+  }
+
   RaiseFileLimit();
   Port port;
-  std::string error;
   if (!port.Open(options, workers, &error)) {
     g_printerr("kesu-server: %s\n", error.c_str());
     return kServerError;

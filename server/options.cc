@@ -103,6 +103,7 @@ bool ParseOptions(int argc, char** argv, Options* options) {
   char* tls_key = nullptr;
   char** faults = nullptr;
   gboolean is_verbose = FALSE;
+  gboolean does_learn = FALSE;
   const GOptionEntry texts[] = {
       {"address", 0, 0, G_OPTION_ARG_STRING, &address,
        "IP address to listen on (default 127.0.0.1)", "ADDRESS"},
@@ -111,6 +112,8 @@ bool ParseOptions(int argc, char** argv, Options* options) {
       {"data", 0, 0, G_OPTION_ARG_FILENAME, &data,
        "Directory with places.tsv, cells.tsv and access_points.tsv (default: built-in data)",
        "DIRECTORY"},
+      {"learn", 0, 0, G_OPTION_ARG_NONE, &does_learn,
+       "Learn where stations are from lookups with the device's own fix, into --database", nullptr},
       {"access-log", 0, 0, G_OPTION_ARG_FILENAME, &access_log,
        "Add a line of JSON about each POST, - for standard output", "FILE"},
       {"tls-certificate", 0, 0, G_OPTION_ARG_FILENAME, &tls_certificate,
@@ -146,6 +149,7 @@ bool ParseOptions(int argc, char** argv, Options* options) {
   TakeString(tls_certificate, &options->tls_certificate);
   TakeString(tls_key, &options->tls_key);
   options->is_verbose = is_verbose != FALSE;
+  options->does_learn = does_learn != FALSE;
   const bool are_faults_good = TakeFaults(faults, &options->faults);
   if (error != nullptr) {
     g_printerr("kesu-server: %s\n", error->message);
@@ -159,6 +163,10 @@ bool ParseOptions(int argc, char** argv, Options* options) {
   }
   if (options->source.database && options->source.directory) {
     g_printerr("kesu-server: --database and --data exclude each other\n");
+    return false;
+  }
+  if (options->does_learn && !options->source.database) {
+    g_printerr("kesu-server: --learn needs --database\n");
     return false;
   }
   if (options->tls_certificate.has_value() != options->tls_key.has_value()) {

@@ -15,6 +15,8 @@ struct Options {
   std::string address = "127.0.0.1";
   DataSource source;
   bool is_verbose = false;
+  /// In the database of `source`.
+  bool does_learn = false;
   FaultPlan faults;
 
   /// 0 for one per core, or one where there are faults.

@@ -25,6 +25,7 @@
 #include "server/http/request_handler.h"
 #include "server/http/reverse_page.h"
 #include "server/http/tls_files.h"
+#include "server/learn/learner.h"
 #include "server/process/line_writer.h"
 #include "server/services/echo_service.h"
 #include "server/services/location_service.h"
@@ -194,6 +195,15 @@ int RunWorker(const WorkerSetting& setting, const std::vector<int>& listening_so
     write_to(&messages, "kesu-server: " + line);
   });
   LocationService location_service(&storage, NewPlatformKey);
+  std::unique_ptr<Learner> learner;
+  if (options.does_learn) {
+    learner = std::make_unique<Learner>([source = ToLearnIn(options.source)] {
+      std::string ignored;
+      return OpenStorage(source, &ignored);
+    });
+    location_service.set_teach(
+        [&learner](const std::vector<Lesson>& lessons) { learner->Teach(lessons); });
+  }
   handler.AddService(LocationService::kName, [&](const ServiceRequest& request) {
     return location_service.Answer(request);
   });

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "centroid.h"
-#include "figures.h"
 #include "server/estimate/location_estimator.h"
+#include "server/simulation/figures.h"
 #include "server/simulation/town.h"
 
 namespace kesu_server {

@@ -47,8 +47,7 @@ std::vector<Candidate> NearestCandidates(const std::vector<Sighting>& sightings)
     candidate.sighting = &sighting;
     candidate.distance_m =
         station.model.DistanceM(sighting.received_dbm.value_or(station.sensitivity_dbm));
-    candidate.blur_m =
-        std::min(std::hypot(sighting.position_error_m, moved_m), kHalfCircumferenceM);
+    candidate.blur_m = std::min(std::hypot(station.position_error_m, moved_m), kHalfCircumferenceM);
     candidates.push_back(candidate);
   }
   const auto is_nearer = [](const Candidate& a, const Candidate& b) {

@@ -15,8 +15,6 @@ struct Sighting {
   std::optional<double> received_dbm = {};
   std::optional<double> age_s = {};
   bool is_cell = false;
-  /// How far off the station's position may be: a standard deviation along each axis.
-  double position_error_m = 0;
 };
 
 struct Estimate {

@@ -23,6 +23,9 @@ constexpr double kMovedPart = 0.05;
 constexpr double kMovedDensity = 0.2;
 /// The same for a station of which no signal is stated, as a part of the density at its position.
 constexpr double kMovedDiscDensity = 0.01;
+/// The part of the stations' blur that goes in the same direction for all: what is known of each
+/// comes from the same streets, and a receiver that moves leaves all behind.
+constexpr double kSharedBlur = 0.25;
 /// Of the logarithm of a distance: no model is better than that.
 constexpr double kLeastVariance = 1e-3;
 /// Of the normal distribution: 95 of 100 are below it on a line, and within it on a plane.
@@ -275,6 +278,16 @@ class Misfit {
     }
     return least_m;
   }
+  /// How far off all stations may be in the same direction.
+  double SharedBlurRadius(const std::vector<Range>& ranges) const {
+    double blurs_m2 = 0;
+    double trusts = 1e-9;
+    for (std::size_t i = 0; i < terms_.size(); ++i) {
+      blurs_m2 += terms_[i].trust * Squared(ranges[i].blur_m);
+      trusts += terms_[i].trust;
+    }
+    return kPlane95 * kSharedBlur * std::sqrt(blurs_m2 / trusts);
+  }
   PlanePoint TrustedMiddle(const std::vector<Range>& ranges) const {
     MiddleOfStations middle;
     for (std::size_t i = 0; i < terms_.size(); ++i) middle.Add(ranges[i], terms_[i].trust + 1e-9);
@@ -496,7 +509,7 @@ PlaneEstimate FitRanges(const std::vector<Range>& ranges) {
   spread = Moments(TakeSamples(misfit, spread));
   const std::vector<Sample> samples = TakeSamples(misfit, spread);
   const PlanePoint centre = Moments(samples).centre;
-  return {centre, Radius95(samples, centre)};
+  return {centre, std::hypot(Radius95(samples, centre), misfit.SharedBlurRadius(ranges))};
 }
 
 }  // namespace kesu_server

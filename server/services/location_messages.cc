@@ -4,6 +4,8 @@
 #include <set>
 #include <utility>
 
+#include "server/learn/lesson.h"
+
 namespace kesu_server {
 namespace {
 
@@ -23,6 +25,11 @@ std::optional<double> Age(bool is_stated, long long age_ms) {
   return static_cast<double>(age_ms) / kMsPerS;
 }
 
+std::optional<std::string> NameOf(const lbs::GWifiDevice& device) {
+  if (!device.has_ssid()) return std::nullopt;
+  return TextOf(device.ssid());
+}
+
 /// Collects stations, each once however often it is observed.
 class ObservationCollector {
  public:
@@ -32,9 +39,12 @@ class ObservationCollector {
         Age(cell.has_age_ms(), cell.age_ms()));
   }
   void Add(const lbs::GWifiDevice& device) {
-    Add(AccessPointKey(TextOf(device.mac_address())),
-        PlausibleSignal(device.has_signal_strength_dbm(), device.signal_strength_dbm()),
+    const std::optional<StationKey> key = AccessPointKey(TextOf(device.mac_address()));
+    Add(key, PlausibleSignal(device.has_signal_strength_dbm(), device.signal_strength_dbm()),
         Age(device.has_age_ms(), device.age_ms()));
+    if (key && observations_.back().key == *key) {
+      observations_.back().may_be_learned = MayBeLearned(*key, NameOf(device));
+    }
   }
 
   std::vector<Observation> Take() { return std::move(observations_); }

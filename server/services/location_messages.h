@@ -32,6 +32,8 @@ struct Observation {
   StationKey key;
   std::optional<double> received_dbm;
   std::optional<double> age_s;
+  /// Its owner has nothing against it, see MayBeLearned().
+  bool may_be_learned = true;
 };
 
 /// The serving cell, the neighbouring cells and the access points of an element, each once. Cells

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstddef>
 
+#include "server/services/lessons.h"
 #include "server/services/location_messages.h"
 
 namespace kesu_server {
@@ -66,6 +67,7 @@ bool LocationService::FindSightings(const lbs::GLocRequest& request,
     for (const Observation& observation : observations.back()) keys.push_back(observation.key);
     if (const auto area = AreaOfServingCell(observations.back())) keys.push_back(*area);
   }
+  if (teach_) teach_(ReadLessons(request, observations));
   std::vector<std::optional<Station>> stations;
   if (!keys.empty() && !storage_->FindStations(keys, &stations)) return false;
   std::size_t next = 0;

@@ -10,6 +10,7 @@
 #include "kesu/proto/lbs.h"
 
 #include "server/estimate/location_estimator.h"
+#include "server/learn/lesson.h"
 #include "server/protocol/post_reader.h"
 #include "server/protocol/service_reply.h"
 #include "server/services/reverse_geocoder.h"
@@ -28,6 +29,12 @@ class LocationService {
   /// `storage` is borrowed. `new_platform_key` makes a key for whoever has none.
   LocationService(Storage* storage, std::function<std::string()> new_platform_key)
       : geocoder_(storage), storage_(storage), new_platform_key_(std::move(new_platform_key)) {}
+
+  /// What takes the lessons of lookups that carry the device's own fix; nothing learns without it.
+  /// It must not wait for anything.
+  void set_teach(std::function<void(const std::vector<Lesson>&)> teach) {
+    teach_ = std::move(teach);
+  }
 
   /// No payload, and status 400 when the request is no request message, or multipart, and 503 when
   /// the storage fails.
@@ -54,6 +61,7 @@ class LocationService {
   ReverseGeocoder geocoder_;
   Storage* storage_;
   std::function<std::string()> new_platform_key_;
+  std::function<void(const std::vector<Lesson>&)> teach_;
 };
 
 }  // namespace kesu_server

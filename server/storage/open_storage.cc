@@ -6,11 +6,17 @@
 
 namespace kesu_server {
 
+DataSource ToLearnIn(const DataSource& source) {
+  DataSource writable = source;
+  writable.may_learn = true;
+  return writable;
+}
+
 std::unique_ptr<Storage> OpenStorage(const DataSource& source, std::string* error) {
   if (source.database) {
     return SqliteStorage::Open(
         *source.database,
-        source.may_learn ? SqliteStorage::Mode::kWrite : SqliteStorage::Mode::kRead, error);
+        source.may_learn ? SqliteStorage::Mode::kCreate : SqliteStorage::Mode::kRead, error);
   }
   const std::optional<DataSet> data =
       source.directory ? ReadDataDirectory(*source.directory, error) : BuiltInData();

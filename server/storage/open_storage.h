@@ -14,9 +14,13 @@ namespace kesu_server {
 struct DataSource {
   std::optional<std::string> database;
   std::optional<std::string> directory;
-  /// A database can be learned in; the other two can be in any case, for as long as they are open.
+  /// A database can be learned in, and is made where there is none; the other two can be in any
+  /// case, for as long as they are open.
   bool may_learn = false;
 };
+
+/// The same database, to be learned in.
+DataSource ToLearnIn(const DataSource& source);
 
 /// Null, and why in `error`, when the data cannot be read. Each process opens its own.
 std::unique_ptr<Storage> OpenStorage(const DataSource& source, std::string* error);

@@ -56,6 +56,13 @@ double PlausibleRadiusM(const StationKey& key, double radius_m) {
   return std::clamp(radius_m, kind.least_radius_m, kind.greatest_radius_m);
 }
 
+double PositionErrorM(const StationKey& key, double weight) {
+  // Many observations do better, but those from one side of it, from a street say, never find it.
+  constexpr double kOfMany = 0.05;
+  constexpr double kOfOne = 0.9;
+  return KindOf(key).usual_radius_m * std::sqrt(kOfMany + kOfOne / (1 + weight));
+}
+
 MeanPosition Combine(const MeanPosition& a, const MeanPosition& b) {
   MeanPosition mean;
   mean.weight = a.weight + b.weight;
@@ -94,6 +101,7 @@ std::optional<Station> Combine(const std::optional<ImportedStation>& imported,
   station.position = mean.position;
   station.sensitivity_dbm = SensitivityDbm(key);
   station.model = has_model ? *imported->model : ModelFromRadius(key, mean.radius_m);
+  if (!has_model) station.position_error_m = PositionErrorM(key, mean.weight);
   station.radius_m = has_model && mean.radius_m <= 0
                          ? station.model.DistanceM(station.sensitivity_dbm)
                          : PlausibleRadiusM(key, mean.radius_m);

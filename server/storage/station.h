@@ -19,6 +19,8 @@ struct Station {
   double sensitivity_dbm = 0;
   /// Where it can be received is within so many metres of `position`.
   double radius_m = 0;
+  /// How far off `position` may be: a standard deviation along each axis.
+  double position_error_m = 0;
 };
 
 /// What a database that was imported says of a station.
@@ -45,6 +47,10 @@ RadioModel ModelFromRadius(const StationKey& key, double radius_m);
 /// The radius of such a station for its model, neither smaller nor greater than stations of its
 /// kind reach; 0 stands for what is usual.
 double PlausibleRadiusM(const StationKey& key, double radius_m);
+
+/// How far off the mean of where a station was observed is from it, as a standard deviation along
+/// each axis. `weight` is that of all observations.
+double PositionErrorM(const StationKey& key, double weight);
 
 /// One point that stands for two, and a radius around it that holds the circles around both.
 struct MeanPosition {

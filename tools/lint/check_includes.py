@@ -25,6 +25,7 @@ ORDER = [
     "server/geo",
     "server/storage",
     "server/estimate",
+    "server/learn",
     "server/protocol",
     "server/services",
     "server/process",

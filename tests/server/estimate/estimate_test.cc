@@ -72,7 +72,7 @@ TEST_CASE("Whatever is seen, the estimate is on earth") {
                           -110};
       if (random.Chance(0.8)) sighting.received_dbm = random.Uniform(-140, -1);
       if (random.Chance(0.2)) sighting.age_s = random.Uniform(-1e9, 1e18);
-      if (random.Chance(0.2)) sighting.position_error_m = random.Uniform(0, 1e7);
+      if (random.Chance(0.2)) sighting.station.position_error_m = random.Uniform(0, 1e7);
       sighting.is_cell = random.Chance(0.3);
     }
     const std::optional<Estimate> estimate = EstimateLocation(sightings);

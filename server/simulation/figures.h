@@ -1,6 +1,7 @@
-#ifndef ACCURACY_FIGURES_H_
-#define ACCURACY_FIGURES_H_
+#ifndef SERVER_SIMULATION_FIGURES_H_
+#define SERVER_SIMULATION_FIGURES_H_
 
+#include <cstddef>
 #include <vector>
 
 #include "server/estimate/location_estimator.h"
@@ -27,4 +28,4 @@ class Figures {
 
 }  // namespace kesu_server
 
-#endif  // ACCURACY_FIGURES_H_
+#endif  // SERVER_SIMULATION_FIGURES_H_

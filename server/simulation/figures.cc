@@ -1,4 +1,4 @@
-#include "figures.h"
+#include "server/simulation/figures.h"
 
 #include <algorithm>
 #include <cstddef>
