@@ -4,6 +4,8 @@
 
 #include <unistd.h>
 
+#include "cancel_watch.h"
+
 namespace kesu_glib {
 namespace {
 
@@ -70,7 +72,7 @@ class Wait {
     const DefaultContextHold hold;
     const bool was_free = std::exchange(is_free_, hold.is_held());
     if (!hold.is_held() || !(is_loop_thread || was_free)) return false;
-    const SourcePointer alarm = NewAlarm();
+    const CancelWatch alarm = NewAlarm();
     // Whoever ran it before may have left the result behind.
     while (!IsReady()) g_main_context_iteration(nullptr, TRUE);
     return true;
@@ -78,13 +80,10 @@ class Wait {
 
   /// Ends an iteration of the default main context when the call is cancelled, which is noticed on
   /// this thread's own.
-  SourcePointer NewAlarm() const {
-    if (cancellable_ == nullptr) return nullptr;
-    SourcePointer alarm(g_cancellable_source_new(cancellable_));
-    const GCancellableSourceFunc ring = [](GCancellable*, gpointer) { return G_SOURCE_REMOVE; };
-    g_source_set_callback(alarm.get(), G_SOURCE_FUNC(ring), nullptr, nullptr);
-    g_source_attach(alarm.get(), nullptr);
-    return alarm;
+  CancelWatch NewAlarm() const {
+    if (cancellable_ == nullptr) return {};
+    const auto ring = [](GCancellable*, gpointer) { g_main_context_wakeup(nullptr); };
+    return CancelWatch(cancellable_, G_CALLBACK(+ring), nullptr, nullptr);
   }
 
   void LetOthersRunIt() const {

@@ -33,18 +33,39 @@ void TaskCall::Keep(kesu::Call call) {
 void TaskCall::WatchCancellable() {
   GCancellable* const cancellable = g_task_get_cancellable(task_.get());
   if (cancellable == nullptr) return;
-  const auto destroy = [](gpointer self) { delete static_cast<std::shared_ptr<TaskCall>*>(self); };
-  const std::lock_guard lock(mutex_);
-  cancellation_.reset(g_cancellable_source_new(cancellable));
-  g_source_set_callback(cancellation_.get(), G_SOURCE_FUNC(OnCancelled),
-                        new std::shared_ptr<TaskCall>(shared_from_this()), destroy);
-  g_source_attach(cancellation_.get(), g_task_get_context(task_.get()));
+  CancelWatch watch(cancellable, G_CALLBACK(OnCancelled),
+                    new std::shared_ptr<TaskCall>(shared_from_this()), Release);
+  {
+    // It may have ended already.
+    const std::lock_guard lock(mutex_);
+    if (task_ != nullptr) watch_ = std::move(watch);
+  }
+  if (g_cancellable_is_cancelled(cancellable)) FailSoon();
 }
 
-gboolean TaskCall::OnCancelled(GCancellable*, gpointer task_call) {
-  const auto self = *static_cast<std::shared_ptr<TaskCall>*>(task_call);
-  self->Fail(g_error_new_literal(G_IO_ERROR, G_IO_ERROR_CANCELLED, "the call was cancelled"));
-  return G_SOURCE_REMOVE;
+void TaskCall::OnCancelled(GCancellable*, gpointer task_call) {
+  (*static_cast<std::shared_ptr<TaskCall>*>(task_call))->FailSoon();
+}
+
+void TaskCall::Release(gpointer task_call, GClosure*) {
+  delete static_cast<std::shared_ptr<TaskCall>*>(task_call);
+}
+
+/// On whatever thread somebody cancels: the call ends where its task returns.
+void TaskCall::FailSoon() {
+  const std::lock_guard lock(mutex_);
+  if (task_ == nullptr) return;
+  const auto fail = [](gpointer task_call) {
+    (*static_cast<std::shared_ptr<TaskCall>*>(task_call))
+        ->Fail(g_error_new_literal(G_IO_ERROR, G_IO_ERROR_CANCELLED, "the call was cancelled"));
+    return G_SOURCE_REMOVE;
+  };
+  GSource* const source = g_idle_source_new();
+  g_source_set_priority(source, G_PRIORITY_DEFAULT);
+  g_source_set_callback(source, fail, new std::shared_ptr<TaskCall>(shared_from_this()),
+                        [](gpointer task_call) { Release(task_call, nullptr); });
+  g_source_attach(source, g_task_get_context(task_.get()));
+  g_source_unref(source);
 }
 
 void TaskCall::Succeed(gpointer answer, GDestroyNotify destroy, KesuLocation* last_location) {
@@ -69,7 +90,7 @@ ObjectPointer<GTask> TaskCall::End() {
   std::unique_lock lock(mutex_);
   auto task = std::move(task_);
   kesu::Call call = std::move(call_);
-  const SourcePointer cancellation = std::move(cancellation_);
+  const CancelWatch watch = std::move(watch_);
   lock.unlock();
   call.Cancel();
   if (task != nullptr) StateOf(ClientOf(task.get())).NotifySoon(ClientOf(task.get()));

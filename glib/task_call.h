@@ -9,6 +9,7 @@
 
 #include "client/client.h"
 
+#include "cancel_watch.h"
 #include "client_state.h"
 
 namespace kesu_glib {
@@ -34,14 +35,16 @@ class TaskCall : public std::enable_shared_from_this<TaskCall> {
  private:
   void Keep(kesu::Call call);
   void WatchCancellable();
-  static gboolean OnCancelled(GCancellable* cancellable, gpointer task_call);
+  static void OnCancelled(GCancellable* cancellable, gpointer task_call);
+  static void Release(gpointer task_call, GClosure* closure);
+  void FailSoon();
   ObjectPointer<GTask> End();
 
   std::mutex mutex_;
   /// Null when it has returned.
   ObjectPointer<GTask> task_;
   kesu::Call call_;
-  SourcePointer cancellation_;
+  CancelWatch watch_;
 };
 
 }  // namespace kesu_glib
