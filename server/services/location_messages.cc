@@ -59,19 +59,15 @@ class ObservationCollector {
   std::vector<Observation> observations_;
 };
 
-lbs::GFeature* AddFeature(FeatureType type, const std::string& name, const Place& place,
-                          lbs::GLocation* location) {
-  lbs::GFeature* const feature = location->add_feature();
-  feature->set_name(GStringOf(name));
-  feature->set_feature_type(type);
-  WritePosition(place.position, feature->mutable_center());
-  return feature;
-}
-
-void AddComponent(AddressComponentType type, const std::string& name, lbs::GAddress* address) {
-  lbs::GAddressComponent* const component = address->add_component();
-  component->set_name(GStringOf(name));
-  component->set_component_type(type);
+void WriteAddress(const DescribedFeature& feature, lbs::GAddress* address) {
+  for (const std::string& line : feature.address_lines) {
+    address->add_formattedaddressline(GStringOf(line));
+  }
+  for (const AddressComponent& part : feature.components) {
+    lbs::GAddressComponent* const component = address->add_component();
+    component->set_name(GStringOf(part.name));
+    component->set_component_type(part.type);
+  }
 }
 
 }  // namespace
@@ -112,18 +108,14 @@ std::vector<Observation> ReadObservations(const lbs::GLocRequestElement& element
   return collector.Take();
 }
 
-void WriteFeatures(const PlaceDescription& description, lbs::GLocation* location) {
-  const Place& place = description.place;
-  if (description.name != description.name_and_country) {
-    AddFeature(kPlaceFeature, description.name, place, location);
+void WriteFeatures(const std::vector<DescribedFeature>& features, lbs::GLocation* location) {
+  for (const DescribedFeature& described : features) {
+    lbs::GFeature* const feature = location->add_feature();
+    feature->set_name(GStringOf(described.name));
+    feature->set_feature_type(described.type);
+    if (!described.address_lines.empty()) WriteAddress(described, feature->mutable_address());
+    if (described.center) WritePosition(*described.center, feature->mutable_center());
   }
-  lbs::GAddress* const address =
-      AddFeature(kPlaceAndCountryFeature, description.name_and_country, place, location)
-          ->mutable_address();
-  address->add_formattedaddressline(GStringOf(description.name_and_country));
-  AddComponent(kPlaceComponent, place.name, address);
-  AddComponent(kCountryComponent, place.country, address);
-  AddFeature(kNearestPlaceFeature, description.sentence, place, location);
 }
 
 }  // namespace kesu_server

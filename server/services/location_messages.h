@@ -9,15 +9,10 @@
 #include "kesu/proto/lbs.h"
 
 #include "server/estimate/location_estimator.h"
-#include "server/services/reverse_geocoder.h"
+#include "server/services/described_feature.h"
 
 /// What the messages of the location protocol say, and how to say it in them.
 namespace kesu_server {
-
-/// The kinds of features in a reply, in the order in which they stand there.
-enum FeatureType { kPlaceFeature = 1, kPlaceAndCountryFeature = 2, kNearestPlaceFeature = 3 };
-/// The kinds of components of an address in a reply.
-enum AddressComponentType { kPlaceComponent = 1, kCountryComponent = 2 };
 
 std::string TextOf(const common_base::GString& text);
 common_base::GString GStringOf(const std::string& text);
@@ -40,8 +35,7 @@ struct Observation {
 /// that served earlier say nothing about here and do not count.
 std::vector<Observation> ReadObservations(const lbs::GLocRequestElement& element);
 
-/// Appends the features of a place, each with a longer name than the one before.
-void WriteFeatures(const PlaceDescription& description, lbs::GLocation* location);
+void WriteFeatures(const std::vector<DescribedFeature>& features, lbs::GLocation* location);
 
 }  // namespace kesu_server
 

@@ -118,12 +118,12 @@ std::optional<LocationStatus> LocationService::AnswerElement(
 std::optional<LocationStatus> LocationService::ReverseGeocode(const LatLng& position,
                                                               const lbs::GGeocodeRequest& wish,
                                                               lbs::GLocReplyElement* answer) {
-  std::optional<PlaceDescription> description;
-  if (!geocoder_.Describe(position, &description)) return std::nullopt;
-  if (!description) return kNothingFound;
+  std::vector<DescribedFeature> features;
+  if (!geocoder_.Describe(position, &features)) return std::nullopt;
+  if (features.empty()) return kNothingFound;
   lbs::GLocation* const location = answer->mutable_location();
   WritePosition(position, location->mutable_latlng());
-  if (!wish.has_want_features() || wish.want_features()) WriteFeatures(*description, location);
+  if (!wish.has_want_features() || wish.want_features()) WriteFeatures(features, location);
   return kFound;
 }
 
@@ -142,9 +142,9 @@ std::optional<LocationStatus> LocationService::Locate(const lbs::GLocRequestElem
   }
   WritePosition(*position, location->mutable_latlng());
   if (fix.has_accuracy_m()) location->set_accuracy_m(fix.accuracy_m());
-  std::optional<PlaceDescription> description;
-  if (!geocoder_.Describe(*position, &description)) return std::nullopt;
-  if (description) WriteFeatures(*description, location);
+  std::vector<DescribedFeature> features;
+  if (!geocoder_.Describe(*position, &features)) return std::nullopt;
+  WriteFeatures(features, location);
   return kFound;
 }
 

@@ -1,7 +1,10 @@
 #include "server/services/reverse_geocoder.h"
 
 #include <cmath>
-#include <vector>
+#include <string>
+#include <utility>
+
+#include "server/services/address_text.h"
 
 namespace kesu_server {
 namespace {
@@ -13,21 +16,95 @@ std::string DistanceAndDirection(const LatLng& from, const NearbyPlace& nearby) 
          std::string(CompassDirection(from, nearby.place.position));
 }
 
+/// What an address does not say of itself is that of the nearest place.
+Address Complete(Address address, const std::vector<NearbyPlace>& places) {
+  // A place of another town may be as near as this, but hardly one of another region.
+  constexpr double kOwnTownM = 10'000;
+  if (places.empty()) return address;
+  const NearbyPlace& nearby = places.front();
+  if (address.city.empty() && nearby.distance_m <= kOwnTownM) address.city = nearby.place.name;
+  if (address.country.empty()) address.country = nearby.place.country;
+  if (address.region.empty() && address.country == nearby.place.country) {
+    address.region = nearby.place.region;
+  }
+  return address;
+}
+
+std::vector<AddressComponent> ComponentsOf(const Address& address) {
+  std::vector<AddressComponent> components;
+  const std::pair<AddressComponentType, const std::string*> all[] = {
+      {kNumberComponent, &address.number},     {kStreetComponent, &address.street},
+      {kUnitComponent, &address.unit},         {kDistrictComponent, &address.district},
+      {kPostcodeComponent, &address.postcode}, {kPlaceComponent, &address.city},
+      {kRegionComponent, &address.region},     {kCountryComponent, &address.country},
+  };
+  for (const auto& [type, name] : all) {
+    if (!name->empty()) components.push_back({type, *name});
+  }
+  return components;
+}
+
+/// From the address up to the country.
+std::vector<DescribedFeature> FeaturesOf(const Address& address) {
+  const std::vector<std::string> lines = AddressLines(address);
+  const LatLng& center = address.position;
+  std::vector<DescribedFeature> features = {
+      {kAddressFeature, Join(lines, ", "), center, lines, ComponentsOf(address)},
+      {kStreetFeature, Join({address.street, address.city}, ", "), center, {}, {}},
+  };
+  const std::pair<FeatureType, const std::string*> rest[] = {
+      {kPlaceFeature, &address.city},
+      {kRegionFeature, &address.region},
+      {kCountryFeature, &address.country},
+  };
+  for (const auto& [type, name] : rest) {
+    if (!name->empty()) features.push_back({type, *name, std::nullopt, {}, {}});
+  }
+  return features;
+}
+
+std::vector<DescribedFeature> FeaturesOf(const LatLng& position, const NearbyPlace& nearby) {
+  const Place& place = nearby.place;
+  std::vector<std::string> names = {place.name};
+  for (const std::string* name : {&place.region, &place.country}) {
+    if (!name->empty() && *name != names.back()) names.push_back(*name);
+  }
+  const std::string name_and_country = Join(names, ", ");
+  std::vector<DescribedFeature> features;
+  if (place.name != name_and_country) {
+    features.push_back({kPlaceFeature, place.name, place.position, {}, {}});
+  }
+  std::vector<AddressComponent> components = {{kPlaceComponent, place.name}};
+  if (!place.region.empty()) components.push_back({kRegionComponent, place.region});
+  components.push_back({kCountryComponent, place.country});
+  features.push_back({kPlaceAndCountryFeature,
+                      name_and_country,
+                      place.position,
+                      {name_and_country},
+                      std::move(components)});
+  features.push_back({kNearestPlaceFeature,
+                      "nearest listed place: " + name_and_country + " (" +
+                          DistanceAndDirection(position, nearby) + ")",
+                      place.position,
+                      {},
+                      {}});
+  return features;
+}
+
 }  // namespace
 
-bool ReverseGeocoder::Describe(const LatLng& position,
-                               std::optional<PlaceDescription>* description) {
+bool ReverseGeocoder::Describe(const LatLng& position, std::vector<DescribedFeature>* features) {
+  std::vector<NearbyAddress> addresses;
   std::vector<NearbyPlace> places;
-  if (!storage_->NearestPlaces(position, 1, kRadiusM, &places)) return false;
-  if (places.empty()) return true;
-  const NearbyPlace& nearby = places.front();
-  PlaceDescription& what = description->emplace();
-  what.place = nearby.place;
-  what.name = nearby.place.name;
-  what.name_and_country = what.name;
-  if (nearby.place.country != what.name) what.name_and_country += ", " + nearby.place.country;
-  what.sentence = "nearest listed place: " + what.name_and_country + " (" +
-                  DistanceAndDirection(position, nearby) + ")";
+  if (!storage_->NearestAddresses(position, 1, kAddressRadiusM, &addresses) ||
+      !storage_->NearestPlaces(position, 1, kPlaceRadiusM, &places)) {
+    return false;
+  }
+  if (!addresses.empty()) {
+    *features = FeaturesOf(Complete(std::move(addresses.front().address), places));
+  } else if (!places.empty()) {
+    *features = FeaturesOf(position, places.front());
+  }
   return true;
 }
 

@@ -1,38 +1,30 @@
 #ifndef SERVER_SERVICES_REVERSE_GEOCODER_H_
 #define SERVER_SERVICES_REVERSE_GEOCODER_H_
 
-#include <optional>
-#include <string>
+#include <vector>
 
 #include "server/geo/geodesy.h"
+#include "server/services/described_feature.h"
 #include "server/storage/storage.h"
 
 namespace kesu_server {
 
-/// What is said about the nearest listed place, from the shortest text to the longest.
-struct PlaceDescription {
-  Place place;
-  /// "Lisbon"
-  std::string name;
-  /// "Lisbon, Portugal"; just the name where the country is called the same.
-  std::string name_and_country;
-  /// "nearest listed place: Lisbon, Portugal (12 km north-west)": the place lies 12 km to the
-  /// north-west. It is no street address, and says so.
-  std::string sentence;
-};
-
-/// Turns positions into places.
+/// Turns positions into addresses and places.
 class ReverseGeocoder {
  public:
-  /// Places further away than this are not near.
-  static constexpr double kRadiusM = 300'000;
+  /// Addresses further away than this say nothing of a position, and places are not near.
+  static constexpr double kAddressRadiusM = 200;
+  static constexpr double kPlaceRadiusM = 300'000;
 
   /// `storage` is borrowed.
   explicit ReverseGeocoder(Storage* storage) : storage_(storage) {}
 
-  /// Leaves none in `description` when no listed place is near `position`, which must be on earth.
-  /// False when the storage fails.
-  bool Describe(const LatLng& position, std::optional<PlaceDescription>* description);
+  /// What is at `position`, which must be on earth: the nearest address, and from its street up to
+  /// its country what it is in. Where no address is known, the nearest listed place, by names that
+  /// grow longer: "Lisbon"; "Lisbon, Portugal", just one of the two where the country is called the
+  /// same; "nearest listed place: Lisbon, Portugal (12 km north-west)", the place being 12 km to
+  /// the north-west. Nothing where neither is near. False when the storage fails.
+  bool Describe(const LatLng& position, std::vector<DescribedFeature>* features);
 
  private:
   Storage* storage_;

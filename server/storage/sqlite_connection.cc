@@ -6,8 +6,7 @@
 namespace kesu_server {
 namespace {
 
-/// How long a writer waits for another. A worker that learns must not keep its clients waiting.
-constexpr int kBusyTimeoutMs = 250;
+constexpr int kPatienceMs = 250;
 constexpr int kMaxTextBytes = 1 << 20;
 
 int OpenFlags(SqliteConnection::Mode mode) {
@@ -35,10 +34,14 @@ bool SqliteConnection::Configure(Mode mode) {
   }
   sqlite3_limit(connection_, SQLITE_LIMIT_LENGTH, kMaxTextBytes);
   sqlite3_limit(connection_, SQLITE_LIMIT_ATTACHED, 0);
-  sqlite3_busy_timeout(connection_, kBusyTimeoutMs);
+  set_patience_ms(kPatienceMs);
   // A terabyte at most; what is beyond is read without a map.
   return Execute("PRAGMA cell_size_check = ON; PRAGMA mmap_size = 1099511627776;") &&
          (mode != Mode::kRead || Execute("PRAGMA query_only = ON"));
+}
+
+void SqliteConnection::set_patience_ms(int patience_ms) {
+  sqlite3_busy_timeout(connection_, patience_ms);
 }
 
 bool SqliteConnection::Execute(const std::string& sql) {
@@ -56,8 +59,10 @@ std::string SqliteConnection::error() const {
 }
 
 SqliteStatement::SqliteStatement(const SqliteConnection& connection, const std::string& sql) {
-  sqlite3_prepare_v3(connection.handle(), sql.data(), static_cast<int>(sql.size()),
-                     SQLITE_PREPARE_PERSISTENT, &statement_, nullptr);
+  if (sqlite3_prepare_v3(connection.handle(), sql.data(), static_cast<int>(sql.size()),
+                         SQLITE_PREPARE_PERSISTENT, &statement_, nullptr) != SQLITE_OK) {
+    compile_error_ = connection.error();
+  }
 }
 
 SqliteStatement::~SqliteStatement() {

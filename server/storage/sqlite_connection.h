@@ -31,6 +31,10 @@ class SqliteConnection {
   /// be opened; what is in it shows only when it is read.
   bool Open(const std::string& path, Mode mode);
 
+  /// How long a writer waits for others to be done; a quarter of a second unless it is set, so that
+  /// a worker that learns does not keep its clients waiting.
+  void set_patience_ms(int patience_ms);
+
   /// Runs statements that yield no rows.
   bool Execute(const std::string& sql);
   /// The number that a statement without parameters yields.
@@ -56,8 +60,8 @@ class SqliteStatement {
   SqliteStatement& operator=(const SqliteStatement&) = delete;
   ~SqliteStatement();
 
-  /// False when the SQL could not be compiled; everything fails then.
-  bool ok() const { return statement_ != nullptr; }
+  /// Why the SQL could not be compiled; everything fails then. Else empty.
+  const std::string& compile_error() const { return compile_error_; }
 
   void Bind(int parameter, std::int64_t value);
   void Bind(int parameter, double value);
@@ -79,6 +83,7 @@ class SqliteStatement {
 
  private:
   sqlite3_stmt* statement_ = nullptr;
+  std::string compile_error_;
 };
 
 /// A transaction that is undone unless it is committed.

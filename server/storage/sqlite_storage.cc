@@ -89,9 +89,13 @@ struct SqliteStorage::Statements {
         places(connection, SelectNearest(kPlaceColumns, "place")),
         addresses(connection, SelectNearest(kAddressColumns, "address")) {}
 
-  bool ok() const {
-    return access_point.ok() && cell.ok() && has_learned.ok() && learned.ok() && store.ok() &&
-           places.ok() && addresses.ok();
+  /// Of the first that could not be compiled.
+  std::string CompileError() const {
+    for (const SqliteStatement* statement :
+         {&access_point, &cell, &has_learned, &learned, &store, &places, &addresses}) {
+      if (!statement->compile_error().empty()) return statement->compile_error();
+    }
+    return {};
   }
 
   bool FindImported(const StationKey& key, std::optional<ImportedStation>* station) {
@@ -150,7 +154,8 @@ SqliteStorage::~SqliteStorage() = default;
 bool SqliteStorage::Prepare() {
   if (!AddNearestQuery(&connection_)) return Fail();
   statements_ = std::make_unique<Statements>(connection_);
-  return statements_->ok() || Fail();
+  error_ = statements_->CompileError();
+  return error_.empty();
 }
 
 bool SqliteStorage::Fail() {

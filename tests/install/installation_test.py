@@ -117,7 +117,7 @@ class InstallationTest(unittest.TestCase):
             *shlex.split(flags), f"-Wl,-rpath-link,{self.libraries}")
 
     def test_completion_offers_the_options_of_the_manual(self):
-        for name in ("kesu", "kesu-server"):
+        for name in ("kesu", "kesu-server", "kesu-data"):
             manual = (SOURCE / f"docs/man/{name}.1").read_text(encoding="utf-8").replace("\\-", "-")
             script = self.work / "share/bash-completion/completions" / name
             offered = run("bash", "-c", '. "$1"; _kesu "$0" -- "$0"; echo "${COMPREPLY[@]}"',

@@ -31,6 +31,7 @@ ORDER = [
     "server/process",
     "server/http",
     "server/simulation",
+    "server/import",
     "server",
     "examples",
     "tests",

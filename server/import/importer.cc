@@ -1,0 +1,209 @@
+#include "server/import/importer.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <memory>
+#include <utility>
+
+#include <nlohmann/json.hpp>
+#include <sys/stat.h>
+
+#include "server/import/file_import.h"
+#include "server/import/packed_station.h"
+#include "server/import/station_spool.h"
+#include "server/import/station_writer.h"
+#include "server/storage/sqlite_rows.h"
+#include "server/storage/sqlite_schema.h"
+
+namespace kesu_server {
+namespace {
+
+/// Tells apart files and their versions; empty when that cannot be done.
+std::string IdentityOf(const std::vector<std::string>& files) {
+  std::string identity;
+  for (const std::string& file : files) {
+    struct stat about = {};
+    if (stat(file.c_str(), &about) != 0 || !S_ISREG(about.st_mode)) return {};
+    identity += file + '\n' + std::to_string(about.st_size) + '\n' +
+                std::to_string(about.st_mtim.tv_sec) + '\n' +
+                std::to_string(about.st_mtim.tv_nsec) + '\n';
+  }
+  return identity;
+}
+
+/// How far an import has come: all lines up to `line` of the file number `file` have been read.
+struct Mark {
+  std::size_t file = 0;
+  std::int64_t line = 0;
+};
+
+std::string NoteOf(const std::string& identity, const Mark& mark, const ImportResult& result) {
+  const nlohmann::json note = {{"identity", identity},
+                               {"file", mark.file},
+                               {"line", mark.line},
+                               {"lines", result.lines},
+                               {"records", result.records},
+                               {"rejected", result.rejected.Save()},
+                               {"passed_over", result.passed_over.Save()}};
+  return note.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
+bool ReadNote(const std::string& text, const std::string& identity, Mark* mark,
+              ImportResult* result) {
+  const nlohmann::json note = nlohmann::json::parse(text, nullptr, /*allow_exceptions=*/false);
+  const auto is = [&](const char* name, auto check) {
+    return note.contains(name) && (note[name].*check)();
+  };
+  const auto is_number = &nlohmann::json::is_number_unsigned;
+  const auto is_text = &nlohmann::json::is_string;
+  if (!note.is_object() || !is("file", is_number) || !is("line", is_number) ||
+      !is("lines", is_number) || !is("records", is_number) || !is("identity", is_text) ||
+      !is("rejected", is_text) || !is("passed_over", is_text) || identity.empty() ||
+      note["identity"] != identity) {
+    return false;
+  }
+  mark->file = note["file"].get<std::size_t>();
+  mark->line = note["line"].get<std::int64_t>();
+  result->lines = note["lines"].get<std::int64_t>();
+  result->records = note["records"].get<std::int64_t>();
+  result->was_resumed = result->rejected.Restore(note["rejected"].get<std::string>()) &&
+                        result->passed_over.Restore(note["passed_over"].get<std::string>());
+  return result->was_resumed;
+}
+
+class StationSink final : public RecordSink {
+ public:
+  void TakeStation(const StationRecord& station) override { batch.push_back(Pack(station)); }
+
+  std::vector<PackedStation> batch;
+};
+
+class PlaceSink final : public RecordSink {
+ public:
+  PlaceSink(SqliteConnection* connection, std::int64_t* records)
+      : insert_place_(*connection, kInsertPlace),
+        insert_address_(*connection, kInsertAddress),
+        records_(records) {}
+
+  void TakePlace(std::int64_t id, const Place& place) override {
+    BindPlace(id, place, &insert_place_);
+    Insert(&insert_place_);
+  }
+  void TakeAddress(std::int64_t id, const Address& address) override {
+    BindAddress(id, address, &insert_address_);
+    Insert(&insert_address_);
+  }
+  bool failed() const { return failed_; }
+
+ private:
+  void Insert(SqliteStatement* insert) {
+    failed_ = failed_ || !insert->Run();
+    ++*records_;
+  }
+
+  SqliteStatement insert_place_;
+  SqliteStatement insert_address_;
+  std::int64_t* records_;
+  bool failed_ = false;
+};
+
+/// Ends an import: whoever reads from now on sees it.
+bool Publish(SqliteConnection* connection, SqliteTransaction* transaction) {
+  if (!CountRows(connection) || !transaction->Commit()) return false;
+  // Not done while somebody still reads the older state; then a later one does it.
+  connection->Execute("PRAGMA wal_checkpoint(TRUNCATE)");
+  return true;
+}
+
+bool WriteStations(std::vector<PackedStation>* last, const StationSpool& spool,
+                   SqliteConnection* connection) {
+  SqliteTransaction transaction(connection, SqliteTransaction::Kind::kWrite);
+  if (!transaction.has_begun()) return false;
+  StationWriter writer(connection);
+  const auto put = [&](const PackedStation& station) { return writer.Put(station); };
+  const bool are_written =
+      spool.is_empty() ? std::all_of(last->begin(), last->end(), put) : spool.Merge(put);
+  return are_written && writer.Finish() && Publish(connection, &transaction);
+}
+
+}  // namespace
+
+bool ImportStations(const std::vector<std::string>& files, LineFormat* format,
+                    const std::string& database_path, SqliteStorage* storage,
+                    const ImportProgress& progress, ImportResult* result, std::string* error,
+                    std::size_t stations_in_memory) {
+  const std::string identity = IdentityOf(files);
+  StationSpool spool(database_path);
+  Mark done;
+  if (!ReadNote(spool.Resume(), identity, &done, result)) {
+    spool.Remove();
+    *result = {};
+  }
+  StationSink sink;
+  const auto flush = [&](const Mark& mark) {
+    result->records += static_cast<std::int64_t>(sink.batch.size());
+    std::sort(sink.batch.begin(), sink.batch.end());
+    if (!spool.Append(sink.batch, NoteOf(identity, mark, *result))) {
+      *error = database_path + ".import: cannot be written";
+      return false;
+    }
+    sink.batch.clear();
+    return true;
+  };
+
+  ImportResult again;
+  for (std::size_t i = done.file; i < files.size(); ++i) {
+    // What has been read before is gone through once more for what it says of the rest.
+    std::int64_t skipped = i == done.file ? done.line : 0;
+    const auto after_line = [&](std::int64_t line) {
+      if (line < skipped) {
+        sink.batch.clear();
+        return true;
+      }
+      if (line == skipped) {
+        sink.batch.clear();
+        skipped = 0;
+        std::swap(*result, again);
+        return true;
+      }
+      return sink.batch.size() < stations_in_memory || flush({i, line});
+    };
+    if (skipped > 0) std::swap(*result, again);
+    if (!ReadFile(files[i], format, &sink, progress, after_line, result, error)) return false;
+  }
+  if (!spool.is_empty()) {
+    if (!flush({files.size(), 0})) return false;
+  } else {
+    result->records += static_cast<std::int64_t>(sink.batch.size());
+    std::sort(sink.batch.begin(), sink.batch.end());
+  }
+  if (!WriteStations(&sink.batch, spool, storage->connection())) {
+    *error = storage->connection()->error();
+    return false;
+  }
+  spool.Remove();
+  return true;
+}
+
+bool ImportPlaces(const std::vector<std::string>& files, LineFormat* format, SqliteStorage* storage,
+                  const ImportProgress& progress, ImportResult* result, std::string* error) {
+  SqliteConnection* const connection = storage->connection();
+  SqliteTransaction transaction(connection, SqliteTransaction::Kind::kWrite);
+  if (!transaction.has_begun()) {
+    *error = connection->error();
+    return false;
+  }
+  PlaceSink sink(connection, &result->records);
+  const auto after_line = [&](std::int64_t) {
+    if (sink.failed()) *error = connection->error();
+    return !sink.failed();
+  };
+  for (const std::string& file : files) {
+    if (!ReadFile(file, format, &sink, progress, after_line, result, error)) return false;
+  }
+  if (Publish(connection, &transaction)) return true;
+  *error = connection->error();
+  return false;
+}
+
+}  // namespace kesu_server

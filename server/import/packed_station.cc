@@ -1,0 +1,49 @@
+#include "server/import/packed_station.h"
+
+#include <algorithm>
+#include <tuple>
+
+#include "server/storage/sqlite_schema.h"
+
+namespace kesu_server {
+
+LatLng PackedStation::position() const {
+  return FromUnits(latitude, longitude);
+}
+
+PackedStation Pack(const StationRecord& record) {
+  PackedStation packed;
+  packed.key = record.key;
+  packed.latitude = static_cast<std::int32_t>(ToUnits(record.position.latitude));
+  packed.longitude = static_cast<std::int32_t>(ToUnits(record.position.longitude));
+  packed.radius_m = static_cast<float>(record.radius_m);
+  packed.weight = static_cast<float>(record.weight);
+  packed.updated = record.updated;
+  packed.samples = record.samples;
+  return packed;
+}
+
+bool operator<(const PackedStation& a, const PackedStation& b) {
+  return std::tie(a.key, a.updated) < std::tie(b.key, b.updated);
+}
+
+ImportedStation MeanOf(std::span<const PackedStation> sightings) {
+  ImportedStation station;
+  station.key = sightings.front().key;
+  station.samples = 0;
+  MeanPosition mean = {sightings.front().position(), 0, 0};
+  for (const PackedStation& sighting : sightings) {
+    mean = Combine(mean, {sighting.position(), 0, sighting.weight});
+    station.samples += sighting.samples;
+    station.updated = std::max(station.updated, sighting.updated);
+  }
+  station.position = mean.position;
+  for (const PackedStation& sighting : sightings) {
+    station.radius_m = std::max(
+        station.radius_m, DistanceM(station.position, sighting.position()) + sighting.radius_m);
+  }
+  station.radius_m = std::min(station.radius_m, kHalfCircumferenceM);
+  return station;
+}
+
+}  // namespace kesu_server
