@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
 #include <string>
 #include <utility>
 
@@ -23,10 +22,8 @@ ssize_t ReadPartialBody(void* partial_body, std::uint64_t position, char* buffer
                         std::size_t buffer_bytes) {
   const auto* const body = static_cast<const PartialBody*>(partial_body);
   if (position >= body->bytes.size()) return body->end;
-  const std::size_t count =
-      std::min(buffer_bytes, body->bytes.size() - static_cast<std::size_t>(position));
-  std::memcpy(buffer, body->bytes.data() + position, count);
-  return static_cast<ssize_t>(count);
+  return static_cast<ssize_t>(
+      body->bytes.copy(buffer, buffer_bytes, static_cast<std::size_t>(position)));
 }
 
 MHD_Response* NewPartialResponse(std::uint64_t stated_bytes, std::string bytes, ssize_t end) {

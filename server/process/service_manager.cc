@@ -63,7 +63,7 @@ void NotifyServiceManager(const std::string& state) {
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;
   if (path == nullptr || std::strlen(path) >= sizeof address.sun_path) return;
-  std::strcpy(address.sun_path, path);
+  std::memcpy(address.sun_path, path, std::strlen(path) + 1);
   // One in the abstract name space, which begins with a zero byte there.
   if (*path == '@') address.sun_path[0] = '\0';
   const int descriptor = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
