@@ -229,17 +229,17 @@ TEST_CASE("a callback may run the loop, which then tells of the other calls") {
   kesu::Client client({});
   std::string told;
   const auto call = [&](std::function<void()> then) {
-    return client.Locate(fixture.Seen(), [then = std::move(then)](const auto&) { then(); });
+    return client.Locate(ClientFixture::Seen(), [then = std::move(then)](const auto&) { then(); });
   };
   kesu::Call third;
   const kesu::Call first = call([&] {
     third = call([&] { told += '3'; });
     told += '<';
-    fixture.Iterate();
+    ClientFixture::Iterate();
     told += '>';
   });
   const kesu::Call second = call([&] { told += '2'; });
-  fixture.Iterate();
+  ClientFixture::Iterate();
   CHECK(told == "<23>");
 }
 

@@ -234,7 +234,7 @@ TEST_CASE("exchanges beyond six wait for one to end, to be slow, or for the end 
   check_begun(9);
   curl_overrides.monotonic_time = now += 9 * G_TIME_SPAN_MILLISECOND;
   check_begun(9);
-  curl_overrides.monotonic_time = now += G_TIME_SPAN_MILLISECOND;
+  curl_overrides.monotonic_time = now + G_TIME_SPAN_MILLISECOND;
   check_begun(11);
   // As many as there are connections begin at once.
   for (int i = 0; i < 8; ++i) endpoint.server.Reply({kOk});

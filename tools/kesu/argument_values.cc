@@ -185,6 +185,22 @@ std::optional<kesu::Point> ParsePoint(std::string_view word, std::string* error)
   return point;
 }
 
+std::optional<kesu::Fix> ParseFix(std::string_view word, std::string* error) {
+  const std::vector<std::string_view> parts = SplitAtCommas(word);
+  std::optional<double> accuracy_m;
+  if (parts.size() == 3) {
+    accuracy_m = ParseNumber<double>(parts[2]);
+    if (!accuracy_m || !(*accuracy_m >= 0) || *accuracy_m > kLargestAccuracyM) {
+      *error = "METRES must be a number from 0 to " +
+               std::to_string(static_cast<int>(kLargestAccuracyM)) + ", not " + Quoted(parts[2]);
+      return std::nullopt;
+    }
+  }
+  const auto point = ParsePoint(accuracy_m ? word.substr(0, word.rfind(',')) : word, error);
+  if (!point) return std::nullopt;
+  return kesu::Fix{point->latitude, point->longitude, accuracy_m};
+}
+
 std::optional<int> ParseTimeout(std::string_view word, std::string* error) {
   const std::optional<double> seconds = ParseNumber<double>(word);
   if (seconds && *seconds > 0 && *seconds <= kLongestTimeoutSeconds) {

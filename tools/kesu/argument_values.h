@@ -24,6 +24,9 @@ std::optional<std::string> ParseMac(std::string_view text);
 /// "LAT,LON", with spaces around the numbers where wanted.
 std::optional<kesu::Point> ParsePoint(std::string_view word, std::string* error);
 
+/// "LAT,LON" or "LAT,LON,METRES", the accuracy.
+std::optional<kesu::Fix> ParseFix(std::string_view word, std::string* error);
+
 /// "SECONDS", with a fraction where wanted. Yields milliseconds, at least one.
 std::optional<int> ParseTimeout(std::string_view word, std::string* error);
 

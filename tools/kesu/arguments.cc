@@ -47,17 +47,17 @@ bool ParseLast(const OptionWords& options, const char* name, Parse parse, Value*
 
 bool ParseObservation(const OptionWords& options, kesu::Observation* observation,
                       std::string* error) {
-  std::vector<kesu::Point> fixes;
+  std::vector<kesu::Fix> fixes;
   if (!ParseEach(options.All("--cell"), ParseCell, &observation->cells, error) ||
       !ParseEach(options.All("--wifi"), ParseAccessPoint, &observation->access_points, error) ||
-      !ParseEach(options.All("--gps"), ParsePoint, &fixes, error)) {
+      !ParseEach(options.All("--gps"), ParseFix, &fixes, error)) {
     return false;
   }
   if (fixes.size() > 1) {
     *error = "a lookup has one --gps at most";
     return false;
   }
-  if (!fixes.empty()) observation->fix = {fixes.front().latitude, fixes.front().longitude};
+  if (!fixes.empty()) observation->fix = fixes.front();
   if (observation->fix || !observation->cells.empty() || !observation->access_points.empty()) {
     return true;
   }

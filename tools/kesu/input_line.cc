@@ -52,7 +52,7 @@ void TakeAccessPoint(JsonObjectReader* reader, kesu::AccessPoint* access_point) 
 
 void TakeFix(JsonObjectReader* reader, kesu::Fix* fix) {
   TakePoint(reader, &fix->latitude, &fix->longitude);
-  reader->TakeNumber("accuracy_m", 0, kMost, &fix->accuracy_m);
+  reader->TakeNumber("accuracy_m", 0, kLargestAccuracyM, &fix->accuracy_m);
   TakeAge(reader, &fix->age);
 }
 

@@ -77,7 +77,7 @@ const GOptionEntry kGeneralOptions[] = {
 const GOptionEntry kObservationOptions[] = {
     Entry("cell", "A cell, the serving one first", "MCC,MNC,AREA,CELL[,DBM]"),
     Entry("wifi", "A wifi access point", "MAC[,DBM]"),
-    Entry("gps", "A fix of the device's own", "LAT,LON"),
+    Entry("gps", "A fix of the device's own", "LAT,LON[,METRES]"),
     Entry("here", "What this device hears, instead", nullptr),
     {},
 };

@@ -1,6 +1,8 @@
 #ifndef KESU_TOOL_VALUE_RANGES_H_
 #define KESU_TOOL_VALUE_RANGES_H_
 
+#include <limits>
+
 /// What can be observed, on the command line and in JSON.
 namespace kesu_tool {
 
@@ -22,6 +24,7 @@ inline constexpr IntegerRange kChannelRange = {1, 233};
 
 inline constexpr double kLargestLatitude = 90;
 inline constexpr double kLargestLongitude = 180;
+inline constexpr double kLargestAccuracyM = std::numeric_limits<int>::max();
 
 }  // namespace kesu_tool
 

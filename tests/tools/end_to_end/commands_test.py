@@ -4,7 +4,7 @@ import re
 import unittest
 
 from fixture import (SERVICE, Reply, answer, asker, cell, counted, http, kesu, kesu_json, kesu_server,
-                     nested, place, reply, serving, wifi)
+                     nested, number, place, reply, serving, wifi)
 
 URL = "http://HOST:PORT or https://HOST:PORT"
 # Command lines that make no sense, by what the message names.
@@ -23,7 +23,9 @@ REFUSED = {
     "MAC": ["locate --wifi 00-00:5E-00-53-01", "locate --wifi 00-00-5E-00-53-0G",
             "locate --wifi 00-00-5E-00-53-01,-60,1"],
     "LAT": ["locate --gps 90.1,0"], "LON": ["locate --gps 0,-180.1", "locate --gps 0,nan"],
-    "LAT,LON": ["locate --gps 0"], "/nonexistent": ["--ca-file /nonexistent reverse 1,2"],
+    "LAT,LON": ["locate --gps 0", "locate --gps 0,0,0,0"],
+    "METRES": ["locate --gps 0,0,-1", "locate --gps 0,0,nan", "locate --gps 0,0,2147483648"],
+    "/nonexistent": ["--ca-file /nonexistent reverse 1,2"],
     "SECONDS": ["--timeout 0 reverse 1,2", "--timeout 86400.1 reverse 1,2"],
     URL: ["--server localhost:8642 reverse 1,2", "--server http://me@localhost reverse 1,2",
           "--server http://localhost:99999 reverse 1,2", "--server http://a%0ab reverse 1,2"],
@@ -41,6 +43,7 @@ SENT = {
     "--wifi 00:00:5e:00:53:aF --wifi 00-00-5E-00-53-01,-60":
         wifi((b"00-00-5E-00-53-AF",), (b"00-00-5E-00-53-01", -60)),
     "--gps 90,180 --json --timeout 86400": place((90, 180)),
+    "--gps 1,2,2147483647": place((1, 2), number(3, 2147483647)),
     "--gps -90,-180 --cell 1,2,3,4": nested(1, nested(1, cell(1, 2, 3, 4))) + place((-90, -180)),
 }
 
