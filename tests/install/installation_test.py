@@ -112,7 +112,7 @@ class InstallationTest(unittest.TestCase):
         path = f"PKG_CONFIG_PATH={self.libraries}/pkgconfig:{os.environ.get('PKG_CONFIG_PATH', '')}"
         flags = run("env", path, os.environ["PKG_CONFIG"], "--cflags", "--libs",
                     f"kesu-glib-1 = {VERSION}")
-        run(os.environ["CC"], *shlex.split(os.environ["CXXFLAGS"]), "-std=c99", "-Wall", "-Wextra",
+        run(os.environ["CC"], *shlex.split(os.environ["CFLAGS"]), "-std=c99", "-Wall", "-Wextra",
             "-Werror", "-o", self.work / "with-kesu-glib", SOURCE / "examples/locate/locate.c",
             *shlex.split(flags), f"-Wl,-rpath-link,{self.libraries}")
 
