@@ -41,9 +41,9 @@ std::int64_t TimeOf(std::string_view text) {
                                          std::chrono::month(static_cast<unsigned>(month)),
                                          std::chrono::day(static_cast<unsigned>(day))};
   if (year < 1990 || !date.ok() || hour > 23 || minute > 59 || second > 60) return 0;
-  constexpr std::int64_t kSecondsPerDay = 86'400;
-  return std::chrono::sys_days(date).time_since_epoch().count() * kSecondsPerDay + hour * 3600 +
-         minute * 60 + second;
+  const std::chrono::sys_seconds time = std::chrono::sys_days(date) + std::chrono::hours(hour) +
+                                        std::chrono::minutes(minute) + std::chrono::seconds(second);
+  return time.time_since_epoch().count();
 }
 
 bool HasSuffixOfCase(std::string_view text, std::string_view suffix) {

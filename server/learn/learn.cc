@@ -10,7 +10,7 @@ namespace {
 
 constexpr double kAccessPointReachM = 5'000;
 constexpr double kCellReachM = 100'000;
-constexpr std::int64_t kDayS = 24 * 60 * 60;
+constexpr std::int64_t kDayS = 86'400;
 constexpr std::int64_t kMonthS = 30 * kDayS;
 constexpr std::int64_t kBlockS = 2 * kDayS;
 
