@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "dovi/glibcurl.h"
 #include "kesu/common/base/vector.h"
 
 namespace {
@@ -60,6 +61,8 @@ bool SetDoviDeploymentSettings(const DoviDeploymentSettings& settings) {
   if (settings.connect_timeout_ms < 0 || settings.total_timeout_ms < 0) return false;
   const bool wants_callback = settings.trace == DoviTraceTarget::kCallback;
   if (wants_callback && settings.trace_callback == nullptr) return false;
+  const int connections = settings.first_connections;
+  if (connections < 1 || connections > static_cast<int>(kGlibcurlMaxConnections)) return false;
   // The new texts may be those in force, so they are copied before these go.
   StoredSettings replacement(settings);
   Stored() = std::move(replacement);

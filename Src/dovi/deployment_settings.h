@@ -39,11 +39,15 @@ struct DoviDeploymentSettings {
   /// For DoviTraceTarget::kCallback, with what is passed to it.
   DoviTraceCallback trace_callback = nullptr;
   void* trace_closure = nullptr;
+  /// How many exchanges run at once, each on a connection, as long as none takes longer than 10 ms;
+  /// the others wait for their turn. From 1 on; 64, the most there can be, lets none wait.
+  int first_connections = 6;
 };
 
 /// Replaces the settings of the process; the texts are copied. To be called before the
 /// DoviHttpRequestFactory is made. False, with nothing changed, when the service's URL would not
-/// fit its buffer, a time-out is negative or the callback of the trace is missing.
+/// fit its buffer, a time-out is negative, the callback of the trace is missing, or the number of
+/// connections is not from 1 to 64.
 bool SetDoviDeploymentSettings(const DoviDeploymentSettings& settings);
 
 /// The settings in force. No text is null: what is not set is empty, and the host is the actual

@@ -5,11 +5,11 @@
 
 #include <glib.h>
 
+#include "dovi/deployment_settings.h"
 #include "dovi/glibcurl.h"
 
 namespace {
 
-constexpr unsigned kFewConnections = 6;
 /// Well above what a service nearby takes to answer, and well below the way to one far off.
 constexpr long long kPatience = 10 * G_TIME_SPAN_MILLISECOND;
 constexpr long long kNever = std::numeric_limits<long long>::max();
@@ -29,7 +29,8 @@ QueuedExchange::List QueuedExchange::running_;
 QueuedExchange::List QueuedExchange::waiting_;
 
 bool QueuedExchange::MayBegin(long long now) {
-  if (running_.length < kFewConnections) return true;
+  const int first_connections = GetDoviDeploymentSettings().first_connections;
+  if (running_.length < static_cast<unsigned>(first_connections)) return true;
   if (running_.length >= kGlibcurlMaxConnections) return false;
   return now - running_.first->since_ >= kPatience || running_.length < glibcurl_connection_count();
 }

@@ -5,7 +5,8 @@
 /// costs curl nothing until it begins.
 ///
 /// As long as answers come fast, a few connections serve any number of exchanges, and more of them
-/// would only cost: so six run at once, or as many as there are connections already. When one has
+/// would only cost: so six run at once, unless the deployment settings say otherwise, or as many as
+/// there are connections already. When one has
 /// run for some milliseconds the way or the service is slow, and others do not wait any more: then
 /// 64 run at once.
 class QueuedExchange {

@@ -276,3 +276,20 @@ TEST_CASE("an exchange whose turn does not come in time, or comes to nothing") {
     CHECK(endpoint.server.requests().size() == 6);
   }
 }
+
+TEST_CASE("the deployment settings say how many exchanges run at first") {
+  for (const int connections : {1, 20}) {
+    Endpoint endpoint;
+    const ScopedSettings restored(endpoint.server.host());
+    DoviDeploymentSettings settings = GetDoviDeploymentSettings();
+    settings.first_connections = connections;
+    REQUIRE(SetDoviDeploymentSettings(settings));
+    curl_overrides.monotonic_time = G_TIME_SPAN_HOUR;
+    std::deque<Exchange> exchanges;
+    for (int i = 0; i < 25; ++i) REQUIRE(exchanges.emplace_back(&endpoint.factory).Start() == 0);
+    endpoint.AwaitRequests(static_cast<std::size_t>(connections));
+    Settle();
+    CHECK(std::ssize(endpoint.server.requests()) == connections);
+    curl_overrides = {};
+  }
+}

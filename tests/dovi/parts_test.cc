@@ -281,6 +281,11 @@ TEST_CASE("deployment settings") {
   CHECK_FALSE(SetDoviDeploymentSettings({"http://a", nullptr, "http://a:1", -1, 0}));
   CHECK_FALSE(SetDoviDeploymentSettings({"http://a", nullptr, "http://a:1", 0, -1}));
   CHECK_FALSE(SetDoviDeploymentSettings(no_callback));
+  for (const int connections : {0, 65}) {
+    DoviDeploymentSettings settings;
+    settings.first_connections = connections;
+    CHECK_FALSE(SetDoviDeploymentSettings(settings));
+  }
   // Texts are copied, also from the settings in force.
   DoviDeploymentSettings settings = GetDoviDeploymentSettings();
   settings.connect_timeout_ms = 5;
