@@ -218,20 +218,18 @@ void HttpStream::BeginBody() {
   const std::string& start = message_.start.text;
   message_.is_response = start.starts_with(kVersion);
   const int status = message_.is_response ? StatusOf(start) : 0;
-  const bool has_none = (message_.is_response && status < 200) || status == 204 || status == 304;
+  const bool has_one = !message_.is_response || (status >= 200 && status != 204 && status != 304);
   const std::string length = message_.Header("content-length");
   missing_ = 0;
-  if (has_none) {
-    EndMessage({});
-  } else if (message_.Header("transfer-encoding").find("chunked") != std::string::npos) {
+  if (has_one && message_.Header("transfer-encoding").find("chunked") != std::string::npos) {
     state_ = State::kChunkSize;
-  } else if (!length.empty()) {
+  } else if (has_one && !length.empty()) {
     const auto [end, error] =
         std::from_chars(length.data(), length.data() + length.size(), missing_);
     const bool is_number = error == std::errc() && end == length.data() + length.size();
     state_ = State::kBody;
     if (!is_number || missing_ == 0) EndMessage(is_number ? "" : "its length is no number");
-  } else if (message_.is_response) {
+  } else if (has_one && message_.is_response) {
     state_ = State::kBodyUpToEnd;
   } else {
     EndMessage({});

@@ -59,10 +59,11 @@ class JsonObjectReader {
   /// Null, with the fault noted, where it is not there.
   const nlohmann::json* Need(const char* name);
   std::string PathOf(std::string_view name) const;
-  void Integer(const char* name, const nlohmann::json& json, const IntegerRange& range, int* value);
-  void Number(const char* name, const nlohmann::json& json, double smallest, double largest,
-              double* value);
-  void Text(const char* name, const nlohmann::json& json, std::string* value);
+  void Integer(const char* name, const nlohmann::json& value, const IntegerRange& range,
+               int* number);
+  void Number(const char* name, const nlohmann::json& value, double smallest, double largest,
+              double* number);
+  void Text(const char* name, const nlohmann::json& value, std::string* text);
 
   const nlohmann::json& object_;
   const std::string path_;

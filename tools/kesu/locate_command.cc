@@ -14,8 +14,8 @@ namespace {
 /// For `run`, which is borrowed.
 LookupRun::Question QuestionOf(const LookupRun* run, kesu::Observation seen, Format format,
                                Label label) {
-  return [run, seen = std::move(seen), format, label = std::move(label)](kesu::Client* client,
-                                                                         LookupRun::Tell tell) {
+  return [run, seen = std::move(seen), format, label = std::move(label)](
+             kesu::Client* client, const LookupRun::Tell& tell) {
     return client->Locate(seen, [=](const kesu::LocateResult& result) {
       tell(LocationAnswer(format, label, result, run->platform_key()));
     });

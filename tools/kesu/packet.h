@@ -15,6 +15,7 @@ struct Endpoint {
   std::string address;
   std::uint16_t port = 0;
 
+  // NOLINTNEXTLINE(modernize-use-nullptr): clang-tidy 14 means the 0 that the compiler makes.
   auto operator<=>(const Endpoint&) const = default;
 };
 

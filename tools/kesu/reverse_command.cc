@@ -10,7 +10,7 @@ namespace kesu_tool {
 namespace {
 
 LookupRun::Question QuestionOf(const kesu::Point& point, Format format, const Label& label) {
-  return [point, format, label](kesu::Client* client, LookupRun::Tell tell) {
+  return [point, format, label](kesu::Client* client, const LookupRun::Tell& tell) {
     return client->Reverse(point, [=](const kesu::ReverseResult& result) {
       tell(PlaceAnswer(format, label, point, result));
     });
