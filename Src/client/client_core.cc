@@ -85,6 +85,8 @@ void ClientCore::Join() {
 }
 
 void ClientCore::JoinOnLoop() {
+  // What was posted to the loop may come behind what found it free, a call or the end.
+  if (has_left_ || std::exchange(has_joined_, true)) return;
   has_no_engine_ = !Engine::Enter(&options_, counters_);
 }
 
@@ -112,6 +114,7 @@ void ClientCore::SetPaused(bool is_paused) {
 
 Error ClientCore::Open(CallState* call) {
   if (has_left_) return {ErrorKind::kCancelled, "the client is gone"};
+  JoinOnLoop();
   if (has_no_engine_) return InUse();
   call->place_ = open_calls_.insert(open_calls_.end(), call->shared_from_this());
   call->deadline_ = Engine::Get()->AddDeadline(call->due_tick_, call);

@@ -75,7 +75,8 @@ class ClientCore : public std::enable_shared_from_this<ClientCore> {
   std::optional<Location> last_location_;
   long long last_location_tick_ = 0;
 
-  /// The engine's answer to Join(), where that could not wait for it.
+  /// Whether the engine has been joined, and its answer, for which Join() could perhaps not wait.
+  bool has_joined_ = false;
   bool has_no_engine_ = false;
   bool has_left_ = false;
   bool is_paused_ = false;

@@ -1,4 +1,5 @@
 #include <atomic>
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -60,6 +61,28 @@ TEST_CASE("threads are answered where they are") {
   loop.Run();
   for (std::thread& thread : threads) thread.join();
   CHECK(faults == 0);
+}
+
+TEST_CASE(
+    "a client made while another thread ran the loop is used, or goes, before the loop knows") {
+  for (const bool is_used : {true, false, true}) {
+    std::unique_ptr<kesu::Client> client;
+    REQUIRE(g_main_context_acquire(nullptr));
+    std::thread([&] {
+      client = std::make_unique<kesu::Client>(kesu::Options{.server = RefusingHost()});
+    }).join();
+    g_main_context_release(nullptr);
+    bool is_told = !is_used;
+    kesu::Call call;
+    if (is_used) {
+      call = client->Locate(kSeen, [&](const auto& result) {
+        is_told = result.error().kind == kesu::ErrorKind::kCannotConnect;
+      });
+    }
+    if (!is_used) client.reset();
+    g_main_context_iteration(nullptr, FALSE);
+    CHECK(IterateUntil([&] { return is_told; }));
+  }
 }
 
 TEST_CASE("a thread without a main context of its own is answered by the loop") {
