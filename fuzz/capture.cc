@@ -12,14 +12,14 @@ namespace {
 using namespace kesu_fuzz;
 using kesu_tool::TcpSegment;
 
-class NullTreeWriter final : public kesu_tool::TreeWriter {
+class NullTreeWriter final : public kesu_decode::TreeWriter {
  public:
-  void Open(const kesu_tool::Node&) override { ++depth_; }
-  void Close() override { Require(--depth_ >= 0); }
+  void Open(const kesu_decode::Node&) override { ++depth_; }
+  void Close(std::size_t) override { Require(--depth_ >= 0); }
   void OpenList(const char*) override { ++depth_; }
-  void CloseList() override { Close(); }
-  void Leaf(const kesu_tool::Node&) override {}
-  void Stop(const kesu_tool::Fault& fault) override { Require(!fault.reason.empty()); }
+  void CloseList() override { Close(0); }
+  void Leaf(const kesu_decode::Node&, std::size_t) override {}
+  void Stop(const kesu_decode::Fault& fault) override { Require(!fault.reason.empty()); }
 
  private:
   int depth_ = 0;

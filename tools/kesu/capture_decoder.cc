@@ -3,10 +3,16 @@
 #include <algorithm>
 #include <optional>
 
-#include "tools/kesu/body_decoder.h"
+#include "decode/body_decoder.h"
 
 namespace kesu_tool {
 namespace {
+
+using kesu_decode::Fault;
+using kesu_decode::kUnknownEnd;
+using kesu_decode::Node;
+using kesu_decode::RawBytes;
+using kesu_decode::TextBytes;
 
 constexpr std::size_t kMostConnections = 10'000;
 constexpr std::size_t kMostHeld = std::size_t{1} << 28;
@@ -80,7 +86,7 @@ class CaptureDecoder::Connection {
   OneWay second_;
 };
 
-CaptureDecoder::CaptureDecoder(TreeWriter* writer, OnFault on_fault)
+CaptureDecoder::CaptureDecoder(kesu_decode::TreeWriter* writer, OnFault on_fault)
     : writer_(writer), on_fault_(std::move(on_fault)) {}
 
 CaptureDecoder::~CaptureDecoder() = default;
@@ -133,9 +139,10 @@ void CaptureDecoder::ShowEnds(Connection* connection, bool is_from_first) {
   if (!connection->is_real()) return;
   if (connection->number == 0) connection->number = ++last_number_;
   const auto& [first, second] = connection->ends();
-  writer_->Leaf({.name = "connection", .value = static_cast<long long>(connection->number)});
-  writer_->Leaf(TextNode(0, "from", ToText(is_from_first ? first : second)));
-  writer_->Leaf(TextNode(0, "to", ToText(is_from_first ? second : first)));
+  writer_->Leaf({.name = "connection", .value = static_cast<long long>(connection->number)},
+                kUnknownEnd);
+  writer_->Leaf(TextNode(0, "from", ToText(is_from_first ? first : second)), kUnknownEnd);
+  writer_->Leaf(TextNode(0, "to", ToText(is_from_first ? second : first)), kUnknownEnd);
 }
 
 void CaptureDecoder::Show(const HttpMessage& message, Connection* connection, bool is_from_first) {
@@ -144,10 +151,10 @@ void CaptureDecoder::Show(const HttpMessage& message, Connection* connection, bo
   writer_->Open({.offset = static_cast<std::size_t>(message.start.offset),
                  .name = message.is_response ? "HTTP response" : "HTTP request"});
   ShowEnds(connection, is_from_first);
-  writer_->Leaf(TextNode(message.start.offset, "start line", message.start.text));
+  writer_->Leaf(TextNode(message.start.offset, "start line", message.start.text), kUnknownEnd);
   writer_->OpenList("headers");
   for (const HttpMessage::Line& header : message.headers) {
-    writer_->Leaf(TextNode(header.offset, "header", header.text));
+    writer_->Leaf(TextNode(header.offset, "header", header.text), kUnknownEnd);
   }
   writer_->CloseList();
   if (!message.body.empty()) ShowBody(message, where);
@@ -156,7 +163,7 @@ void CaptureDecoder::Show(const HttpMessage& message, Connection* connection, bo
     writer_->Stop(fault);
     on_fault_(where, fault);
   }
-  writer_->Close();
+  writer_->Close(kUnknownEnd);
 }
 
 void CaptureDecoder::ShowBody(const HttpMessage& message, const std::string& where) {
@@ -164,10 +171,11 @@ void CaptureDecoder::ShowBody(const HttpMessage& message, const std::string& whe
   if (message.Header("content-type") != kBinary) {
     writer_->Leaf({.name = "body",
                    .length = static_cast<long long>(message.body.size()),
-                   .value = RawBytes{body}});
+                   .value = RawBytes{body}},
+                  kUnknownEnd);
     return;
   }
-  const std::optional<Fault> fault = BodyDecoder(writer_).Decode(
+  const std::optional<Fault> fault = kesu_decode::BodyDecoder(writer_).Decode(
       body, "offsets inside are those of the body", !message.is_response);
   if (fault && message.fault.empty()) on_fault_(where + ", body", *fault);
 }
@@ -178,7 +186,7 @@ void CaptureDecoder::ShowPassedOver(std::uint64_t offset, std::uint64_t length,
                  .name = "no HTTP message",
                  .length = static_cast<long long>(length)});
   ShowEnds(connection, is_from_first);
-  writer_->Close();
+  writer_->Close(kUnknownEnd);
 }
 
 }  // namespace kesu_tool

@@ -9,9 +9,9 @@
 #include <string_view>
 #include <utility>
 
+#include "decode/tree.h"
 #include "tools/kesu/http_stream.h"
 #include "tools/kesu/packet.h"
-#include "tools/kesu/tree.h"
 
 namespace kesu_tool {
 
@@ -19,10 +19,10 @@ namespace kesu_tool {
 /// with them.
 class CaptureDecoder {
  public:
-  using OnFault = std::function<void(const std::string& where, const Fault& fault)>;
+  using OnFault = std::function<void(const std::string& where, const kesu_decode::Fault& fault)>;
 
   /// `writer` is borrowed.
-  CaptureDecoder(TreeWriter* writer, OnFault on_fault);
+  CaptureDecoder(kesu_decode::TreeWriter* writer, OnFault on_fault);
   CaptureDecoder(const CaptureDecoder&) = delete;
   CaptureDecoder& operator=(const CaptureDecoder&) = delete;
   ~CaptureDecoder();
@@ -50,7 +50,7 @@ class CaptureDecoder {
                       bool is_from_first);
   void ShowEnds(Connection* connection, bool is_from_first);
 
-  TreeWriter* writer_;
+  kesu_decode::TreeWriter* writer_;
   const OnFault on_fault_;
   Connections connections_;
   std::map<Ends, Connections::iterator> by_ends_;

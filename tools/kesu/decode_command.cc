@@ -15,6 +15,9 @@
 namespace kesu_tool {
 namespace {
 
+using kesu_decode::Fault;
+using kesu_decode::TreeWriter;
+
 /// Bytes; those behind are left to what is shown.
 constexpr std::size_t kMostComplaints = std::size_t{1} << 16;
 

@@ -8,7 +8,7 @@
 
 #include <sys/types.h>
 
-#include "tools/kesu/body_decoder.h"
+#include "decode/body_decoder.h"
 #include "tools/kesu/capture_decoder.h"
 #include "tools/kesu/capture_file.h"
 #include "tools/kesu/http_stream.h"
@@ -16,6 +16,8 @@
 
 namespace kesu_tool {
 namespace {
+
+using kesu_decode::TreeWriter;
 
 constexpr std::size_t kLargestBody = std::size_t{1} << 28;
 constexpr std::size_t kBytesPerRead = std::size_t{1} << 16;
@@ -97,7 +99,7 @@ DecodeOutcome DecodeBody(Input* input, TreeWriter* writer, const OnDecodeFault& 
   const common_base::ByteView view(common_base::kReferenceExistingBuffer,
                                    reinterpret_cast<const unsigned char*>(body.data()),
                                    static_cast<int>(body.size()));
-  if (const auto fault = BodyDecoder(writer).Decode(view)) on_fault("", *fault);
+  if (const auto fault = kesu_decode::BodyDecoder(writer).Decode(view)) on_fault("", *fault);
   return DecodeOutcome::kShown;
 }
 

@@ -5,7 +5,7 @@
 #include <functional>
 #include <string>
 
-#include "tools/kesu/tree.h"
+#include "decode/tree.h"
 
 namespace kesu_tool {
 
@@ -18,12 +18,13 @@ enum class DecodeOutcome {
 };
 
 /// Takes what is wrong with what is shown: "message 2", or empty for a body, and the fault there.
-using OnDecodeFault = std::function<void(const std::string& where, const Fault& fault)>;
+using OnDecodeFault =
+    std::function<void(const std::string& where, const kesu_decode::Fault& fault)>;
 
 /// Shows what is in `in`: a body, HTTP messages as they went over a connection, or a capture of
 /// packets, as the first bytes tell. Of kUnreadable, `error` says why.
-DecodeOutcome DecodeInput(std::FILE* in, TreeWriter* writer, const OnDecodeFault& on_fault,
-                          std::string* error);
+DecodeOutcome DecodeInput(std::FILE* in, kesu_decode::TreeWriter* writer,
+                          const OnDecodeFault& on_fault, std::string* error);
 
 }  // namespace kesu_tool
 

@@ -7,6 +7,10 @@
 namespace kesu_tool {
 namespace {
 
+using kesu_decode::Fault;
+using kesu_decode::Node;
+using kesu_decode::RawBytes;
+using kesu_decode::TextBytes;
 using nlohmann::json;
 
 constexpr std::size_t kBytesPerWrite = std::size_t{1} << 16;
@@ -130,7 +134,7 @@ void JsonTreeWriter::CloseList() {
   in_list_.pop_back();
 }
 
-void JsonTreeWriter::Leaf(const Node& node) {
+void JsonTreeWriter::Leaf(const Node& node, std::size_t) {
   if (!in_list_.back() && IsValueAlone(node)) {
     BeginNode(node);
     WriteValue(node);

@@ -6,24 +6,24 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/kesu/tree.h"
+#include "decode/tree.h"
 
 namespace kesu_tool {
 
 /// One JSON object on one line, written as its parts come. An element of a list is an object; a
 /// node inside another is a member of it, named like the node with underscores: the value alone
 /// where there is no more to say than that. The outermost node ends the line.
-class JsonTreeWriter final : public TreeWriter {
+class JsonTreeWriter final : public kesu_decode::TreeWriter {
  public:
   /// `out` is borrowed.
   explicit JsonTreeWriter(std::FILE* out) : out_(out) {}
 
-  void Open(const Node& node) override { BeginObject(node); }
-  void Close() override { EndObject(); }
+  void Open(const kesu_decode::Node& node) override { BeginObject(node); }
+  void Close(std::size_t) override { EndObject(); }
   void OpenList(const char* name) override;
   void CloseList() override;
-  void Leaf(const Node& node) override;
-  void Stop(const Fault& fault) override;
+  void Leaf(const kesu_decode::Node& node, std::size_t end) override;
+  void Stop(const kesu_decode::Fault& fault) override;
 
  private:
   void Write(std::string_view text) { pending_ += text; }
@@ -32,9 +32,9 @@ class JsonTreeWriter final : public TreeWriter {
   void Member(std::string_view name, long long value);
   /// `value` is written as it is, between quotes.
   void Member(std::string_view name, const char* value);
-  void BeginNode(const Node& node);
-  void BeginObject(const Node& node);
-  void WriteValue(const Node& node);
+  void BeginNode(const kesu_decode::Node& node);
+  void BeginObject(const kesu_decode::Node& node);
+  void WriteValue(const kesu_decode::Node& node);
   void WriteHex(const common_base::ByteView& bytes);
   void EndObject();
 

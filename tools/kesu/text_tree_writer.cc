@@ -7,6 +7,10 @@
 namespace kesu_tool {
 namespace {
 
+using kesu_decode::Node;
+using kesu_decode::RawBytes;
+using kesu_decode::TextBytes;
+
 constexpr std::size_t kIndentation = 2;
 constexpr int kRawBytesPerLine = 16;
 

@@ -4,30 +4,30 @@
 #include <cstdio>
 #include <string>
 
-#include "tools/kesu/tree.h"
+#include "decode/tree.h"
 
 namespace kesu_tool {
 
 /// One line per node: its offset, and indented by its depth what it is. Raw bytes follow in lines
 /// of their own. Nothing in the bytes can control the terminal.
-class TextTreeWriter final : public TreeWriter {
+class TextTreeWriter final : public kesu_decode::TreeWriter {
  public:
   /// `out` is borrowed.
   explicit TextTreeWriter(std::FILE* out) : out_(out) {}
 
-  void Open(const Node& node) override;
-  void Close() override { --depth_; }
+  void Open(const kesu_decode::Node& node) override;
+  void Close(std::size_t) override { --depth_; }
   void OpenList(const char*) override {}
   void CloseList() override {}
-  void Leaf(const Node& node) override { Open(node), Close(); }
+  void Leaf(const kesu_decode::Node& node, std::size_t end) override { Open(node), Close(end); }
   /// The reason is left to standard error.
-  void Stop(const Fault&) override {}
+  void Stop(const kesu_decode::Fault&) override {}
 
  private:
   /// Empties line_ but for the offset and the indentation.
   void BeginLine(std::size_t offset);
   void EndLine();
-  void WriteRawBytes(const RawBytes& raw);
+  void WriteRawBytes(const kesu_decode::RawBytes& raw);
 
   std::FILE* out_;
   std::size_t depth_ = 0;

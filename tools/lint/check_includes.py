@@ -20,6 +20,7 @@ ORDER = [
     "Src/client",
     "Src/here",
     "glib",
+    "decode",
     "tools/support",
     "tools/kesu",
     "server/geo",

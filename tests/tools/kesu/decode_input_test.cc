@@ -28,7 +28,7 @@ std::string Decode(std::vector<unsigned char> input, std::string* faults) {
   std::FILE* const out = open_memstream(&text, &length);
   Writer writer(out);
   faults->clear();
-  const auto on_fault = [&](const std::string& where, const kesu_tool::Fault& fault) {
+  const auto on_fault = [&](const std::string& where, const kesu_decode::Fault& fault) {
     CHECK(fault.offset <= input.size());
     *faults += "error at " + where + (where.empty() ? "" : ", ") + std::to_string(fault.offset) +
                ": " + fault.reason + "\n";

@@ -1,11 +1,11 @@
-#include "tools/kesu/message_decoder.h"
+#include "decode/message_decoder.h"
 
 #include <algorithm>
 
 #include "kesu/common/net/proto/proto_util.h"
 #include "kesu/common/net/proto/wire_type.h"
 
-namespace kesu_tool {
+namespace kesu_decode {
 namespace {
 
 using common_base::ByteVector;
@@ -73,7 +73,7 @@ bool MessageDecoder::DecodeMessage(const MessageDescriptor& descriptor, Node nod
   writer_->OpenList("fields");
   const bool ok = DecodeFields(descriptor, is_group, in);
   writer_->CloseList();
-  writer_->Close();
+  writer_->Close(is_group ? in->offset() : in->end());
   return ok;
 }
 
@@ -105,7 +105,8 @@ void MessageDecoder::EndEarly(const Key& key, Cursor* in) {
                  .field_number = key.number,
                  .length = rest.length,
                  .value = RawBytes{rest.bytes, rest.offset},
-                 .remark = "these bytes are ignored"});
+                 .remark = "these bytes are ignored"},
+                rest.end());
 }
 
 bool MessageDecoder::DecodeKnownField(const FieldRow& row, const Key& key, Cursor* in) {
@@ -134,7 +135,7 @@ bool MessageDecoder::DecodeNumber(const FieldRow& row, Node node, Cursor* in) {
   } else {
     node.value = value;
   }
-  writer_->Leaf(node);
+  writer_->Leaf(node, in->offset());
   return true;
 }
 
@@ -142,7 +143,7 @@ bool MessageDecoder::DecodeText(Node node, Cursor* in) {
   const Cursor::Run run = TakeRun(in);
   if (in->stream()->hit_error()) return FailCutShort(node);
   node.value = TextBytes{run.bytes};
-  writer_->Leaf(node);
+  writer_->Leaf(node, run.end());
   return IsWhole(run, node);
 }
 
@@ -181,7 +182,7 @@ bool MessageDecoder::DecodeUnknownField(const Key& key, Cursor* in) {
       return false;
   }
   if (stream->hit_error()) return FailCutShort(node);
-  writer_->Leaf(node);
+  writer_->Leaf(node, in->offset());
   return true;
 }
 
@@ -190,7 +191,7 @@ bool MessageDecoder::DecodeUnknownRun(Node node, Cursor* in) {
   if (in->stream()->hit_error()) return FailCutShort(node);
   node.length = run.length;
   node.value = RawBytes{run.bytes, run.offset};
-  writer_->Leaf(node);
+  writer_->Leaf(node, run.end());
   return IsWhole(run, node);
 }
 
@@ -201,7 +202,7 @@ bool MessageDecoder::DecodeUnknownGroup(const Key& key, Node node, Cursor* in) {
   const ByteView group = in->stream()->GetByteSpan(start);
   node.length = group.length();
   node.value = RawBytes{group, offset};
-  writer_->Leaf(node);
+  writer_->Leaf(node, in->offset());
   if (in->stream()->hit_error()) return FailCutShort(node);
   if (!EndsWithKeyOf(key.number, group)) Wonder(key.offset, NameOf(node) + " has no end");
   return true;
@@ -231,4 +232,4 @@ void MessageDecoder::Wonder(std::size_t offset, const std::string& reason) {
   if (!oddity_) oddity_ = Fault{offset, reason};
 }
 
-}  // namespace kesu_tool
+}  // namespace kesu_decode

@@ -1,5 +1,5 @@
-#ifndef KESU_TOOL_TREE_H_
-#define KESU_TOOL_TREE_H_
+#ifndef DECODE_TREE_H_
+#define DECODE_TREE_H_
 
 #include <cstddef>
 #include <optional>
@@ -10,7 +10,7 @@
 
 /// What decoding makes of a body: nodes in the order of their bytes, handed to a writer one by one,
 /// so that memory does not grow with their number.
-namespace kesu_tool {
+namespace kesu_decode {
 
 /// Where bytes make no sense, and why.
 struct Fault {
@@ -50,6 +50,9 @@ struct Node {
   std::string remark{};
 };
 
+/// For what is not taken from one run of bytes.
+inline constexpr std::size_t kUnknownEnd = 0;
+
 /// The views in the nodes need not outlive the call that hands them over.
 class TreeWriter {
  public:
@@ -60,16 +63,18 @@ class TreeWriter {
 
   /// The following nodes are inside this one, up to the Close() that belongs to it.
   virtual void Open(const Node& node) = 0;
-  virtual void Close() = 0;
+  /// `end` is one past the last byte of the node that is closed, counted like its offset, or
+  /// kUnknownEnd.
+  virtual void Close(std::size_t end) = 0;
   /// The following nodes are elements of a list of the node that is open, up to CloseList().
   virtual void OpenList(const char* name) = 0;
   virtual void CloseList() = 0;
-  /// A node with nothing inside it.
-  virtual void Leaf(const Node& node) = 0;
+  /// A node with nothing inside it, and where it ends.
+  virtual void Leaf(const Node& node, std::size_t end) = 0;
   /// Why nothing more is coming; belongs to the node that is open.
   virtual void Stop(const Fault& fault) = 0;
 };
 
-}  // namespace kesu_tool
+}  // namespace kesu_decode
 
-#endif  // KESU_TOOL_TREE_H_
+#endif  // DECODE_TREE_H_

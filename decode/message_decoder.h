@@ -1,5 +1,5 @@
-#ifndef KESU_TOOL_MESSAGE_DECODER_H_
-#define KESU_TOOL_MESSAGE_DECODER_H_
+#ifndef DECODE_MESSAGE_DECODER_H_
+#define DECODE_MESSAGE_DECODER_H_
 
 #include <cstddef>
 #include <optional>
@@ -8,10 +8,10 @@
 
 #include "kesu/common/net/proto/message_descriptor.h"
 
-#include "tools/kesu/cursor.h"
-#include "tools/kesu/tree.h"
+#include "decode/cursor.h"
+#include "decode/tree.h"
 
-namespace kesu_tool {
+namespace kesu_decode {
 
 /// Shows a message field by field, as the library reads it: a known field in its declared encoding
 /// whatever the key says, unknown ones passed over. The call stack grows with the nesting that the
@@ -67,6 +67,6 @@ class MessageDecoder {
   std::optional<Fault> oddity_;
 };
 
-}  // namespace kesu_tool
+}  // namespace kesu_decode
 
-#endif  // KESU_TOOL_MESSAGE_DECODER_H_
+#endif  // DECODE_MESSAGE_DECODER_H_

@@ -1,4 +1,4 @@
-#include "tools/kesu/body_decoder.h"
+#include "decode/body_decoder.h"
 
 #include <string_view>
 #include <utility>
@@ -10,9 +10,9 @@
 #include "kesu/proto/lbs.h"
 #include "kesu/services/lbs_service.h"
 
-#include "tools/kesu/message_decoder.h"
+#include "decode/message_decoder.h"
 
-namespace kesu_tool {
+namespace kesu_decode {
 namespace {
 
 using common_base::ByteView;
@@ -59,10 +59,10 @@ std::string_view TextOf(const ByteView& bytes) {
 class NullTreeWriter final : public TreeWriter {
  public:
   void Open(const Node&) override {}
-  void Close() override {}
+  void Close(std::size_t) override {}
   void OpenList(const char*) override {}
   void CloseList() override {}
-  void Leaf(const Node&) override {}
+  void Leaf(const Node&, std::size_t) override {}
   void Stop(const Fault&) override {}
 };
 
@@ -87,7 +87,7 @@ std::optional<Fault> BodyDecoder::Decode(const ByteView& body, std::string remar
   Cursor in(body, 0);
   long long version = 0;
   if (ReadNumber("protocol version", 2, &in, &version)) {
-    writer_->Leaf({.name = "protocol version", .value = version});
+    writer_->Leaf({.name = "protocol version", .value = version}, in.offset());
     if (version == common_kesu::kProtocolVersion) {
       DecodeBlocks(&in);
     } else {
@@ -96,7 +96,7 @@ std::optional<Fault> BodyDecoder::Decode(const ByteView& body, std::string remar
     }
   }
   if (fault_) writer_->Stop(*fault_);
-  writer_->Close();
+  writer_->Close(in.end());
   return fault_;
 }
 
@@ -123,7 +123,7 @@ bool BodyDecoder::DecodeBlock(Cursor* in) {
   if (name == nullptr) {
     node.name = "unknown block";
     node.value = RawBytes{body.bytes, body.offset};
-    writer_->Leaf(node);
+    writer_->Leaf(node, body.end());
     return IsWhole(node.name, offset, body);
   }
   const bool is_whole = IsWhole(name, offset, body);
@@ -137,7 +137,7 @@ bool BodyDecoder::DecodeBlock(Cursor* in) {
   } else {
     ok = DecodeRequestBlock(type == Block::kMultipartRequestBlock, &inside);
   }
-  writer_->Close();
+  writer_->Close(body.end());
   return ok && is_whole;
 }
 
@@ -160,7 +160,8 @@ bool BodyDecoder::DecodeRequestBlock(bool is_multipart, Cursor* in) {
   writer_->Leaf({.offset = rest.offset,
                  .name = "parts",
                  .length = rest.length,
-                 .value = RawBytes{rest.bytes, rest.offset}});
+                 .value = RawBytes{rest.bytes, rest.offset}},
+                rest.end());
   return true;
 }
 
@@ -173,7 +174,7 @@ bool BodyDecoder::DecodeRequestPayload(const Cursor::Run& service, Cursor* in) {
   Node node = {.offset = payload.offset, .name = "payload", .length = length};
   if (TextOf(service.bytes) != common_kesu::kLBSServiceUri) {
     node.value = RawBytes{payload.bytes, payload.offset};
-    writer_->Leaf(node);
+    writer_->Leaf(node, payload.end());
     return is_whole;
   }
   MessageDecoder decoder(writer_);
@@ -197,7 +198,7 @@ bool BodyDecoder::DecodeReplyBlock(const Cursor::Run& block, Cursor* in) {
   if (is_encoded) {
     Node raw = node;
     raw.value = RawBytes{payload.bytes, payload.offset};
-    writer_->Leaf(raw);
+    writer_->Leaf(raw, payload.end());
     return false;
   }
   ShowReplyPayload(node, payload, !block.is_whole());
@@ -214,7 +215,7 @@ bool BodyDecoder::DecodeEncodedPayload(const Cursor::Run& block, const Cursor::R
   Node node = {.offset = payload.offset, .name = "payload", .length = payload.length};
   if (!ok) {
     node.value = RawBytes{payload.bytes, payload.offset};
-    writer_->Leaf(node);
+    writer_->Leaf(node, payload.end());
     Fail(encodings.offset, "the encodings cannot be undone");
     return false;
   }
@@ -238,7 +239,7 @@ void BodyDecoder::ShowReplyPayload(Node node, const Cursor::Run& payload, bool i
   node.remark += std::string("no ") + lbs::GLocReply::kDescriptor.name + ": at " +
                  std::to_string(reason->offset) + ", " + reason->reason;
   node.value = RawBytes{payload.bytes, payload.offset};
-  writer_->Leaf(node);
+  writer_->Leaf(node, payload.end());
 }
 
 bool BodyDecoder::ReadNumber(const char* name, int width, Cursor* in, long long* value) {
@@ -259,7 +260,7 @@ bool BodyDecoder::ShowNumber(const char* name, int width, Cursor* in) {
   long long value = 0;
   if (!ReadNumber(name, width, in, &value)) return false;
   node.value = value;
-  writer_->Leaf(node);
+  writer_->Leaf(node, in->offset());
   return true;
 }
 
@@ -268,7 +269,7 @@ bool BodyDecoder::ShowText(const char* name, Cursor* in, Cursor::Run* text) {
   long long length = 0;
   if (!ReadNumber(name, 2, in, &length)) return false;
   *text = in->Take(static_cast<unsigned short>(length));
-  writer_->Leaf({.offset = offset, .name = name, .value = TextBytes{text->bytes}});
+  writer_->Leaf({.offset = offset, .name = name, .value = TextBytes{text->bytes}}, text->end());
   return IsWhole(name, offset, *text);
 }
 
@@ -290,4 +291,4 @@ void BodyDecoder::Fail(std::size_t offset, const std::string& reason) {
   if (!fault_) fault_ = Fault{offset, reason};
 }
 
-}  // namespace kesu_tool
+}  // namespace kesu_decode

@@ -1,5 +1,5 @@
-#ifndef KESU_TOOL_BODY_DECODER_H_
-#define KESU_TOOL_BODY_DECODER_H_
+#ifndef DECODE_BODY_DECODER_H_
+#define DECODE_BODY_DECODER_H_
 
 #include <cstddef>
 #include <optional>
@@ -7,10 +7,10 @@
 
 #include "kesu/common/base/vector.h"
 
-#include "tools/kesu/cursor.h"
-#include "tools/kesu/tree.h"
+#include "decode/cursor.h"
+#include "decode/tree.h"
 
-namespace kesu_tool {
+namespace kesu_decode {
 
 /// Shows the body of a POST or of a reply. What is cut short is shown as far as it goes.
 class BodyDecoder {
@@ -50,6 +50,6 @@ class BodyDecoder {
   std::optional<Fault> fault_;
 };
 
-}  // namespace kesu_tool
+}  // namespace kesu_decode
 
-#endif  // KESU_TOOL_BODY_DECODER_H_
+#endif  // DECODE_BODY_DECODER_H_

@@ -1,12 +1,12 @@
-#ifndef KESU_TOOL_CURSOR_H_
-#define KESU_TOOL_CURSOR_H_
+#ifndef DECODE_CURSOR_H_
+#define DECODE_CURSOR_H_
 
 #include <cstddef>
 
 #include "kesu/common/base/data_input_stream.h"
 #include "kesu/common/base/vector.h"
 
-namespace kesu_tool {
+namespace kesu_decode {
 
 /// A place in some bytes that knows its offset in the whole they are a part of.
 class Cursor {
@@ -21,6 +21,8 @@ class Cursor {
     int left = 0;
 
     bool is_whole() const { return length == bytes.length(); }
+    /// One past the last byte that there is.
+    std::size_t end() const { return offset + static_cast<std::size_t>(bytes.length()); }
   };
 
   Cursor(const common_base::ByteView& bytes, std::size_t offset)
@@ -29,6 +31,8 @@ class Cursor {
   Cursor(const Cursor&) = delete;
   Cursor& operator=(const Cursor&) = delete;
 
+  /// One past the last byte.
+  std::size_t end() const { return offset_ + static_cast<std::size_t>(bytes_.length()); }
   bool at_end() const { return stream_.hit_end_of_file(); }
   int left() const { return bytes_.length() - stream_.position(); }
   std::size_t offset() const { return offset_ + static_cast<std::size_t>(stream_.position()); }
@@ -44,6 +48,6 @@ class Cursor {
   const std::size_t offset_;
 };
 
-}  // namespace kesu_tool
+}  // namespace kesu_decode
 
-#endif  // KESU_TOOL_CURSOR_H_
+#endif  // DECODE_CURSOR_H_

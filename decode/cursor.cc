@@ -1,8 +1,8 @@
-#include "tools/kesu/cursor.h"
+#include "decode/cursor.h"
 
 #include <algorithm>
 
-namespace kesu_tool {
+namespace kesu_decode {
 
 Cursor::Run Cursor::Take(long long length) {
   const std::size_t start = offset();
@@ -11,4 +11,4 @@ Cursor::Run Cursor::Take(long long length) {
   return {stream_.ReadByteSpan(taken), start, length, available};
 }
 
-}  // namespace kesu_tool
+}  // namespace kesu_decode
