@@ -20,6 +20,8 @@ struct Answer {
   /// error.
   std::string text;
   bool is_complaint = false;
+  /// What --map shows of it, see map_json.h; empty where nothing is asked for.
+  std::string map = {};
 };
 
 /// Tells one lookup of several from the others.

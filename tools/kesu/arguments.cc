@@ -194,6 +194,18 @@ bool IsGeographic(Command command) {
   return command == Command::kLocate || command == Command::kTrack || command == Command::kReverse;
 }
 
+bool ParseMapFile(const OptionWords& general, Arguments* arguments, std::string* error) {
+  if (!general.Has("--map")) return true;
+  arguments->map_file = general.Last("--map").value_or("");
+  if (arguments->command != Command::kLocate && arguments->command != Command::kReverse) {
+    *error = "--map is for locate and reverse";
+    return false;
+  }
+  if (!arguments->map_file.empty()) return true;
+  *error = "--map needs the name of a file";
+  return false;
+}
+
 bool ParseGeneralOptions(const OptionWords& general, Arguments* arguments, std::string* error) {
   if (general.Has("--json")) arguments->format = Format::kJson;
   if (general.Has("--geojson")) {
@@ -203,6 +215,7 @@ bool ParseGeneralOptions(const OptionWords& general, Arguments* arguments, std::
     }
     arguments->format = Format::kGeoJson;
   }
+  if (!ParseMapFile(general, arguments, error)) return false;
   arguments->wants_trace = general.Has("--trace");
   arguments->wants_progress = general.Has("--progress");
   arguments->wants_stats = general.Has("--stats");

@@ -30,6 +30,8 @@ struct Arguments {
   std::optional<int> timeout_ms;
   std::optional<int> deadline_ms;
   Format format = Format::kText;
+  /// Of locate and reverse: a path. Empty: none.
+  std::string map_file;
   bool wants_trace = false;
   bool wants_progress = false;
   bool wants_stats = false;

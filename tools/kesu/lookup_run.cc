@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "tools/kesu/client_options.h"
+#include "tools/kesu/map_json.h"
 #include "tools/kesu/printing.h"
 #include "tools/kesu/signals.h"
 #include "tools/kesu/stats_text.h"
@@ -44,6 +45,7 @@ LookupRun::LookupRun(const Arguments& arguments)
       loop_(g_main_loop_new(nullptr, FALSE)),
       client_(std::in_place, ClientOptions(arguments)),
       writer_(STDOUT_FILENO, [this] { GoOn(); }) {
+  if (!arguments.map_file.empty()) map_.emplace(arguments.map_file);
   if (WantsProgress(arguments)) progress_.emplace([this] { return Progress(); });
 }
 
@@ -117,7 +119,10 @@ void LookupRun::AskLine(const LineReader::Line& line) {
   if (question) return Ask(*question);
   const std::size_t number = first_ + slots_.size();
   slots_.emplace_back();
-  AddAnswer(number, FailureAnswer(arguments_.format, label, {kesu::ErrorKind::kMisuse, error}));
+  const kesu::Error misuse{kesu::ErrorKind::kMisuse, error};
+  Answer answer = FailureAnswer(arguments_.format, label, misuse);
+  if (map_) answer.map = FailureMap(label.words, misuse);
+  AddAnswer(number, std::move(answer));
 }
 
 void LookupRun::AddAnswer(std::size_t number, Answer answer) {
@@ -137,6 +142,7 @@ void LookupRun::Print(const Answer& answer) {
   exit_status_ = Worst(exit_status_, answer.exit_status);
   if (IsFailure(answer.exit_status)) ++failures_;
   if (progress_) progress_->Clear();
+  if (map_) map_->Add(answer.map);
   if (answer.is_complaint) return PrintError(answer.text);
   if (!IsCollection(arguments_)) return writer_.Write(answer.text + "\n");
   writer_.Write((first_ == 0 ? "\n" : ",\n") + answer.text);
@@ -175,9 +181,17 @@ int LookupRun::Finish() {
     PrintError(std::string("standard input cannot be read: ") + std::strerror(reader_->failure()));
     exit_status_ = Worst(exit_status_, kUsageExitStatus);
   }
+  if (map_) WriteMap();
   if (!writer_.has_failed()) return exit_status_;
   PrintError("the results could not be written");
   return kFailureExitStatus;
+}
+
+void LookupRun::WriteMap() {
+  std::string error;
+  if (map_->Write(&error)) return;
+  PrintError("the map could not be written: " + error);
+  exit_status_ = Worst(exit_status_, kFailureExitStatus);
 }
 
 }  // namespace kesu_tool

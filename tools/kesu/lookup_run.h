@@ -15,6 +15,7 @@
 #include "tools/kesu/answer.h"
 #include "tools/kesu/arguments.h"
 #include "tools/kesu/line_reader.h"
+#include "tools/kesu/map_file.h"
 #include "tools/kesu/progress_line.h"
 #include "tools/kesu/result_writer.h"
 
@@ -69,6 +70,7 @@ class LookupRun {
   void OnTimeUp();
   void End(int signal);
   int Finish();
+  void WriteMap();
 
   const Arguments& arguments_;
   GMainLoop* loop_;
@@ -77,6 +79,7 @@ class LookupRun {
   Parser parse_;
   ResultWriter writer_;
   std::optional<ProgressLine> progress_;
+  std::optional<MapFile> map_;
   /// Of the questions whose answers are not printed yet, and the number of the first of them.
   std::deque<Slot> slots_;
   std::size_t first_ = 0;

@@ -8,6 +8,7 @@
 #include "tools/kesu/exit_status.h"
 #include "tools/kesu/http_test_command.h"
 #include "tools/kesu/locate_command.h"
+#include "tools/kesu/map_file.h"
 #include "tools/kesu/option_words.h"
 #include "tools/kesu/printing.h"
 #include "tools/kesu/reverse_command.h"
@@ -40,6 +41,10 @@ int RunHere(const Arguments& arguments) {
 int RunOverNetwork(const Arguments& arguments) {
   if (!arguments.ca_file.empty() && access(arguments.ca_file.c_str(), R_OK) != 0) {
     return FailUsage("the CA file \"" + arguments.ca_file + "\" cannot be read");
+  }
+  std::string error;
+  if (!arguments.map_file.empty() && !CanWriteMap(arguments.map_file, &error)) {
+    return FailUsage(error);
   }
   if (!CanOpenFiles(kFilesOfALookup)) {
     PrintError("too few files can be open at a time");

@@ -66,6 +66,7 @@ const GOptionEntry kGeneralOptions[] = {
     Entry("timeout", "For the whole run", "SECONDS"),
     Entry("json", "Print JSON, an object a line", nullptr),
     Entry("geojson", "Print GeoJSON", nullptr),
+    Entry("map", "Write a page with a map too", "FILE", G_OPTION_FLAG_FILENAME),
     Entry("progress", "Show how far a long run is", nullptr),
     Entry("stats", "Print counters at the end", nullptr),
     Entry("trace", "Print what happens inside", nullptr),

@@ -22,6 +22,7 @@ ORDER = [
     "glib",
     "decode",
     "tools/support",
+    "web",
     "tools/kesu",
     "server/geo",
     "server/storage",

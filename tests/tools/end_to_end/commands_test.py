@@ -31,6 +31,9 @@ REFUSED = {
           "--server http://localhost:99999 reverse 1,2", "--server http://a%0ab reverse 1,2"],
     "with -, on standard input": ["reverse - 1,2", "locate - x"],
     "in place of --json": ["--json --geojson reverse 1,2", "decode - --geojson"],
+    "--map is for locate and reverse": ["decode - --map x", "track --map x"],
+    'written to "/dev/null"': ["locate --gps 1,2 --map /dev/null"],
+    'written to "/nonexistent/x"': ["reverse 1,2 --map /nonexistent/x"],
     "the proxy is http://HOST:PORT": ["--proxy ftp://a reverse 1,2", "--proxy a reverse 1,2"],
     "server is too long": ["--server http://" + "x" * 100 + " reverse 1,2"],
 }
