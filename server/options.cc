@@ -52,6 +52,8 @@ std::vector<NumberOption> NumberOptions(Options* options) {
       {"max-cpu", '\0', &options->max_cpu_ms, 0, kHourMs,
        "CPU time of one POST, 0 for any; the rest of its requests gets status 503 (default 1000)",
        "MS"},
+      {"max-waiting", '\0', &options->max_waiting, 1, kMaxNumber,
+       "POSTs of a worker that wait for the database; others get status 503 (default 1000)", "N"},
   };
 }
 

@@ -30,6 +30,7 @@ struct Options {
   int max_body_bytes = 1 << 20;
   int max_requests = 2000;
   int max_cpu_ms = 1000;
+  int max_waiting = 1000;
   /// "-" for standard output.
   std::optional<std::string> access_log;
   /// Both or none.

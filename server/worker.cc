@@ -17,7 +17,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "server/counting_storage.h"
+#include "server/counting_lookup.h"
 #include "server/http/admission.h"
 #include "server/http/geolocate_page.h"
 #include "server/http/http_server.h"
@@ -69,8 +69,8 @@ std::unique_ptr<LineWriter> OpenAccessLog(const std::string& path, std::string* 
 
 PostLimits PostLimitsOf(const Options& options) {
   return {static_cast<std::size_t>(options.max_body_bytes),
-          static_cast<std::size_t>(options.max_requests),
-          static_cast<unsigned>(options.max_cpu_ms)};
+          static_cast<std::size_t>(options.max_requests), static_cast<unsigned>(options.max_cpu_ms),
+          static_cast<std::size_t>(options.max_waiting)};
 }
 
 /// Clients that wait in the queues of listening sockets.
@@ -168,11 +168,12 @@ int RunWorker(const WorkerSetting& setting, const std::vector<int>& listening_so
   WorkerRecord& record = setting.records[place.block];
   std::string error;
 
-  std::unique_ptr<Storage> opened = OpenStorage(options.source, &error);
-  if (!opened) return Fail(error);
-  CountingStorage storage(std::move(opened), &record);
-  const std::optional<StorageCounts> counts = storage.Counts();
-  if (!counts) return Fail(storage.error());
+  std::unique_ptr<Storage> storage = OpenStorage(options.source, &error);
+  if (!storage) return Fail(error);
+  const std::optional<StorageCounts> counts = storage->Counts();
+  if (!counts) return Fail(storage->error());
+  const std::string caution = CautionAbout(options.source, storage.get());
+  CountingLookup lookup(NewLookup(options.source, std::move(storage)), &record);
   TlsFiles tls;
   if (options.tls_key &&
       !ReadTlsFiles(options.tls_certificate.value_or(""), *options.tls_key, &tls, &error)) {
@@ -191,10 +192,10 @@ int RunWorker(const WorkerSetting& setting, const std::vector<int>& listening_so
     record.dropped_lines += writer->dropped_lines() - dropped_before;
   };
 
-  RequestHandler handler(PostLimitsOf(options), &record, [&](const std::string& line) {
+  RequestHandler handler(PostLimitsOf(options), &lookup, &record, [&](const std::string& line) {
     write_to(&messages, "kesu-server: " + line);
   });
-  LocationService location_service(&storage, NewPlatformKey);
+  LocationService location_service(NewPlatformKey);
   std::unique_ptr<Learner> learner;
   if (options.does_learn) {
     learner = std::make_unique<Learner>([source = ToLearnIn(options.source)] {
@@ -205,9 +206,9 @@ int RunWorker(const WorkerSetting& setting, const std::vector<int>& listening_so
         [&learner](const std::vector<Lesson>& lessons) { learner->Teach(lessons); });
   }
   handler.AddService(LocationService::kName, [&](const ServiceRequest& request) {
-    return location_service.Answer(request);
+    return location_service.Begin(request);
   });
-  handler.AddService(kEchoServiceName, Echo);
+  handler.AddPlainService(kEchoServiceName, Echo);
   handler.set_faults(&options.faults);
 
   Admission admission(setting.records, place.block,
@@ -230,18 +231,8 @@ int RunWorker(const WorkerSetting& setting, const std::vector<int>& listening_so
   }
   HttpServer server(std::move(parts));
   ServingLoop loop(&server, listening_sockets, static_cast<unsigned>(options.grace));
-  const auto add_call = [&](const char* name, const char* method, const char* path,
-                            Reply (*answer)(const HttpRequest&, Storage*)) {
-    handler.AddPage(method, path, [&record, &storage, name, answer](const HttpRequest& request) {
-      Reply reply = answer(request, &storage);
-      record.CountRequest(name, static_cast<int>(reply.status));
-      reply.requests = 1;
-      reply.answered = static_cast<std::size_t>(reply.status == kHttpOk);
-      return reply;
-    });
-  };
-  add_call("geolocate", "POST", "/v1/geolocate", Geolocate);
-  add_call("reverse", "GET", "/reverse", ReverseGeocode);
+  handler.AddCall("geolocate", "POST", "/v1/geolocate", Geolocate);
+  handler.AddCall("reverse", "GET", "/reverse", ReverseGeocode);
   handler.AddPage("GET", "/healthz", [&](const HttpRequest&) {
     return loop.is_ending() ? MakeReply(kHttpUnavailable, kTextContentType, "ending\n")
                             : MakeReply(kHttpOk, kTextContentType, "ok\n");
@@ -256,7 +247,7 @@ int RunWorker(const WorkerSetting& setting, const std::vector<int>& listening_so
   }
   record.data_version = static_cast<std::uint64_t>(counts->data_version);
   record.data_time_s = static_cast<std::uint64_t>(g_get_real_time() / G_USEC_PER_SEC);
-  place.say_ready(CautionAbout(options.source, &storage));
+  place.say_ready(caution);
   loop.Run();
   return 0;
 }

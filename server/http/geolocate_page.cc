@@ -5,6 +5,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <glib.h>
@@ -103,25 +104,44 @@ Call ReadCall(const Json& json) {
   return call;
 }
 
+class GeolocateWork final : public Inquirer<Reply> {
+ public:
+  explicit GeolocateWork(std::string_view body) : body_(body) {}
+
+  std::optional<Reply> GoOn(const Found& found, Inquiry* inquiry) override {
+    if (found.has_failed) return JsonError(kStorageFailureStatus, "Service Unavailable");
+    if (has_asked_) return Answer(found);
+    has_asked_ = true;
+    const Json json = Parse(body_);
+    if (!json.is_object()) return JsonError(kBadJsonStatus, "Parse Error");
+    call_ = ReadCall(json);
+    if (call_.keys.empty()) return Answer({});
+    inquiry->keys = call_.keys;
+    return std::nullopt;
+  }
+
+ private:
+  Reply Answer(const Found& found) const {
+    std::vector<Sighting> sightings;
+    for (std::size_t i = 0; i < found.stations.size(); ++i) {
+      if (found.stations[i]) sightings.push_back({*found.stations[i], call_.signals_dbm[i]});
+    }
+    const std::optional<Estimate> estimate = EstimateLocation(sightings);
+    if (!estimate) return JsonError(kNothingKnownStatus, "Not found");
+    const LatLng& position = estimate->position;
+    return JsonReply({{"location", {{"lat", position.latitude}, {"lng", position.longitude}}},
+                      {"accuracy", std::ceil(estimate->accuracy_m)}});
+  }
+
+  std::string_view body_;
+  bool has_asked_ = false;
+  Call call_;
+};
+
 }  // namespace
 
-Reply Geolocate(const HttpRequest& request, Storage* storage) {
-  const Json json = Parse(request.body);
-  if (!json.is_object()) return JsonError(kBadJsonStatus, "Parse Error");
-  const Call call = ReadCall(json);
-  std::vector<std::optional<Station>> stations;
-  if (!call.keys.empty() && !storage->FindStations(call.keys, &stations)) {
-    return JsonError(kStorageFailureStatus, "Service Unavailable");
-  }
-  std::vector<Sighting> sightings;
-  for (std::size_t i = 0; i < stations.size(); ++i) {
-    if (stations[i]) sightings.push_back({*stations[i], call.signals_dbm[i]});
-  }
-  const std::optional<Estimate> estimate = EstimateLocation(sightings);
-  if (!estimate) return JsonError(kNothingKnownStatus, "Not found");
-  return JsonReply(
-      {{"location", {{"lat", estimate->position.latitude}, {"lng", estimate->position.longitude}}},
-       {"accuracy", std::ceil(estimate->accuracy_m)}});
+std::unique_ptr<Inquirer<Reply>> Geolocate(const HttpRequest& request) {
+  return std::make_unique<GeolocateWork>(request.body);
 }
 
 }  // namespace kesu_server

@@ -102,9 +102,12 @@ struct HttpServer::Connection {
   Reply reply;
   /// Where its address is counted; none until it is let in.
   std::optional<std::size_t> bucket;
+  gint64 start_us = 0;
   /// A timer while the reply is delayed.
   unsigned delay = 0;
   bool is_in_request = false;
+  /// libmicrohttpd has set it aside, until the reply is there and it is time for it.
+  bool is_suspended = false;
   /// The reply has been made, and waits for its time or to be sent.
   bool has_reply = false;
   /// The client may go on sending a body that nobody wants.
@@ -149,9 +152,8 @@ HttpServer::~HttpServer() {
   }
   // It does not stop while one is suspended.
   for (Connection* const connection : connections_) {
-    if (connection->delay == 0) continue;
-    g_source_remove(std::exchange(connection->delay, 0));
-    MHD_resume_connection(connection->handle);
+    if (connection->delay != 0) g_source_remove(std::exchange(connection->delay, 0));
+    if (connection->is_suspended) MHD_resume_connection(connection->handle);
   }
   if (daemon_ != nullptr) MHD_stop_daemon(daemon_);
 }
@@ -329,28 +331,52 @@ MHD_Result HttpServer::OnHeaders(Connection* connection, const char* method, con
 
 MHD_Result HttpServer::Answer(Connection* connection) {
   connection->request.body = connection->body;
-  const gint64 start_us = g_get_monotonic_time();
-  connection->reply = parts_.handler->Handle(connection->request);
-  connection->has_reply = true;
-  Log(connection->request, connection->reply, g_get_monotonic_time() - start_us);
-  return connection->reply.delay_ms > 0 ? Delay(connection) : Send(connection);
+  connection->start_us = g_get_monotonic_time();
+  parts_.handler->Handle(connection->request, [this, connection](Reply reply) {
+    TakeReply(connection, std::move(reply));
+  });
+  if (!connection->has_reply) {
+    Suspend(connection);
+    return MHD_YES;
+  }
+  if (connection->reply.delay_ms == 0) return Send(connection);
+  Suspend(connection);
+  Delay(connection);
+  return MHD_YES;
 }
 
-MHD_Result HttpServer::Delay(Connection* connection) {
+void HttpServer::TakeReply(Connection* connection, Reply reply) {
+  connection->reply = std::move(reply);
+  connection->has_reply = true;
+  Log(connection->request, connection->reply, g_get_monotonic_time() - connection->start_us);
+  if (!connection->is_suspended) return;
+  if (connection->reply.delay_ms > 0) return Delay(connection);
+  Resume(connection);
+}
+
+void HttpServer::Suspend(Connection* connection) {
   deadlines_.Clear(connection);
+  connection->is_suspended = true;
+  MHD_suspend_connection(connection->handle);
+}
+
+void HttpServer::Delay(Connection* connection) {
   const auto resume = [](void* delayed) -> gboolean {
     auto* const self = static_cast<Connection*>(delayed);
-    MHD_Daemon* const daemon =
-        MHD_get_connection_info(self->handle, MHD_CONNECTION_INFO_DAEMON)->daemon;
     self->delay = 0;
-    MHD_resume_connection(self->handle);
-    // Nothing else wakes it up.
-    MHD_run(daemon);
+    Resume(self);
     return G_SOURCE_REMOVE;
   };
   connection->delay = g_timeout_add(connection->reply.delay_ms, resume, connection);
-  MHD_suspend_connection(connection->handle);
-  return MHD_YES;
+}
+
+void HttpServer::Resume(Connection* connection) {
+  MHD_Daemon* const daemon =
+      MHD_get_connection_info(connection->handle, MHD_CONNECTION_INFO_DAEMON)->daemon;
+  connection->is_suspended = false;
+  MHD_resume_connection(connection->handle);
+  // Nothing else wakes it up.
+  MHD_run(daemon);
 }
 
 MHD_Result HttpServer::Send(Connection* connection) {

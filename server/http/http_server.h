@@ -37,7 +37,7 @@ class HttpServer {
  public:
   /// What is borrowed, and what may be empty.
   struct Parts {
-    const RequestHandler* handler = nullptr;
+    RequestHandler* handler = nullptr;
     Admission* admission = nullptr;
     WorkerRecord* record = nullptr;
     std::size_t max_body_bytes = 0;
@@ -89,8 +89,12 @@ class HttpServer {
   void RemoveConnection(Connection* connection);
   MHD_Result OnHeaders(Connection* connection, const char* method, const char* path);
   void OnBody(Connection* connection, const char* bytes, std::size_t count) const;
+  /// Asks the handler, and sends the reply or suspends the connection until it is there.
   MHD_Result Answer(Connection* connection);
-  MHD_Result Delay(Connection* connection);
+  void TakeReply(Connection* connection, Reply reply);
+  void Suspend(Connection* connection);
+  static void Delay(Connection* connection);
+  static void Resume(Connection* connection);
   MHD_Result Send(Connection* connection);
   void Log(const HttpRequest& request, const Reply& reply, gint64 duration_us) const;
 

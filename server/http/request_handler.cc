@@ -1,17 +1,18 @@
 #include "server/http/request_handler.h"
 
-#include <algorithm>
 #include <cstdint>
-#include <ctime>
 #include <optional>
 
 #include <glib.h>
 
 #include "server/http/fault_effects.h"
+#include "server/http/post_work.h"
+#include "server/protocol/reply_writer.h"
 
 namespace kesu_server {
 namespace {
 
+constexpr unsigned kHttpOk = 200;
 constexpr char kMuxContentType[] = "application/binary";
 
 Reply TextReply(unsigned status, const std::string& line) {
@@ -32,7 +33,7 @@ std::string MediaType(const HttpHeaders& headers) {
 Reply EchoHeaders(const HttpHeaders& headers) {
   std::string text;
   for (const auto& [name, value] : headers) text += name + ": " + value + "\n";
-  return MakeReply(200, kTextContentType, std::move(text));
+  return MakeReply(kHttpOk, kTextContentType, std::move(text));
 }
 
 Reply WrongMethod(const std::string& text, const char* allowed) {
@@ -41,81 +42,115 @@ Reply WrongMethod(const std::string& text, const char* allowed) {
   return reply;
 }
 
-/// The CPU time that this worker has used.
-std::int64_t CpuNanoseconds() {
-  timespec time = {};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-  return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
-}
+/// One that knows its answer.
+class Answered final : public Inquirer<ServiceReply> {
+ public:
+  explicit Answered(ServiceReply reply) : reply_(std::move(reply)) {}
+  std::optional<ServiceReply> GoOn(const Found&, Inquiry*) override { return std::move(reply_); }
+
+ private:
+  ServiceReply reply_;
+};
 
 }  // namespace
 
-Reply RequestHandler::Handle(const HttpRequest& request) const {
-  if (const auto page = pages_.find(request.path); page != pages_.end()) {
-    return HandlePage(page->second, request);
-  }
-  if (request.path != kServicePath) return TextReply(404, "nothing here");
-  if (request.method == "GET") return EchoHeaders(request.headers);
-  if (request.method == "POST") return HandlePost(request);
-  return WrongMethod("only GET and POST", "GET, POST");
+void RequestHandler::AddPlainService(const std::string& name,
+                                     std::function<ServiceReply(const ServiceRequest&)> service) {
+  AddService(name, [service = std::move(service)](const ServiceRequest& request) {
+    return std::make_unique<Answered>(service(request));
+  });
 }
 
-Reply RequestHandler::HandlePage(const PageEntry& entry, const HttpRequest& request) const {
-  if (request.method != entry.method) {
-    return WrongMethod("only " + entry.method, entry.method.c_str());
+void RequestHandler::Handle(const HttpRequest& request, Done done) {
+  if (const auto page = pages_.find(request.path); page != pages_.end()) {
+    return HandlePage(page->second, request, std::move(done));
   }
-  return request.is_too_large ? BodyTooLarge() : entry.page(request);
+  if (request.path != kServicePath) return done(TextReply(404, "nothing here"));
+  if (request.method == "GET") return done(EchoHeaders(request.headers));
+  if (request.method == "POST") return HandlePost(request, std::move(done));
+  done(WrongMethod("only GET and POST", "GET, POST"));
+}
+
+void RequestHandler::HandlePage(const PageEntry& entry, const HttpRequest& request, Done done) {
+  if (request.method != entry.method) {
+    return done(WrongMethod("only " + entry.method, entry.method.c_str()));
+  }
+  if (request.is_too_large) return done(BodyTooLarge());
+  if (entry.call) return HandleCall(entry, request, std::move(done));
+  done(entry.page(request));
+}
+
+void RequestHandler::HandleCall(const PageEntry& entry, const HttpRequest& request, Done done) {
+  const std::shared_ptr<Inquirer<Reply>> inquirer = entry.call(request);
+  dialogues_.Begin([this, &entry, inquirer, done = std::move(done)](
+                       const std::optional<Findings>& findings, Inquiry* inquiry) {
+    Found found;
+    found.has_failed = !findings;
+    if (findings) {
+      found.stations = findings->stations;
+      found.surroundings = findings->surroundings;
+    }
+    std::optional<Reply> reply = inquirer->GoOn(found, inquiry);
+    if (!reply) return;
+    record_->CountRequest(entry.name, static_cast<int>(reply->status));
+    reply->requests = 1;
+    reply->answered = static_cast<std::size_t>(reply->status == kHttpOk);
+    done(*std::move(reply));
+  });
 }
 
 Reply RequestHandler::BodyTooLarge() const {
   return TextReply(413, "the body is longer than " + std::to_string(limits_.body_bytes) + " bytes");
 }
 
-Reply RequestHandler::HandlePost(const HttpRequest& request) const {
+void RequestHandler::HandlePost(const HttpRequest& request, Done done) {
   if (g_ascii_strcasecmp(MediaType(request.headers).c_str(), kMuxContentType) != 0) {
-    return TextReply(415, std::string("the content type must be ") + kMuxContentType);
+    return done(TextReply(415, std::string("the content type must be ") + kMuxContentType));
   }
-  if (request.is_too_large) return BodyTooLarge();
+  if (request.is_too_large) return done(BodyTooLarge());
   Post post;
   if (const std::optional<ReadError> error = ReadPost(request.body, &post)) {
     const std::string line = "malformed POST: " + error->description + ", at byte offset " +
                              std::to_string(error->offset);
     report_(line);
-    return TextReply(400, line);
+    return done(TextReply(400, line));
   }
   if (post.requests.size() > limits_.requests) {
-    return TextReply(413, "more than " + std::to_string(limits_.requests) + " requests");
+    return done(TextReply(413, "more than " + std::to_string(limits_.requests) + " requests"));
   }
-  ReplyContent content;
-  content.blocks = Answer(post);
-  const auto answered =
-      std::count_if(content.blocks.begin(), content.blocks.end(),
-                    [](const ReplyBlock& block) { return block.status == kOkStatus; });
+  Answer(std::move(post), std::move(done));
+}
+
+void RequestHandler::Answer(Post post, Done done) {
   const Fault* const fault = faults_ == nullptr ? nullptr : faults_->Next();
-  if (fault != nullptr) SpoilContent(*fault, &content);
-  Reply reply = MakeReply(200, kMuxContentType, WriteReplyBody(content));
-  reply.requests = post.requests.size();
-  reply.answered = static_cast<std::size_t>(answered);
-  if (fault != nullptr) SpoilReply(*fault, &reply);
-  return reply;
+  const auto finish = [this, fault, done = std::move(done)](const Post& answered,
+                                                            std::vector<ReplyBlock> blocks) {
+    std::size_t answered_well = 0;
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+      record_->CountRequest(answered.requests[i].service, blocks[i].status);
+      answered_well += static_cast<std::size_t>(blocks[i].status == kOkStatus);
+    }
+    ReplyContent content;
+    content.blocks = std::move(blocks);
+    if (fault != nullptr) SpoilContent(*fault, &content);
+    Reply reply = MakeReply(kHttpOk, kMuxContentType, WriteReplyBody(content));
+    reply.requests = answered.requests.size();
+    reply.answered = answered_well;
+    if (fault != nullptr) SpoilReply(*fault, &reply);
+    done(std::move(reply));
+  };
+  const auto work = std::make_shared<PostWork>(
+      std::move(post), [this](const ServiceRequest& request) { return Begin(request); },
+      limits_.cpu_ms, dialogues_.enough(), finish);
+  dialogues_.Begin([work](const std::optional<Findings>& findings, Inquiry* inquiry) {
+    work->Step(findings, inquiry);
+  });
 }
 
-std::vector<ReplyBlock> RequestHandler::Answer(const Post& post) const {
-  std::vector<ReplyBlock> blocks;
-  const std::int64_t end_ns = CpuNanoseconds() + std::int64_t{limits_.cpu_ms} * 1'000'000;
-  for (const ServiceRequest& request : post.requests) {
-    const bool may_go_on = limits_.cpu_ms == 0 || CpuNanoseconds() < end_ns;
-    ServiceReply answer = may_go_on ? Answer(request) : ServiceReply{kUnavailableStatus, {}};
-    record_->CountRequest(request.service, answer.status);
-    blocks.push_back({request.id, answer.status, std::move(answer.payload)});
-  }
-  return blocks;
-}
-
-ServiceReply RequestHandler::Answer(const ServiceRequest& request) const {
+std::unique_ptr<Inquirer<ServiceReply>> RequestHandler::Begin(const ServiceRequest& request) const {
   const auto service = services_.find(request.service);
-  if (service == services_.end()) return {kUnknownServiceStatus, {}};
-  return service->second(request);
+  if (service != services_.end()) return service->second(request);
+  return std::make_unique<Answered>(ServiceReply{kUnknownServiceStatus, {}});
 }
 
 }  // namespace kesu_server

@@ -16,8 +16,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr double kAddressRadiusM = 200;
-constexpr double kPlaceRadiusM = 300'000;
 /// Half the side of the box around an answer.
 constexpr double kBoxDegrees = 0.01;
 
@@ -76,30 +74,42 @@ Reply Answer(const LatLng& position, const char* type, const Parts& parts) {
          Degrees(position.longitude - kBoxDegrees), Degrees(position.longitude + kBoxDegrees)}}});
 }
 
+class ReverseWork final : public Inquirer<Reply> {
+ public:
+  explicit ReverseWork(const HttpRequest& request) : request_(request) {}
+
+  std::optional<Reply> GoOn(const Found& found, Inquiry* inquiry) override {
+    if (found.has_failed) return JsonError(kStorageFailureStatus, "Service Unavailable");
+    if (!found.surroundings.empty()) return AnswerWith(found.surroundings.front());
+    const std::optional<double> latitude = Argument(request_, "lat");
+    const std::optional<double> longitude = Argument(request_, "lon");
+    if (!latitude || !longitude) return JsonError(kBadJsonStatus, "lat and lon must be numbers");
+    const LatLng position = {*latitude, *longitude};
+    if (!IsOnEarth(position)) return JsonError(kBadJsonStatus, "lat and lon are not on earth");
+    inquiry->points.push_back(position);
+    return std::nullopt;
+  }
+
+ private:
+  static Reply AnswerWith(const Surroundings& surroundings) {
+    if (surroundings.address) {
+      const Address& address = surroundings.address->address;
+      return Answer(address.position, "house", PartsOf(address));
+    }
+    if (surroundings.place) {
+      const Place& place = surroundings.place->place;
+      return Answer(place.position, "city", PartsOf(place));
+    }
+    return JsonReply({{"error", "Unable to geocode"}});
+  }
+
+  const HttpRequest& request_;
+};
+
 }  // namespace
 
-Reply ReverseGeocode(const HttpRequest& request, Storage* storage) {
-  const std::optional<double> latitude = Argument(request, "lat");
-  const std::optional<double> longitude = Argument(request, "lon");
-  if (!latitude || !longitude) return JsonError(kBadJsonStatus, "lat and lon must be numbers");
-  const LatLng position = {*latitude, *longitude};
-  if (!IsOnEarth(position)) return JsonError(kBadJsonStatus, "lat and lon are not on earth");
-
-  std::vector<NearbyAddress> addresses;
-  std::vector<NearbyPlace> places;
-  if (!storage->NearestAddresses(position, 1, kAddressRadiusM, &addresses) ||
-      !storage->NearestPlaces(position, 1, kPlaceRadiusM, &places)) {
-    return JsonError(kStorageFailureStatus, "Service Unavailable");
-  }
-  if (!addresses.empty()) {
-    const Address& address = addresses.front().address;
-    return Answer(address.position, "house", PartsOf(address));
-  }
-  if (!places.empty()) {
-    const Place& place = places.front().place;
-    return Answer(place.position, "city", PartsOf(place));
-  }
-  return JsonReply({{"error", "Unable to geocode"}});
+std::unique_ptr<Inquirer<Reply>> ReverseGeocode(const HttpRequest& request) {
+  return std::make_unique<ReverseWork>(request);
 }
 
 }  // namespace kesu_server

@@ -2,9 +2,15 @@
 
 #include <cmath>
 #include <cstddef>
+#include <optional>
+#include <span>
 
+#include "kesu/proto/lbs.h"
+
+#include "server/estimate/location_estimator.h"
 #include "server/services/lessons.h"
 #include "server/services/location_messages.h"
+#include "server/services/reverse_geocoder.h"
 
 namespace kesu_server {
 namespace {
@@ -36,116 +42,184 @@ void WriteEstimate(const Estimate& estimate, lbs::GLocation* location) {
   location->set_accuracy_m(static_cast<int>(std::ceil(estimate.accuracy_m)));
 }
 
+/// The known stations of an element. `stations` are those of its observations and of their area,
+/// if they have one.
+std::vector<Sighting> SightingsOf(const std::vector<Observation>& observations,
+                                  std::span<const std::optional<Station>> stations) {
+  std::vector<Sighting> sightings;
+  for (std::size_t i = 0; i < observations.size(); ++i) {
+    if (!stations[i]) continue;
+    sightings.push_back({*stations[i], observations[i].received_dbm, observations[i].age_s,
+                         !observations[i].key.is_access_point()});
+  }
+  const bool has_area = stations.size() > observations.size();
+  if (sightings.empty() && has_area && stations.back()) {
+    sightings.push_back(AnywhereIn(*stations.back()));
+  }
+  return sightings;
+}
+
 }  // namespace
 
-ServiceReply LocationService::Answer(const ServiceRequest& request) {
-  if (request.is_multipart) return {kBadRequestStatus, {}};
+/// One request. It asks for all stations and all positions that are to be described, and, where the
+/// estimate had to be known first, for the rest of those.
+class LocationService::Work final : public Inquirer<ServiceReply> {
+ public:
+  Work(const LocationService* service, const ServiceRequest& request)
+      : service_(service), request_(request) {}
+
+  std::optional<ServiceReply> GoOn(const Found& found, Inquiry* inquiry) override {
+    if (found.has_failed) return ServiceReply{kUnavailableStatus, {}};
+    switch (next_) {
+      case Step::kAsk:
+        if (!Read()) return ServiceReply{kBadRequestStatus, {}};
+        next_ = Step::kAnswer;
+        if (Ask(inquiry)) return std::nullopt;
+        [[fallthrough]];
+      case Step::kAnswer:
+        next_ = Step::kDescribe;
+        Answer(found, inquiry);
+        if (!fixes_.empty()) return std::nullopt;
+        [[fallthrough]];
+      case Step::kDescribe:
+        DescribeFixes(found);
+    }
+    return Write();
+  }
+
+ private:
+  enum class Step { kAsk, kAnswer, kDescribe };
+
+  /// An element whose own fix stands.
+  struct Fix {
+    int element = 0;
+    LatLng position;
+  };
+
+  bool Read();
+  /// Whether there is anything to ask.
+  bool Ask(Inquiry* inquiry);
+  void Answer(const Found& found, Inquiry* inquiry);
+  LocationStatus Locate(int element, const std::vector<Sighting>& sightings, Inquiry* inquiry);
+  LocationStatus ReverseGeocode(int element, const LatLng& position,
+                                const Surroundings& surroundings);
+  void DescribeFixes(const Found& found);
+  ServiceReply Write();
+
+  const LocationService* service_;
+  const ServiceRequest& request_;
+  Step next_ = Step::kAsk;
+  lbs::GLocRequest question_;
+  lbs::GLocReply reply_;
+  /// Of each element; none of those that are to be described.
+  std::vector<std::vector<Observation>> observations_;
+  std::vector<Fix> fixes_;
+};
+
+bool LocationService::Work::Read() {
+  if (request_.is_multipart) return false;
   const common_base::ByteView payload(
       common_base::kReferenceExistingBuffer,
-      reinterpret_cast<const unsigned char*>(request.payload.data()),
-      static_cast<int>(request.payload.size()));
+      reinterpret_cast<const unsigned char*>(request_.payload.data()),
+      static_cast<int>(request_.payload.size()));
   common_base::DataInputStream in(&payload);
-  lbs::GLocRequest question;
-  if (!question.Read(&in)) return {kBadRequestStatus, {}};
-
-  lbs::GLocReply reply;
-  if (!Answer(question, &reply)) return {kUnavailableStatus, {}};
-  common_base::ByteVector bytes;
-  common_base::DataOutputStream out(&bytes);
-  reply.Write(&out);
-  return {kOkStatus, {bytes.begin(), bytes.end()}};
+  return question_.Read(&in);
 }
 
-bool LocationService::FindSightings(const lbs::GLocRequest& request,
-                                    std::vector<std::vector<Sighting>>* sightings) {
-  std::vector<std::vector<Observation>> observations;
-  std::vector<StationKey> keys;
-  for (int i = 0; i < request.requestelements_size(); ++i) {
-    const lbs::GLocRequestElement& element = request.requestelements(i);
-    observations.push_back(element.has_geocode() ? std::vector<Observation>()
-                                                 : ReadObservations(element));
-    for (const Observation& observation : observations.back()) keys.push_back(observation.key);
-    if (const auto area = AreaOfServingCell(observations.back())) keys.push_back(*area);
-  }
-  if (teach_) teach_(ReadLessons(request, observations));
-  std::vector<std::optional<Station>> stations;
-  if (!keys.empty() && !storage_->FindStations(keys, &stations)) return false;
-  std::size_t next = 0;
-  for (const std::vector<Observation>& of_element : observations) {
-    std::vector<Sighting>& found = sightings->emplace_back();
-    for (const Observation& observation : of_element) {
-      const std::optional<Station>& station = stations[next++];
-      if (!station) continue;
-      found.push_back({*station, observation.received_dbm, observation.age_s,
-                       !observation.key.is_access_point()});
+bool LocationService::Work::Ask(Inquiry* inquiry) {
+  const std::size_t size = inquiry->size();
+  for (int i = 0; i < question_.requestelements_size(); ++i) {
+    const lbs::GLocRequestElement& element = question_.requestelements(i);
+    std::vector<Observation>& observations = observations_.emplace_back();
+    if (element.has_geocode()) {
+      const std::optional<LatLng> position = ReadPosition(element.location());
+      if (position) inquiry->points.push_back(*position);
+      continue;
     }
-    if (!AreaOfServingCell(of_element)) continue;
-    const std::optional<Station>& area = stations[next++];
-    if (area && found.empty()) found.push_back(AnywhereIn(*area));
+    observations = ReadObservations(element);
+    for (const Observation& observation : observations) inquiry->keys.push_back(observation.key);
+    if (const auto area = AreaOfServingCell(observations)) inquiry->keys.push_back(*area);
   }
-  return true;
+  if (service_->teach_) service_->teach_(ReadLessons(question_, observations_));
+  return inquiry->size() > size;
 }
 
-bool LocationService::Answer(const lbs::GLocRequest& request, lbs::GLocReply* reply) {
-  std::vector<std::vector<Sighting>> sightings;
-  if (!FindSightings(request, &sightings)) return false;
+void LocationService::Work::Answer(const Found& found, Inquiry* inquiry) {
   // The reply as a whole succeeds when any of its elements does, or none was asked for.
   std::optional<LocationStatus> overall;
-  for (int i = 0; i < request.requestelements_size(); ++i) {
-    lbs::GLocReplyElement* const answer = reply->add_replyelements();
-    const std::optional<LocationStatus> status =
-        AnswerElement(request.requestelements(i), sightings[static_cast<std::size_t>(i)], answer);
-    if (!status) return false;
-    answer->set_status(*status);
-    if (!overall || *status == kFound) overall = status;
+  std::size_t station = 0;
+  std::size_t point = 0;
+  for (int i = 0; i < question_.requestelements_size(); ++i) {
+    const lbs::GLocRequestElement& element = question_.requestelements(i);
+    reply_.add_replyelements();
+    LocationStatus status = kInvalidPosition;
+    if (!element.has_geocode()) {
+      const std::vector<Observation>& observations = observations_[static_cast<std::size_t>(i)];
+      const std::size_t keys =
+          observations.size() +
+          static_cast<std::size_t>(AreaOfServingCell(observations).has_value());
+      status = Locate(i, SightingsOf(observations, found.stations.subspan(station, keys)), inquiry);
+      station += keys;
+    } else if (const auto position = ReadPosition(element.location())) {
+      status = ReverseGeocode(i, *position, found.surroundings[point++]);
+    }
+    reply_.mutable_replyelements(i)->set_status(status);
+    if (!overall || status == kFound) overall = status;
   }
-  reply->set_status(overall.value_or(kFound));
-
-  const common_base::GString& key = request.platformprofile().platform_key();
-  reply->set_platform_key(key->IsEmpty() ? GStringOf(new_platform_key_()) : key);
-  return true;
+  reply_.set_status(overall.value_or(kFound));
 }
 
-std::optional<LocationStatus> LocationService::AnswerElement(
-    const lbs::GLocRequestElement& question, const std::vector<Sighting>& sightings,
-    lbs::GLocReplyElement* answer) {
-  if (!question.has_geocode()) return Locate(question, sightings, answer);
-  const std::optional<LatLng> position = ReadPosition(question.location());
-  if (!position) return kInvalidPosition;
-  return ReverseGeocode(*position, question.geocode(), answer);
-}
-
-std::optional<LocationStatus> LocationService::ReverseGeocode(const LatLng& position,
-                                                              const lbs::GGeocodeRequest& wish,
-                                                              lbs::GLocReplyElement* answer) {
-  std::vector<DescribedFeature> features;
-  if (!geocoder_.Describe(position, &features)) return std::nullopt;
+LocationStatus LocationService::Work::ReverseGeocode(int element, const LatLng& position,
+                                                     const Surroundings& surroundings) {
+  const std::vector<DescribedFeature> features = Describe(position, surroundings);
   if (features.empty()) return kNothingFound;
-  lbs::GLocation* const location = answer->mutable_location();
+  lbs::GLocation* const location = reply_.mutable_replyelements(element)->mutable_location();
   WritePosition(position, location->mutable_latlng());
+  const lbs::GGeocodeRequest& wish = question_.requestelements(element).geocode();
   if (!wish.has_want_features() || wish.want_features()) WriteFeatures(features, location);
   return kFound;
 }
 
-std::optional<LocationStatus> LocationService::Locate(const lbs::GLocRequestElement& question,
-                                                      const std::vector<Sighting>& sightings,
-                                                      lbs::GLocReplyElement* answer) {
+LocationStatus LocationService::Work::Locate(int element, const std::vector<Sighting>& sightings,
+                                             Inquiry* inquiry) {
+  const lbs::GLocRequestElement& question = question_.requestelements(element);
   const std::optional<Estimate> estimate = EstimateLocation(sightings);
   const lbs::GLocation& fix = question.location();
   const std::optional<LatLng> position = ReadPosition(fix);
   if (!position && !estimate) return question.has_location() ? kInvalidPosition : kNothingFound;
 
-  lbs::GLocation* const location = answer->mutable_location();
+  lbs::GLocation* const location = reply_.mutable_replyelements(element)->mutable_location();
   if (!position || (estimate && !IsBetter(fix, *estimate))) {
     WriteEstimate(*estimate, location);
     return kFound;
   }
   WritePosition(*position, location->mutable_latlng());
   if (fix.has_accuracy_m()) location->set_accuracy_m(fix.accuracy_m());
-  std::vector<DescribedFeature> features;
-  if (!geocoder_.Describe(*position, &features)) return std::nullopt;
-  WriteFeatures(features, location);
+  fixes_.push_back({element, *position});
+  inquiry->points.push_back(*position);
   return kFound;
+}
+
+void LocationService::Work::DescribeFixes(const Found& found) {
+  for (std::size_t i = 0; i < fixes_.size(); ++i) {
+    const Fix& fix = fixes_[i];
+    WriteFeatures(Describe(fix.position, found.surroundings[i]),
+                  reply_.mutable_replyelements(fix.element)->mutable_location());
+  }
+}
+
+ServiceReply LocationService::Work::Write() {
+  const common_base::GString& key = question_.platformprofile().platform_key();
+  reply_.set_platform_key(key->IsEmpty() ? GStringOf(service_->new_platform_key_()) : key);
+  common_base::ByteVector bytes;
+  common_base::DataOutputStream out(&bytes);
+  reply_.Write(&out);
+  return {kOkStatus, {bytes.begin(), bytes.end()}};
+}
+
+std::unique_ptr<Inquirer<ServiceReply>> LocationService::Begin(
+    const ServiceRequest& request) const {
+  return std::make_unique<Work>(this, request);
 }
 
 }  // namespace kesu_server

@@ -2,19 +2,15 @@
 #define SERVER_SERVICES_LOCATION_SERVICE_H_
 
 #include <functional>
-#include <optional>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "kesu/proto/lbs.h"
-
-#include "server/estimate/location_estimator.h"
 #include "server/learn/lesson.h"
 #include "server/protocol/post_reader.h"
 #include "server/protocol/service_reply.h"
-#include "server/services/reverse_geocoder.h"
-#include "server/storage/storage.h"
+#include "server/storage/inquirer.h"
 
 namespace kesu_server {
 
@@ -26,9 +22,9 @@ class LocationService {
  public:
   static constexpr char kName[] = "g:loc/ql";
 
-  /// `storage` is borrowed. `new_platform_key` makes a key for whoever has none.
-  LocationService(Storage* storage, std::function<std::string()> new_platform_key)
-      : geocoder_(storage), storage_(storage), new_platform_key_(std::move(new_platform_key)) {}
+  /// `new_platform_key` makes a key for whoever has none.
+  explicit LocationService(std::function<std::string()> new_platform_key)
+      : new_platform_key_(std::move(new_platform_key)) {}
 
   /// What takes the lessons of lookups that carry the device's own fix; nothing learns without it.
   /// It must not wait for anything.
@@ -36,30 +32,14 @@ class LocationService {
     teach_ = std::move(teach);
   }
 
-  /// No payload, and status 400 when the request is no request message, or multipart, and 503 when
-  /// the storage fails.
-  ServiceReply Answer(const ServiceRequest& request);
-  /// Gives one reply element for each element of the request, in the same order. False when the
-  /// storage fails.
-  bool Answer(const lbs::GLocRequest& request, lbs::GLocReply* reply);
+  /// Its answer has one reply element for each element of the request, in the same order. No
+  /// payload, and status 400 when the request is no request message, or multipart, and 503 when the
+  /// storage fails. The service and the request must outlive it.
+  std::unique_ptr<Inquirer<ServiceReply>> Begin(const ServiceRequest& request) const;
 
  private:
-  /// Each of these yields none when the storage fails.
-  std::optional<LocationStatus> AnswerElement(const lbs::GLocRequestElement& question,
-                                              const std::vector<Sighting>& sightings,
-                                              lbs::GLocReplyElement* answer);
-  std::optional<LocationStatus> ReverseGeocode(const LatLng& position,
-                                               const lbs::GGeocodeRequest& wish,
-                                               lbs::GLocReplyElement* answer);
-  std::optional<LocationStatus> Locate(const lbs::GLocRequestElement& question,
-                                       const std::vector<Sighting>& sightings,
-                                       lbs::GLocReplyElement* answer);
-  /// The known stations of each element, which are all looked up at once.
-  bool FindSightings(const lbs::GLocRequest& request,
-                     std::vector<std::vector<Sighting>>* sightings);
+  class Work;
 
-  ReverseGeocoder geocoder_;
-  Storage* storage_;
   std::function<std::string()> new_platform_key_;
   std::function<void(const std::vector<Lesson>&)> teach_;
 };

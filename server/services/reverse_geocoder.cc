@@ -1,6 +1,7 @@
 #include "server/services/reverse_geocoder.h"
 
 #include <cmath>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -17,16 +18,14 @@ std::string DistanceAndDirection(const LatLng& from, const NearbyPlace& nearby) 
 }
 
 /// What an address does not say of itself is that of the nearest place.
-Address Complete(Address address, const std::vector<NearbyPlace>& places) {
+Address Complete(Address address, const std::optional<NearbyPlace>& nearby) {
   // A place of another town may be as near as this, but hardly one of another region.
   constexpr double kOwnTownM = 10'000;
-  if (places.empty()) return address;
-  const NearbyPlace& nearby = places.front();
-  if (address.city.empty() && nearby.distance_m <= kOwnTownM) address.city = nearby.place.name;
-  if (address.country.empty()) address.country = nearby.place.country;
-  if (address.region.empty() && address.country == nearby.place.country) {
-    address.region = nearby.place.region;
-  }
+  if (!nearby) return address;
+  const Place& place = nearby->place;
+  if (address.city.empty() && nearby->distance_m <= kOwnTownM) address.city = place.name;
+  if (address.country.empty()) address.country = place.country;
+  if (address.region.empty() && address.country == place.country) address.region = place.region;
   return address;
 }
 
@@ -93,19 +92,12 @@ std::vector<DescribedFeature> FeaturesOf(const LatLng& position, const NearbyPla
 
 }  // namespace
 
-bool ReverseGeocoder::Describe(const LatLng& position, std::vector<DescribedFeature>* features) {
-  std::vector<NearbyAddress> addresses;
-  std::vector<NearbyPlace> places;
-  if (!storage_->NearestAddresses(position, 1, kAddressRadiusM, &addresses) ||
-      !storage_->NearestPlaces(position, 1, kPlaceRadiusM, &places)) {
-    return false;
+std::vector<DescribedFeature> Describe(const LatLng& position, const Surroundings& surroundings) {
+  if (surroundings.address) {
+    return FeaturesOf(Complete(surroundings.address->address, surroundings.place));
   }
-  if (!addresses.empty()) {
-    *features = FeaturesOf(Complete(std::move(addresses.front().address), places));
-  } else if (!places.empty()) {
-    *features = FeaturesOf(position, places.front());
-  }
-  return true;
+  if (surroundings.place) return FeaturesOf(position, *surroundings.place);
+  return {};
 }
 
 }  // namespace kesu_server

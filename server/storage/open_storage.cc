@@ -2,6 +2,7 @@
 
 #include "server/storage/data_set.h"
 #include "server/storage/demonstration.h"
+#include "server/storage/immediate_lookup.h"
 #include "server/storage/sqlite_storage.h"
 
 namespace kesu_server {
@@ -24,6 +25,10 @@ std::unique_ptr<Storage> OpenStorage(const DataSource& source, std::string* erro
   auto storage = SqliteStorage::Open(":memory:", SqliteStorage::Mode::kCreate, error);
   if (!storage || !LoadDataSet(*data, storage.get(), error)) return nullptr;
   return storage;
+}
+
+std::unique_ptr<Lookup> NewLookup(const DataSource& /*source*/, std::unique_ptr<Storage> storage) {
+  return std::make_unique<ImmediateLookup>(std::move(storage));
 }
 
 std::string CautionAbout(const DataSource& source, Storage* storage) {

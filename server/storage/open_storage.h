@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "server/storage/lookup.h"
 #include "server/storage/storage.h"
 
 namespace kesu_server {
@@ -24,6 +25,9 @@ DataSource ToLearnIn(const DataSource& source);
 
 /// Null, and why in `error`, when the data cannot be read. Each process opens its own.
 std::unique_ptr<Storage> OpenStorage(const DataSource& source, std::string* error);
+
+/// Looks up in `storage`, which is that of the source, for whoever has others to serve meanwhile.
+std::unique_ptr<Lookup> NewLookup(const DataSource& source, std::unique_ptr<Storage> storage);
 
 /// The line that is to be printed as the server starts when some of the data were made up; else
 /// empty.
