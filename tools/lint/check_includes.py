@@ -24,6 +24,7 @@ ORDER = [
     "tools/support",
     "web",
     "tools/kesu",
+    "tools/wireshark",
     "server/geo",
     "server/storage",
     "server/estimate",

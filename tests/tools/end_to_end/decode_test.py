@@ -35,9 +35,10 @@ ASK, OK = http(b"POST /m HTTP/1.1", POST), b"HTTP/1.1 200 OK"
 ANSWER = http(OK, REPLY)
 
 
-def segment(place, payload=b"", flags=0, port=4000, to_server=True, ends=IPV4, options=b""):
+def segment(place, payload=b"", flags=0, port=4000, to_server=True, ends=IPV4, options=b"",
+            server_port=8642):
     """An IP packet; `place` is counted from the first byte of the direction."""
-    ports = (port, 8642) if to_server else (8642, port)
+    ports = (port, server_port) if to_server else (server_port, port)
     source, target = ends if to_server else ends[::-1]
     tcp = struct.pack(">HHIIBBHHH", *ports, (FIRST + place) % 2**32, 0, 5 + len(options) // 4 << 4,
                       flags, 0, 0, 0) + options + payload
