@@ -1,5 +1,8 @@
 #include <algorithm>
+#include <array>
+#include <cstddef>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <random>
 #include <string>
@@ -10,7 +13,9 @@
 #include "kesu/common/base/internal/posix_clock.h"
 #include "kesu/mux/header_field_iterator.h"
 #include "kesu/mux/mobile_service_mux.h"
+#include "kesu/mux/multiplexed_post.h"
 #include "kesu/mux/plain_request.h"
+#include "kesu/mux/request_place.h"
 
 #include "benchmark.h"
 #include "reply_builder.h"
@@ -198,6 +203,41 @@ double NanosecondsPerItem(const Growth& growth, int count) {
   return seconds / done * 1e9;
 }
 
+/// What no multiplexer can do without: the blocks that one POST of one request takes are looked at
+/// and freed, in random order. How this grows with their number is the machine's.
+double NanosecondsPerFreedPost(int count) {
+  constexpr std::size_t kBlockBytes[] = {sizeof(PlainRequest), sizeof(StubRequest),
+                                         sizeof(common_kesu::MultiplexedPost),
+                                         sizeof(common_kesu::RequestPlace), 2 * kPayloadBytes};
+  constexpr std::size_t kBlocks = std::size(kBlockBytes);
+  using Blocks = std::array<std::unique_ptr<unsigned char[]>, kBlocks>;
+  double seconds = 0;
+  int done = 0;
+  for (; done < kFewestItems; done += count) {
+    std::vector<Blocks> posts(static_cast<std::size_t>(count));
+    for (Blocks& blocks : posts) {
+      for (std::size_t i = 0; i < kBlocks; ++i) {
+        blocks[i] = std::make_unique<unsigned char[]>(kBlockBytes[i]);
+      }
+    }
+    std::vector<Blocks*> order;
+    for (Blocks& blocks : posts) order.push_back(&blocks);
+    std::shuffle(order.begin(), order.end(), std::minstd_rand());
+    EmptyCaches();
+    seconds += Seconds(1, [&] {
+      long long sum = 0;
+      for (Blocks* blocks : order) {
+        for (auto& block : *blocks) {
+          sum += block[0];
+          block.reset();
+        }
+      }
+      Keep(sum);
+    });
+  }
+  return seconds / done * 1e9;
+}
+
 }  // namespace
 
 std::vector<Benchmark> MuxBenchmarks() {
@@ -224,6 +264,10 @@ std::vector<Benchmark> MuxBenchmarks() {
       benchmarks.push_back({std::string("mux.") + growth.name + '.' + std::to_string(count), "ns",
                             [=] { return NanosecondsPerItem(growth, count); }});
     }
+  }
+  for (const int count : {1000, 10000, 100000}) {
+    benchmarks.push_back({"mux.bare_end_in_random_order." + std::to_string(count), "ns",
+                          [=] { return NanosecondsPerFreedPost(count); }});
   }
   return benchmarks;
 }
