@@ -22,15 +22,18 @@ struct Scenario {
   Seen seen = kAll;
   std::size_t at_most = 1000;
   bool has_signals = true;
-  /// Whether the goals hold for it: they are set for the town as it is, not for single stations.
-  bool is_judged = false;
+  /// Whether the goal for the error holds for it: it is set for the town as it is, not for so few
+  /// stations that there is nothing to be gained.
+  bool is_the_town = false;
+  /// What is seen reaches beyond the town, so that nobody can be outside the accuracy.
+  bool reaches_beyond = false;
 };
 
 const std::vector<Scenario>& Scenarios() {
   static const TownPlan usual = {
       .moved_within = 0.03, .moved_away = 0.02, .shared_shadowing = 0.25};
   static const std::vector<Scenario> scenarios = {
-      {.name = "the town", .plan = usual, .is_judged = true},
+      {.name = "the town", .plan = usual, .is_the_town = true},
       {.name = "nothing moved, signals independent", .plan = {}},
       {.name = "half of the shadowing shared", .plan = {.shared_shadowing = 0.5}},
       {.name = "one access point in five moved",
@@ -44,9 +47,10 @@ const std::vector<Scenario>& Scenarios() {
       {.name = "access points without signals", .plan = usual, .has_signals = false},
       {.name = "one cell site",
        .plan = {.cell_sites = 1, .shared_shadowing = 0.25},
-       .seen = kCells},
+       .seen = kCells,
+       .reaches_beyond = true},
       {.name = "cells", .plan = usual, .seen = kCells},
-      {.name = "one cell", .plan = usual, .seen = kCells, .at_most = 1},
+      {.name = "one cell", .plan = usual, .seen = kCells, .at_most = 1, .reaches_beyond = true},
   };
   return scenarios;
 }
@@ -87,8 +91,9 @@ bool Run(const Scenario& scenario) {
   std::printf("%-36s %7.1f %7.1f %6.1f %% %7.1f   %7.1f %7.1f %6.1f %%   %4.2f\n", scenario.name,
               ours.ErrorM(0.5), ours.ErrorM(0.95), ours.Coverage(), ours.MedianAccuracyM(),
               centroids.ErrorM(0.5), centroids.ErrorM(0.95), centroids.Coverage(), ratio);
-  const bool is_good = ratio <= 0.7 && ours.Coverage() >= 93 && ours.Coverage() <= 97;
-  return is_good || !scenario.is_judged;
+  const bool is_near = ratio <= 0.7 || !scenario.is_the_town;
+  const bool is_honest = ours.Coverage() >= 93 && ours.Coverage() <= 97;
+  return is_near && (is_honest || scenario.reaches_beyond);
 }
 
 int Main() {
@@ -100,7 +105,9 @@ int Main() {
       "95th", "covered", "ratio");
   for (const Scenario& scenario : Scenarios()) is_good = Run(scenario) && is_good;
   std::printf(
-      "\ngoals for the town: median at most 0.70 of the centroid's, 93 to 97 %% covered: %s\n",
+      "\ngoals: for the town a median of at most 0.70 of the centroid's; for all but one cell and "
+      "one "
+      "cell site,\nwhich reach beyond the town, 93 to 97 %% covered: %s\n",
       is_good ? "met" : "MISSED");
   return is_good ? 0 : 1;
 }

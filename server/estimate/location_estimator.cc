@@ -33,8 +33,9 @@ struct Candidate {
 };
 
 double LogSpread(const RadioModel& model) {
-  return std::hypot(model.shadowing_db, kModelErrorDb) * std::numbers::ln10 /
-         (10 * model.path_loss_exponent);
+  const double variance_db2 =
+      model.shadowing_db * model.shadowing_db + kModelErrorDb * kModelErrorDb;
+  return std::sqrt(variance_db2) * std::numbers::ln10 / (10 * model.path_loss_exponent);
 }
 
 std::vector<Candidate> NearestCandidates(const std::vector<Sighting>& sightings) {
@@ -47,7 +48,9 @@ std::vector<Candidate> NearestCandidates(const std::vector<Sighting>& sightings)
     candidate.sighting = &sighting;
     candidate.distance_m =
         station.model.DistanceM(sighting.received_dbm.value_or(station.sensitivity_dbm));
-    candidate.blur_m = std::min(std::hypot(station.position_error_m, moved_m), kHalfCircumferenceM);
+    candidate.blur_m =
+        std::min(std::sqrt(station.position_error_m * station.position_error_m + moved_m * moved_m),
+                 kHalfCircumferenceM);
     candidates.push_back(candidate);
   }
   const auto is_nearer = [](const Candidate& a, const Candidate& b) {
@@ -70,24 +73,44 @@ bool Agree(const Candidate& a, const Candidate& b) {
   return ChordSquaredM2(a.place, b.place) <= reach_m * reach_m;
 }
 
-/// Those that agree with one of them: of all such sets the largest, and of equally large ones that
-/// of the nearest.
-std::vector<Candidate> LargestConsistentSet(const std::vector<Candidate>& candidates) {
+/// Those that agree with one of them.
+struct ConsistentSet {
+  std::vector<Candidate> members;
+  /// Those at the centre of a set just as large that contradicts this one: nobody can tell which is
+  /// right.
+  std::vector<Candidate> rivals;
+};
+
+/// How many agree with `anchor`, or any number below `at_least` when these are fewer.
+std::size_t CountAgreeing(const Candidate& anchor, const std::vector<Candidate>& candidates,
+                          std::size_t at_least) {
+  std::size_t left = candidates.size();
+  for (const Candidate& other : candidates) {
+    if (!Agree(anchor, other) && --left < at_least) break;
+  }
+  return left;
+}
+
+/// Of all such sets the largest, and of equally large ones that of the nearest.
+ConsistentSet LargestConsistentSet(const std::vector<Candidate>& candidates) {
   std::size_t most = 0;
-  const Candidate* best = nullptr;
+  std::vector<const Candidate*> anchors;
   for (const Candidate& anchor : candidates) {
-    const auto count = static_cast<std::size_t>(
-        std::count_if(candidates.begin(), candidates.end(),
-                      [&](const Candidate& other) { return Agree(anchor, other); }));
-    if (count <= most) continue;
+    const std::size_t count = CountAgreeing(anchor, candidates, most);
+    if (count < most) continue;
+    if (count > most) anchors.clear();
     most = count;
-    best = &anchor;
+    anchors.push_back(&anchor);
     if (most == candidates.size()) break;
   }
-  std::vector<Candidate> set;
-  set.reserve(most);
+  ConsistentSet set;
+  set.members.reserve(most);
+  const Candidate& best = *anchors.front();
   for (const Candidate& candidate : candidates) {
-    if (Agree(*best, candidate)) set.push_back(candidate);
+    if (Agree(best, candidate)) set.members.push_back(candidate);
+  }
+  for (const Candidate* const anchor : anchors) {
+    if (!Agree(best, *anchor)) set.rivals.push_back(*anchor);
   }
   return set;
 }
@@ -116,15 +139,21 @@ Range RangeOf(const Candidate& candidate, const TangentPlane& plane) {
 
 std::optional<Estimate> EstimateLocation(const std::vector<Sighting>& sightings) {
   if (sightings.empty()) return std::nullopt;
-  std::vector<Candidate> candidates = LargestConsistentSet(NearestCandidates(sightings));
+  ConsistentSet set = LargestConsistentSet(NearestCandidates(sightings));
+  std::vector<Candidate>& candidates = set.members;
   LeaveOutCells(&candidates);
   const TangentPlane plane(candidates.front().sighting->station.position);
   std::vector<Range> ranges;
   ranges.reserve(candidates.size());
   for (const Candidate& candidate : candidates) ranges.push_back(RangeOf(candidate, plane));
-  const PlaneEstimate estimate = FitRanges(ranges);
-  return Estimate{plane.Position(estimate.position),
-                  std::clamp(estimate.radius_m, 1.0, kHalfCircumferenceM)};
+  const PlaneEstimate fit = FitRanges(ranges);
+  Estimate estimate = {plane.Position(fit.position), fit.radius_m};
+  for (const Candidate& rival : set.rivals) {
+    const double distance_m = DistanceM(estimate.position, rival.sighting->station.position);
+    estimate.accuracy_m = std::max(estimate.accuracy_m, distance_m + rival.reach_m);
+  }
+  estimate.accuracy_m = std::clamp(estimate.accuracy_m, 1.0, kHalfCircumferenceM);
+  return estimate;
 }
 
 }  // namespace kesu_server
