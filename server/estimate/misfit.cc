@@ -34,6 +34,12 @@ double Squared(double x) {
   return x * x;
 }
 
+/// Where a station is known less well than the distance from it, the receiver is around it, nothing
+/// is known of a ring.
+bool IsRing(const Range& range) {
+  return range.log_distance && std::exp(*range.log_distance) > range.blur_m;
+}
+
 /// Of how many independent signals those from the place of one are worth: several transmitters on a
 /// mast, or several names of an access point, are shadowed by the same walls.
 std::vector<float> Crowds(const std::vector<float>& east, const std::vector<float>& north) {
@@ -104,7 +110,7 @@ void Misfit::PlaceRows(const std::vector<Range>& ranges) {
   columns_.north.reserve(size_);
   for (const bool is_ring : {true, false}) {
     for (std::size_t i = 0; i < size_; ++i) {
-      if (ranges[i].log_distance.has_value() != is_ring) continue;
+      if (IsRing(ranges[i]) != is_ring) continue;
       rows_[i] = columns_.east.size();
       columns_.east.push_back(static_cast<float>(ranges[i].station.east));
       columns_.north.push_back(static_cast<float>(ranges[i].station.north));
@@ -131,7 +137,10 @@ void Misfit::SetRing(std::size_t row, const Range& range, double crowd) {
 
 void Misfit::SetDisc(std::size_t row, const Range& range) {
   const double widened = std::exp(std::min(6 * Squared(range.log_spread), 3.0));
-  const double variance_m2 = Squared(range.reach_m) / 4 * widened + Squared(range.blur_m);
+  // Along an axis, of a ring and of a disc.
+  const double alone_m2 =
+      range.log_distance ? std::exp(2 * *range.log_distance) / 2 : Squared(range.reach_m) / 4;
+  const double variance_m2 = alone_m2 * widened + Squared(range.blur_m);
   columns_.weight[row] = static_cast<float>(1 / variance_m2);
   columns_.density[row] = static_cast<float>(1 - kMovedPart);
 }

@@ -16,7 +16,8 @@ constexpr double Squared(double x) {
 }
 
 /// Points around the origin of a normal distribution: on a spiral on which no two are in the same
-/// direction or at the same distance, denser near its middle. Beyond its end next to nothing is.
+/// direction or at the same distance, denser near its middle, each with the one opposite, so that
+/// what is symmetrical stays so. Beyond its end next to nothing is.
 struct UnitSamples {
   SampleColumn east = {};
   SampleColumn north = {};
@@ -26,13 +27,17 @@ struct UnitSamples {
     constexpr double kEnd = 4.1;
     constexpr double kDensening = 0.8;
     constexpr double kGoldenAngle = 2 * std::numbers::pi / Squared(std::numbers::phi);
-    for (std::size_t i = 0; i < kSamples; ++i) {
-      const double part = (static_cast<double>(i) + 0.5) / kSamples;
+    constexpr std::size_t kPairs = kSamples / 2;
+    for (std::size_t i = 0; i < kPairs; ++i) {
+      const double part = (static_cast<double>(i) + 0.5) / kPairs;
       const double radius = kEnd * std::pow(part, kDensening);
       const double angle = kGoldenAngle * static_cast<double>(i);
       east[i] = static_cast<float>(radius * std::cos(angle));
       north[i] = static_cast<float>(radius * std::sin(angle));
       area[i] = static_cast<float>(std::pow(part, 2 * kDensening - 1));
+      east[i + kPairs] = -east[i];
+      north[i + kPairs] = -north[i];
+      area[i + kPairs] = area[i];
     }
   }
 };

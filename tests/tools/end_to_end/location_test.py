@@ -22,6 +22,8 @@ SPREAD = math.hypot(6, 2) * math.log(10) / 20
 ONE = math.exp(2 * SPREAD ** 2 + 1.645 * SPREAD)
 # The same for the edge of the range.
 UNHEARD = math.exp(2 * SPREAD ** 2 - 0.5 + 1.645 * math.hypot(SPREAD, 0.5))
+# In metres.
+HALF_WAY_ROUND = 20015087
 AT_EDGE = (10, 20, 10 ** 2.5 * UNHEARD)
 
 # The access points (by number) and cells that are seen, and how well; the position, accuracy (of
@@ -42,9 +44,9 @@ ESTIMATES = [
     ("the nearer counts for more", {3: -60, 4: -80}, (0, 0, 10 * ONE, 10)),
     ("one far from two others is left out", {5: -60, 6: -80, 7: -80}, (0.001, 20, 100 * ONE)),
     ("of two that contradict each other the stronger stays", {3: -80, 8: -79},
-     (0, 180, 10 ** 1.95 * ONE)),
+     (0, 180, HALF_WAY_ROUND)),
     ("an access point before cells", {0: -80, 1001: -60, 1002: -60}, (10, 20, 100 * ONE)),
-    ("of equally strong ones the first", {8: -80, 3: -80}, (0, 180, 100 * ONE)),
+    ("of equally strong ones the first", {8: -80, 3: -80}, (0, 180, HALF_WAY_ROUND)),
     ("one that has moved by 800 m beside many",
      {12: -40, **{13 + i: -80 for i in range(63)}}, (5.00175, 5.00175, 100 * ONE, 20)),
 ]
