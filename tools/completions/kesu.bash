@@ -15,11 +15,11 @@ _kesu() {
   [[ "$previous" != "=" ]] || previous=${COMP_WORDS[COMP_CWORD - 2]}
   [[ "$previous" != --* ]] || value=$(_kesu_value_of "$previous" "$help")
 
-  # There is one command; decode has a file, import a kind and files.
+  # There is one command; decode and replay have a file, import a kind and files.
   commands=$(sed -nE '/^Commands:/,/^$/s/^  ([a-z]+) .*/\1/p' <<<"$help")
   for word in "${COMP_WORDS[@]:1:COMP_CWORD - 1}"; do
     case "$word" in
-      decode) commands="" words=FILE ;;
+      decode | replay) commands="" words=FILE ;;
       import | export) commands="" words=KIND ;;
       cells | wifi | reports | places | addresses) words=FILE ;;
       locate | track | reverse | httptest | stats | check | synthesize) commands="" ;;

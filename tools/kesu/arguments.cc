@@ -144,11 +144,14 @@ bool ParseReverse(Words words, OptionWords* general, Arguments* arguments, std::
   return ParseEach(words, ParsePoint, &arguments->points, error);
 }
 
-bool ParseDecode(Words words, OptionWords* general, Arguments* arguments, std::string* error) {
+/// Of decode and replay.
+bool ParseFile(Words words, OptionWords* general, Arguments* arguments, std::string* error) {
   if (!TakeOptions(OptionScope::kPlainWords, &words, general, error)) return false;
   if (general->AskAboutKesu()) return true;
   if (words.size() != 1 || words.front().empty()) {
-    *error = "decode needs one file, or - for standard input";
+    const bool is_decode = arguments->command == Command::kDecode;
+    *error =
+        std::string(is_decode ? "decode" : "replay") + " needs one file, or - for standard input";
     return false;
   }
   arguments->file = words.front();
@@ -169,14 +172,14 @@ struct CommandParser {
 };
 
 constexpr CommandParser kCommands[] = {
-    {"locate", Command::kLocate, ParseLocate},       {"track", Command::kTrack, ParseTrack},
-    {"reverse", Command::kReverse, ParseReverse},    {"decode", Command::kDecode, ParseDecode},
-    {"httptest", Command::kHttpTest, ParseHttpTest},
+    {"locate", Command::kLocate, ParseLocate},    {"track", Command::kTrack, ParseTrack},
+    {"reverse", Command::kReverse, ParseReverse}, {"decode", Command::kDecode, ParseFile},
+    {"replay", Command::kReplay, ParseFile},      {"httptest", Command::kHttpTest, ParseHttpTest},
 };
 
 bool ParseCommand(Words words, OptionWords* general, Arguments* arguments, std::string* error) {
   if (words.empty()) {
-    *error = "a command is missing: locate, track, reverse, decode or httptest";
+    *error = "a command is missing: locate, track, reverse, decode, replay or httptest";
     return false;
   }
   const std::string name = words.front();
@@ -186,7 +189,8 @@ bool ParseCommand(Words words, OptionWords* general, Arguments* arguments, std::
     arguments->command = entry.command;
     return entry.parse(words, general, arguments, error);
   }
-  *error = "there is no command \"" + name + "\", only locate, track, reverse, decode and httptest";
+  *error = "there is no command \"" + name +
+           "\", only locate, track, reverse, decode, replay and httptest";
   return false;
 }
 

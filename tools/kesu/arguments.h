@@ -10,7 +10,7 @@
 
 namespace kesu_tool {
 
-enum class Command { kHelp, kVersion, kLocate, kTrack, kReverse, kDecode, kHttpTest };
+enum class Command { kHelp, kVersion, kLocate, kTrack, kReverse, kDecode, kReplay, kHttpTest };
 
 enum class Format { kText, kJson, kGeoJson };
 
@@ -44,7 +44,7 @@ struct Arguments {
   /// Of locate: none empty.
   std::vector<kesu::Observation> observations;
   std::vector<kesu::Point> points;
-  /// Of decode: a path, or "-" for standard input.
+  /// Of decode and replay: a path, or "-" for standard input.
   std::string file;
 };
 

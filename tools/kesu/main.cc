@@ -11,6 +11,7 @@
 #include "tools/kesu/map_file.h"
 #include "tools/kesu/option_words.h"
 #include "tools/kesu/printing.h"
+#include "tools/kesu/replay_command.h"
 #include "tools/kesu/reverse_command.h"
 #include "tools/support/standard_files.h"
 #ifdef KESU_HAS_HERE
@@ -56,6 +57,8 @@ int RunOverNetwork(const Arguments& arguments) {
       return RunLocate(arguments);
     case Command::kReverse:
       return RunReverse(arguments);
+    case Command::kReplay:
+      return RunReplay(arguments);
     default:
       return RunHttpTest(arguments);
   }

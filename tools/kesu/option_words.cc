@@ -22,10 +22,11 @@ constexpr char kSummary[] = R"(Commands:
   decode FILE|-     What is in this body of a POST or of a reply, or in this
                     capture of packets or of HTTP? The leftmost number of a
                     line is the offset of its bytes
+  replay FILE|-     Send this body of a POST again: what is in the reply?
   httptest          Does the transport send headers and get answers?)";
 
 constexpr char kDescription[] = R"(Exit status:
-  0  found, decoded, passed
+  0  found, decoded, replayed, passed
   1  nothing found
   2  wrong usage, a file that cannot be read, a line that asks nothing sensible
   3  network or server failure, or the results could not be written
@@ -40,7 +41,8 @@ Examples:
   kesu locate --cell 1,1,1,1001,-71 --wifi 00-00-5E-00-53-01,-60
   kesu --json reverse 38.71,-9.14 -34.6,-58.45
   kesu --geojson reverse - < points.csv > places.geojsonl
-  kesu decode reply.bin)";
+  kesu decode reply.bin
+  kesu --server http://127.0.0.1:8642 replay request.bin)";
 
 /// Hands an option to the OptionWords at `data`.
 gboolean TakeOption(const char* name, const char* word, void* data, GError**);
