@@ -239,7 +239,7 @@ void BodyDecoder::ShowReplyPayload(Node node, const Cursor::Run& payload, bool i
   node.remark += std::string("no ") + lbs::GLocReply::kDescriptor.name + ": at " +
                  std::to_string(reason->offset) + ", " + reason->reason;
   node.value = RawBytes{payload.bytes, payload.offset};
-  writer_->Leaf(node, payload.end());
+  writer_->Leaf(node, node.end_of_encoded().value_or(payload.end()));
 }
 
 bool BodyDecoder::ReadNumber(const char* name, int width, Cursor* in, long long* value) {

@@ -69,11 +69,12 @@ std::string NameOf(const Node& node) {
 bool MessageDecoder::DecodeMessage(const MessageDescriptor& descriptor, Node node, bool is_group,
                                    Cursor* in) {
   node.message = descriptor.name;
+  const std::optional<std::size_t> end = node.end_of_encoded();
   writer_->Open(node);
   writer_->OpenList("fields");
   const bool ok = DecodeFields(descriptor, is_group, in);
   writer_->CloseList();
-  writer_->Close(is_group ? in->offset() : in->end());
+  writer_->Close(end.value_or(is_group ? in->offset() : in->end()));
   return ok;
 }
 

@@ -48,6 +48,12 @@ struct Node {
   const char* message = nullptr;
   std::variant<std::monostate, long long, bool, TextBytes, RawBytes> value{};
   std::string remark{};
+
+  /// Where a payload that came encoded ends; that of any other node is known from what is inside.
+  std::optional<std::size_t> end_of_encoded() const {
+    if (!decoded_length) return std::nullopt;
+    return offset + static_cast<std::size_t>(*length);
+  }
 };
 
 /// For what is not taken from one run of bytes.

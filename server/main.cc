@@ -35,10 +35,11 @@ void RaiseFileLimit() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-/// Several workers would not give faults to POSTs in the order in which they were sent.
+/// Several workers would not give faults to POSTs in the order in which they were sent, and would
+/// see some of them each.
 std::size_t NumberOfWorkers(const Options& options) {
   if (options.workers > 0) return static_cast<std::size_t>(options.workers);
-  return options.faults.is_empty() ? g_get_num_processors() : 1;
+  return options.faults.is_empty() && !options.does_inspect ? g_get_num_processors() : 1;
 }
 
 std::string NewSecret() {
@@ -73,6 +74,9 @@ class Port {
   }
   void Close() { CloseOthers({}); }
 
+  bool is_on_loopback() const {
+    return std::all_of(sockets_.begin(), sockets_.end(), IsOnLoopback);
+  }
   std::string host_and_port() const { return HostAndPort(sockets_.front()); }
 
  private:
@@ -99,6 +103,13 @@ int Main(int argc, char** argv) {
   if (!port.Open(options, workers, &error)) {
     g_printerr("kesu-server: %s\n", error.c_str());
     return kServerError;
+  }
+  if (options.does_inspect && !options.may_inspect_anywhere && !port.is_on_loopback()) {
+    g_printerr(
+        "kesu-server: others can come to %s, and would see what clients send; --inspect "
+        "needs --inspect-anywhere there\n",
+        port.host_and_port().c_str());
+    return kUsageError;
   }
   const SharedArray<WorkerRecord> records(Supervisor::BlocksFor(workers));
   const WorkerSetting setting = {&options, records.items(), NewSecret()};

@@ -32,7 +32,8 @@ std::vector<NumberOption> NumberOptions(Options* options) {
       {"port", 'p', &options->port, 0, std::numeric_limits<unsigned short>::max(),
        "Port to listen on, 0 for any free one (default 8642)", "N"},
       {"workers", '\0', &options->workers, 0, 1024,
-       "Processes that serve, 0 for one per core, or one with faults (default 0)", "N"},
+       "Processes that serve, 0 for one per core, or one with faults or --inspect (default 0)",
+       "N"},
       {"max-connections", '\0', &options->max_connections, 0, kMaxNumber,
        "Connections at a time, 0 for any number (default 10000)", "N"},
       {"max-connections-per-address", '\0', &options->max_connections_per_address, 0, kMaxNumber,
@@ -106,6 +107,9 @@ bool ParseOptions(int argc, char** argv, Options* options) {
   char** faults = nullptr;
   gboolean is_verbose = FALSE;
   gboolean does_learn = FALSE;
+  gboolean does_inspect = FALSE;
+  gboolean may_inspect_anywhere = FALSE;
+  gboolean may_inspect_learning = FALSE;
   const GOptionEntry texts[] = {
       {"address", 0, 0, G_OPTION_ARG_STRING, &address,
        "IP address to listen on (default 127.0.0.1)", "ADDRESS"},
@@ -116,6 +120,12 @@ bool ParseOptions(int argc, char** argv, Options* options) {
        "DIRECTORY"},
       {"learn", 0, 0, G_OPTION_ARG_NONE, &does_learn,
        "Learn where stations are from lookups with the device's own fix, into --database", nullptr},
+      {"inspect", 0, 0, G_OPTION_ARG_NONE, &does_inspect,
+       "Show the last POSTs at /inspect, to the users of this machine", nullptr},
+      {"inspect-anywhere", 0, 0, G_OPTION_ARG_NONE, &may_inspect_anywhere,
+       "With --inspect, also where others can come to: they see what clients send", nullptr},
+      {"inspect-learning", 0, 0, G_OPTION_ARG_NONE, &may_inspect_learning,
+       "With --inspect, also together with --learn", nullptr},
       {"access-log", 0, 0, G_OPTION_ARG_FILENAME, &access_log,
        "Add a line of JSON about each POST, - for standard output", "FILE"},
       {"tls-certificate", 0, 0, G_OPTION_ARG_FILENAME, &tls_certificate,
@@ -152,6 +162,8 @@ bool ParseOptions(int argc, char** argv, Options* options) {
   TakeString(tls_key, &options->tls_key);
   options->is_verbose = is_verbose != FALSE;
   options->does_learn = does_learn != FALSE;
+  options->does_inspect = does_inspect != FALSE;
+  options->may_inspect_anywhere = may_inspect_anywhere != FALSE;
   const bool are_faults_good = TakeFaults(faults, &options->faults);
   if (error != nullptr) {
     g_printerr("kesu-server: %s\n", error->message);
@@ -169,6 +181,20 @@ bool ParseOptions(int argc, char** argv, Options* options) {
   }
   if (options->does_learn && !options->source.database) {
     g_printerr("kesu-server: --learn needs --database\n");
+    return false;
+  }
+  if (!options->does_inspect && (may_inspect_anywhere != FALSE || may_inspect_learning != FALSE)) {
+    g_printerr("kesu-server: --inspect-anywhere and --inspect-learning need --inspect\n");
+    return false;
+  }
+  if (options->does_inspect && options->does_learn && may_inspect_learning == FALSE) {
+    g_printerr(
+        "kesu-server: --inspect shows where people are; together with --learn it needs "
+        "--inspect-learning\n");
+    return false;
+  }
+  if (options->does_inspect && options->workers > 1) {
+    g_printerr("kesu-server: --inspect needs one worker, which sees all POSTs\n");
     return false;
   }
   if (options->tls_certificate.has_value() != options->tls_key.has_value()) {

@@ -18,8 +18,11 @@ struct Options {
   /// In the database of `source`.
   bool does_learn = false;
   FaultPlan faults;
+  /// Shows the last POSTs; where others than this machine's users can come only if that was said.
+  bool does_inspect = false;
+  bool may_inspect_anywhere = false;
 
-  /// 0 for one per core, or one where there are faults.
+  /// 0 for one per core, or one where there are faults or an inspector.
   int workers = 0;
   int max_connections = 10'000;
   int max_connections_per_address = 1000;

@@ -25,12 +25,14 @@
 #include "server/http/request_handler.h"
 #include "server/http/reverse_page.h"
 #include "server/http/tls_files.h"
+#include "server/inspect/inspector.h"
 #include "server/learn/learner.h"
 #include "server/process/line_writer.h"
 #include "server/services/echo_service.h"
 #include "server/services/location_service.h"
 #include "server/storage/open_storage.h"
 #include "tools/support/standard_files.h"
+#include "web/inspector_files.h"
 
 namespace kesu_server {
 namespace {
@@ -228,6 +230,17 @@ int RunWorker(const WorkerSetting& setting, const std::vector<int>& listening_so
   }
   if (access_log) {
     parts.access_log = [&](const std::string& line) { write_to(access_log.get(), line); };
+  }
+  std::optional<Inspector> inspector;
+  if (options.does_inspect) {
+    inspector.emplace(options.may_inspect_anywhere ? Visitors::kAny : Visitors::kLocal,
+                      InspectorFiles());
+    parts.observe = [&](const HttpRequest& request, const Reply& reply, std::int64_t duration_us,
+                        const std::string& client) {
+      inspector->Observe(request, reply, duration_us, client);
+    };
+    handler.AddFolder(Inspector::kFolder,
+                      [&](const HttpRequest& request) { return inspector->Begin(request); });
   }
   HttpServer server(std::move(parts));
   ServingLoop loop(&server, listening_sockets, static_cast<unsigned>(options.grace));

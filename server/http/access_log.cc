@@ -3,24 +3,13 @@
 #include <glib.h>
 #include <nlohmann/json.hpp>
 
+#include "server/http/time_text.h"
+
 namespace kesu_server {
-namespace {
-
-std::string TimeText() {
-  GDateTime* const now = g_date_time_new_now_utc();
-  char* const seconds = g_date_time_format(now, "%Y-%m-%dT%H:%M:%S");
-  char text[48];
-  g_snprintf(text, sizeof text, "%s.%03dZ", seconds, g_date_time_get_microsecond(now) / 1000);
-  g_free(seconds);
-  g_date_time_unref(now);
-  return text;
-}
-
-}  // namespace
 
 std::string AccessLogLine(const AccessRecord& record) {
   const nlohmann::ordered_json line = {
-      {"time", TimeText()},
+      {"time", TimeText(g_get_real_time())},
       {"path", record.path},
       {"status", record.status},
       {"requests", record.requests},

@@ -10,6 +10,8 @@ namespace {
 
 /// So much of a body is handed over at a time where it is not handed over as a whole.
 constexpr std::size_t kBlockBytes = std::size_t{64} << 10;
+/// A stream says little at a time.
+constexpr std::size_t kStreamBlockBytes = 4096;
 
 /// The body of a reply that is not sent as a whole.
 struct PartialBody {
@@ -58,17 +60,28 @@ MHD_Response* NewResponse(Reply* reply) {
   return NewWholeResponse(std::move(reply->body));
 }
 
+HttpResponse WithHeaders(MHD_Response* created, const HttpHeaders& headers) {
+  HttpResponse response(created, MHD_destroy_response);
+  if (!response) return response;
+  for (const auto& [name, value] : headers) {
+    MHD_add_response_header(response.get(), name.c_str(), value.c_str());
+  }
+  return response;
+}
+
 }  // namespace
 
 HttpResponse NewHttpResponse(Reply reply) {
   // The connection is closed behind a whole body too, then.
   if (reply.delivery == Delivery::kCut) SetHeader("Connection", "close", &reply);
-  HttpResponse response(NewResponse(&reply), MHD_destroy_response);
-  if (!response) return response;
-  for (const auto& [name, value] : reply.headers) {
-    MHD_add_response_header(response.get(), name.c_str(), value.c_str());
-  }
-  return response;
+  MHD_Response* const response = NewResponse(&reply);
+  return WithHeaders(response, reply.headers);
+}
+
+HttpResponse NewStreamResponse(Reply reply, MHD_ContentReaderCallback read, void* data) {
+  return WithHeaders(
+      MHD_create_response_from_callback(MHD_SIZE_UNKNOWN, kStreamBlockBytes, read, data, nullptr),
+      reply.headers);
 }
 
 }  // namespace kesu_server

@@ -1,16 +1,20 @@
 #include "server/http/http_server.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <limits>
 #include <string_view>
 #include <utility>
 
 #include <glib.h>
+#include <netdb.h>
+#include <netinet/in.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 #include "server/http/access_log.h"
 #include "server/http/http_response.h"
+#include "server/http/reply_stream.h"
 
 namespace kesu_server {
 namespace {
@@ -31,11 +35,17 @@ void Disconnect(int descriptor) {
   shutdown(descriptor, SHUT_RDWR);
 }
 
+/// Whether the client has ended the stream, and sent nothing before, or is gone.
+bool HasHungUp(int descriptor) {
+  char byte = 0;
+  const ssize_t count = recv(descriptor, &byte, 1, MSG_PEEK | MSG_DONTWAIT);
+  return count == 0 || (count < 0 && errno == ECONNRESET);
+}
+
 /// libmicrohttpd takes notice of a client's end of stream only where it comes alone; this lets it
 /// look once more where it came together with a request.
 void RemindOfEnd(int descriptor) {
-  char byte = 0;
-  if (recv(descriptor, &byte, 1, MSG_PEEK | MSG_DONTWAIT) == 0) shutdown(descriptor, SHUT_RD);
+  if (HasHungUp(descriptor)) shutdown(descriptor, SHUT_RD);
 }
 
 /// Whether bytes have come that libmicrohttpd has not read yet.
@@ -59,6 +69,18 @@ HttpHeaders ReadArguments(MHD_Connection* handle) {
   HttpHeaders arguments = ReadValues(MHD_GET_ARGUMENT_KIND, handle);
   for (auto& [name, value] : arguments) value.resize(MHD_http_unescape(value.data()));
   return arguments;
+}
+
+/// The address of the client.
+std::string ClientOf(MHD_Connection* handle) {
+  const MHD_ConnectionInfo* const info =
+      MHD_get_connection_info(handle, MHD_CONNECTION_INFO_CLIENT_ADDRESS);
+  char host[NI_MAXHOST];
+  const socklen_t length =
+      info->client_addr->sa_family == AF_INET6 ? sizeof(sockaddr_in6) : sizeof(sockaddr_in);
+  const bool is_known =
+      getnameinfo(info->client_addr, length, host, sizeof host, nullptr, 0, NI_NUMERICHOST) == 0;
+  return is_known ? host : "";
 }
 
 /// Whether a request says that its body is longer than `max_bytes`.
@@ -110,6 +132,9 @@ struct HttpServer::Connection {
   bool is_suspended = false;
   /// The reply has been made, and waits for its time or to be sent.
   bool has_reply = false;
+  /// The reply is one, and is being sent. It is set aside while there is nothing to send.
+  std::shared_ptr<ReplyStream> stream;
+  HttpServer* server = nullptr;
   /// The client may go on sending a body that nobody wants.
   bool must_linger = false;
 };
@@ -134,6 +159,7 @@ struct HttpServer::DaemonSource {
                                  Prepare(source, &timeout_ms) != FALSE);
   }
   static gboolean Dispatch(GSource* source, GSourceFunc, void*) {
+    g_source_set_ready_time(source, -1);
     MHD_run(reinterpret_cast<DaemonSource*>(source)->daemon);
     return G_SOURCE_CONTINUE;
   }
@@ -216,6 +242,7 @@ void HttpServer::AttachDaemon() {
 
 void HttpServer::Finish(Farewell farewell, std::function<void()> on_finished) {
   on_finished_ = std::move(on_finished);
+  EndStreams();
   // Those who wait already were there in time.
   if (farewell == Farewell::kSoon) {
     for (Listener& listener : listeners_) listener.Accept();
@@ -309,6 +336,7 @@ void HttpServer::OnRequestEnded(void* http_server, MHD_Connection*, void** reque
   if (connection == nullptr) return;
   connection->request = {};
   connection->body = {};
+  connection->stream = nullptr;
   connection->has_reply = false;
   connection->is_in_request = false;
   RemindOfEnd(connection->descriptor);
@@ -348,7 +376,12 @@ MHD_Result HttpServer::Answer(Connection* connection) {
 void HttpServer::TakeReply(Connection* connection, Reply reply) {
   connection->reply = std::move(reply);
   connection->has_reply = true;
-  Log(connection->request, connection->reply, g_get_monotonic_time() - connection->start_us);
+  const gint64 duration_us = g_get_monotonic_time() - connection->start_us;
+  Log(connection->request, connection->reply, duration_us);
+  if (parts_.observe) {
+    parts_.observe(connection->request, connection->reply, duration_us,
+                   ClientOf(connection->handle));
+  }
   if (!connection->is_suspended) return;
   if (connection->reply.delay_ms > 0) return Delay(connection);
   Resume(connection);
@@ -380,6 +413,7 @@ void HttpServer::Resume(Connection* connection) {
 }
 
 MHD_Result HttpServer::Send(Connection* connection) {
+  if (connection->reply.stream) return SendStream(connection);
   deadlines_.Set(connection, parts_.times.body_s);
   if (connection->reply.delivery == Delivery::kNone) {
     Disconnect(connection->descriptor);
@@ -390,6 +424,43 @@ MHD_Result HttpServer::Send(Connection* connection) {
   const HttpResponse response = NewHttpResponse(std::move(connection->reply));
   return ResultOf(response &&
                   MHD_queue_response(connection->handle, status, response.get()) == MHD_YES);
+}
+
+MHD_Result HttpServer::SendStream(Connection* connection) {
+  // It has all the time in the world; but who does not take what there is, is idle.
+  deadlines_.Clear(connection);
+  connection->stream = std::move(connection->reply.stream);
+  connection->server = this;
+  connection->stream->set_on_more([this, connection] { ResumeStream(connection); });
+  const HttpResponse response =
+      NewStreamResponse(std::move(connection->reply), ReadStream, connection);
+  return ResultOf(response &&
+                  MHD_queue_response(connection->handle, MHD_HTTP_OK, response.get()) == MHD_YES);
+}
+
+ssize_t HttpServer::ReadStream(void* connection, std::uint64_t, char* buffer,
+                               std::size_t buffer_bytes) {
+  auto* const self = static_cast<Connection*>(connection);
+  if (self->server->is_finishing()) return MHD_CONTENT_READER_END_OF_STREAM;
+  // libmicrohttpd looks for that only while it has something to send.
+  if (HasHungUp(self->descriptor)) return MHD_CONTENT_READER_END_WITH_ERROR;
+  const std::size_t count = self->stream->Read(buffer, buffer_bytes);
+  if (count == 0) self->server->Suspend(self);
+  return static_cast<ssize_t>(count);
+}
+
+void HttpServer::ResumeStream(Connection* connection) {
+  if (!connection->is_suspended) return;
+  connection->is_suspended = false;
+  MHD_resume_connection(connection->handle);
+  // Whoever has more to say may be inside libmicrohttpd.
+  g_source_set_ready_time(daemon_source_, 0);
+}
+
+void HttpServer::EndStreams() {
+  for (Connection* const connection : connections_) {
+    if (connection->stream) ResumeStream(connection);
+  }
 }
 
 void HttpServer::Log(const HttpRequest& request, const Reply& reply, gint64 duration_us) const {

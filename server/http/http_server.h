@@ -2,6 +2,7 @@
 #define SERVER_HTTP_HTTP_SERVER_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <optional>
@@ -46,6 +47,10 @@ class HttpServer {
     std::function<void(const std::string& line)> log = {};
     /// Gets a line about each POST, if it is there.
     std::function<void(const std::string& line)> access_log = {};
+    /// Is told of each request when its reply is there, if it is there itself.
+    std::function<void(const HttpRequest& request, const Reply& reply, std::int64_t duration_us,
+                       const std::string& client)>
+        observe = {};
   };
 
   enum class Farewell {
@@ -96,6 +101,11 @@ class HttpServer {
   static void Delay(Connection* connection);
   static void Resume(Connection* connection);
   MHD_Result Send(Connection* connection);
+  MHD_Result SendStream(Connection* connection);
+  static ssize_t ReadStream(void* connection, std::uint64_t position, char* buffer,
+                            std::size_t buffer_bytes);
+  void ResumeStream(Connection* connection);
+  void EndStreams();
   void Log(const HttpRequest& request, const Reply& reply, gint64 duration_us) const;
 
   Parts parts_;

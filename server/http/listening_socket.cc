@@ -1,6 +1,7 @@
 #include "server/http/listening_socket.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 
@@ -91,6 +92,20 @@ std::string HostAndPort(int socket) {
   }
   const std::string text = host;
   return (address.ss_family == AF_INET6 ? "[" + text + "]" : text) + ":" + port;
+}
+
+bool IsOnLoopback(int socket) {
+  constexpr std::uint32_t kLoopbackNet = 127;
+  sockaddr_storage address = {};
+  socklen_t length = sizeof address;
+  if (getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length) != 0) return false;
+  if (address.ss_family == AF_INET) {
+    return ntohl(reinterpret_cast<const sockaddr_in*>(&address)->sin_addr.s_addr) >> 24 ==
+           kLoopbackNet;
+  }
+  if (address.ss_family != AF_INET6) return address.ss_family == AF_UNIX;
+  const in6_addr& v6 = reinterpret_cast<const sockaddr_in6*>(&address)->sin6_addr;
+  return IN6_IS_ADDR_LOOPBACK(&v6) || (IN6_IS_ADDR_V4MAPPED(&v6) && v6.s6_addr[12] == kLoopbackNet);
 }
 
 }  // namespace kesu_server

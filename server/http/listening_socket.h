@@ -15,6 +15,9 @@ std::vector<int> ListenOn(const std::string& address, unsigned short port, int c
 /// "127.0.0.1:8642" or "[::1]:8642"; the address of a listening socket.
 std::string HostAndPort(int socket);
 
+/// Whether nobody but this machine can come there.
+bool IsOnLoopback(int socket);
+
 }  // namespace kesu_server
 
 #endif  // SERVER_HTTP_LISTENING_SOCKET_H_

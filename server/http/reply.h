@@ -2,11 +2,14 @@
 #define SERVER_HTTP_REPLY_H_
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
 namespace kesu_server {
+
+class ReplyStream;
 
 using HttpHeaders = std::vector<std::pair<std::string, std::string>>;
 
@@ -34,6 +37,8 @@ struct Reply {
   std::size_t answered = 0;
   /// The fault that was applied, as it was asked for; empty for none.
   std::string fault = {};
+  /// In place of `body`, which is empty then, and of what is said of its delivery.
+  std::shared_ptr<ReplyStream> stream = {};
 };
 
 inline constexpr char kTextContentType[] = "text/plain; charset=utf-8";

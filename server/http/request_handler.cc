@@ -6,6 +6,7 @@
 #include <glib.h>
 
 #include "server/http/fault_effects.h"
+#include "server/http/media_type.h"
 #include "server/http/post_work.h"
 #include "server/protocol/reply_writer.h"
 
@@ -17,17 +18,6 @@ constexpr char kMuxContentType[] = "application/binary";
 
 Reply TextReply(unsigned status, const std::string& line) {
   return MakeReply(status, kTextContentType, line + "\n");
-}
-
-/// The media type of a request, without its parameters; empty when it states none.
-std::string MediaType(const HttpHeaders& headers) {
-  for (const auto& [name, value] : headers) {
-    if (g_ascii_strcasecmp(name.c_str(), "Content-Type") != 0) continue;
-    std::string type = value.substr(0, value.find(';'));
-    while (!type.empty() && g_ascii_isspace(type.back())) type.pop_back();
-    return type;
-  }
-  return {};
 }
 
 Reply EchoHeaders(const HttpHeaders& headers) {
@@ -65,10 +55,20 @@ void RequestHandler::Handle(const HttpRequest& request, Done done) {
   if (const auto page = pages_.find(request.path); page != pages_.end()) {
     return HandlePage(page->second, request, std::move(done));
   }
+  if (const Call* const folder = FindFolder(request.path)) {
+    return Ask((*folder)(request), std::move(done));
+  }
   if (request.path != kServicePath) return done(TextReply(404, "nothing here"));
   if (request.method == "GET") return done(EchoHeaders(request.headers));
   if (request.method == "POST") return HandlePost(request, std::move(done));
   done(WrongMethod("only GET and POST", "GET, POST"));
+}
+
+const RequestHandler::Call* RequestHandler::FindFolder(std::string_view path) const {
+  for (const auto& [folder, call] : folders_) {
+    if (path == folder || path.starts_with(folder + "/")) return &call;
+  }
+  return nullptr;
 }
 
 void RequestHandler::HandlePage(const PageEntry& entry, const HttpRequest& request, Done done) {
@@ -81,8 +81,16 @@ void RequestHandler::HandlePage(const PageEntry& entry, const HttpRequest& reque
 }
 
 void RequestHandler::HandleCall(const PageEntry& entry, const HttpRequest& request, Done done) {
-  const std::shared_ptr<Inquirer<Reply>> inquirer = entry.call(request);
-  dialogues_.Begin([this, &entry, inquirer, done = std::move(done)](
+  Ask(entry.call(request), [this, &entry, done = std::move(done)](Reply reply) {
+    record_->CountRequest(entry.name, static_cast<int>(reply.status));
+    reply.requests = 1;
+    reply.answered = static_cast<std::size_t>(reply.status == kHttpOk);
+    done(std::move(reply));
+  });
+}
+
+void RequestHandler::Ask(std::shared_ptr<Inquirer<Reply>> inquirer, Done done) {
+  dialogues_.Begin([inquirer = std::move(inquirer), done = std::move(done)](
                        const std::optional<Findings>& findings, Inquiry* inquiry) {
     Found found;
     found.has_failed = !findings;
@@ -91,11 +99,7 @@ void RequestHandler::HandleCall(const PageEntry& entry, const HttpRequest& reque
       found.surroundings = findings->surroundings;
     }
     std::optional<Reply> reply = inquirer->GoOn(found, inquiry);
-    if (!reply) return;
-    record_->CountRequest(entry.name, static_cast<int>(reply->status));
-    reply->requests = 1;
-    reply->answered = static_cast<std::size_t>(reply->status == kHttpOk);
-    done(*std::move(reply));
+    if (reply) done(*std::move(reply));
   });
 }
 

@@ -81,6 +81,9 @@ class RequestHandler {
     pages_[path] = {method, {}, name, std::move(call)};
   }
 
+  /// For the path of a folder and all within it, whatever the method.
+  void AddFolder(const std::string& path, Call call) { folders_[path] = std::move(call); }
+
   /// From now on each POST that is to be answered with 200 uses up one use of `faults`, which is
   /// borrowed.
   void set_faults(FaultPlan* faults) { faults_ = faults; }
@@ -98,8 +101,11 @@ class RequestHandler {
     Call call;
   };
 
+  /// Null when it is in none.
+  const Call* FindFolder(std::string_view path) const;
   void HandlePage(const PageEntry& entry, const HttpRequest& request, Done done);
   void HandleCall(const PageEntry& entry, const HttpRequest& request, Done done);
+  void Ask(std::shared_ptr<Inquirer<Reply>> inquirer, Done done);
   void HandlePost(const HttpRequest& request, Done done);
   void Answer(Post post, Done done);
   std::unique_ptr<Inquirer<ServiceReply>> Begin(const ServiceRequest& request) const;
@@ -112,6 +118,7 @@ class RequestHandler {
   FaultPlan* faults_ = nullptr;
   std::map<std::string, Service, std::less<>> services_;
   std::map<std::string, PageEntry, std::less<>> pages_;
+  std::map<std::string, Call, std::less<>> folders_;
 };
 
 }  // namespace kesu_server

@@ -108,6 +108,13 @@ std::vector<Observation> ReadObservations(const lbs::GLocRequestElement& element
   return collector.Take();
 }
 
+std::optional<StationKey> AreaOfServingCell(const std::vector<Observation>& observations) {
+  for (const Observation& observation : observations) {
+    if (!observation.key.is_access_point()) return AreaKey(observation.key);
+  }
+  return std::nullopt;
+}
+
 void WriteFeatures(const std::vector<DescribedFeature>& features, lbs::GLocation* location) {
   for (const DescribedFeature& described : features) {
     lbs::GFeature* const feature = location->add_feature();

@@ -35,6 +35,9 @@ struct Observation {
 /// that served earlier say nothing about here and do not count.
 std::vector<Observation> ReadObservations(const lbs::GLocRequestElement& element);
 
+/// The area of the cell that comes first.
+std::optional<StationKey> AreaOfServingCell(const std::vector<Observation>& observations);
+
 void WriteFeatures(const std::vector<DescribedFeature>& features, lbs::GLocation* location);
 
 }  // namespace kesu_server

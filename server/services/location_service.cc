@@ -21,14 +21,6 @@ bool IsBetter(const lbs::GLocation& fix, const Estimate& estimate) {
   return !fix.has_accuracy_m() || fix.accuracy_m() <= estimate.accuracy_m;
 }
 
-/// Of the cell that comes first.
-std::optional<StationKey> AreaOfServingCell(const std::vector<Observation>& observations) {
-  for (const Observation& observation : observations) {
-    if (!observation.key.is_access_point()) return AreaKey(observation.key);
-  }
-  return std::nullopt;
-}
-
 /// A cell that is not known is somewhere in its area, and how well it is received says nothing.
 Sighting AnywhereIn(const Station& area) {
   Sighting sighting{area};

@@ -33,6 +33,7 @@ ORDER = [
     "server/services",
     "server/process",
     "server/http",
+    "server/inspect",
     "server/simulation",
     "server/import",
     "server",
