@@ -15,7 +15,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   using kesu_fuzz::Require;
   std::string error;
   static const std::unique_ptr<kesu_server::Lookup> kLookup =
-      kesu_server::NewLookup({}, kesu_server::OpenStorage({}, &error));
+      kesu_server::NewLookup({}, kesu_server::OpenStorage({}, &error), {});
   kesu_server::HttpRequest request;
   request.body = {reinterpret_cast<const char*>(bytes), size};
   kesu_server::Reply reply;

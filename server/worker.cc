@@ -175,7 +175,6 @@ int RunWorker(const WorkerSetting& setting, const std::vector<int>& listening_so
   const std::optional<StorageCounts> counts = storage->Counts();
   if (!counts) return Fail(storage->error());
   const std::string caution = CautionAbout(options.source, storage.get());
-  CountingLookup lookup(NewLookup(options.source, std::move(storage)), &record);
   TlsFiles tls;
   if (options.tls_key &&
       !ReadTlsFiles(options.tls_certificate.value_or(""), *options.tls_key, &tls, &error)) {
@@ -194,9 +193,9 @@ int RunWorker(const WorkerSetting& setting, const std::vector<int>& listening_so
     record.dropped_lines += writer->dropped_lines() - dropped_before;
   };
 
-  RequestHandler handler(PostLimitsOf(options), &lookup, &record, [&](const std::string& line) {
-    write_to(&messages, "kesu-server: " + line);
-  });
+  const auto report = [&](const std::string& line) { write_to(&messages, "kesu-server: " + line); };
+  CountingLookup lookup(NewLookup(options.source, std::move(storage), report), &record);
+  RequestHandler handler(PostLimitsOf(options), &lookup, &record, report);
   LocationService location_service(NewPlatformKey);
   std::unique_ptr<Learner> learner;
   if (options.does_learn) {

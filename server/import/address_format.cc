@@ -6,7 +6,7 @@
 
 #include "server/import/csv_row.h"
 #include "server/import/formats.h"
-#include "server/storage/sqlite_schema.h"
+#include "server/storage/position_units.h"
 
 namespace kesu_server {
 namespace {

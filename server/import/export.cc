@@ -94,7 +94,7 @@ bool ExportWifi(SqliteStorage* storage, const LineWriter& write) {
 bool ExportPlaces(SqliteStorage* storage, const LineWriter& write) {
   return WriteRows(storage, std::string("SELECT ") + kPlaceColumns + ", id FROM place", write,
                    [](const SqliteStatement& row) {
-                     const std::optional<Place> place = ReadPlace(row);
+                     const std::optional<Place> place = ReadPlace(row, 0);
                      if (!place) return std::string();
                      return std::to_string(row.Integer(5)) + '\t' + place->name + "\t\t\t" +
                             Degrees(place->position.latitude) + '\t' +
@@ -107,7 +107,7 @@ bool ExportAddresses(SqliteStorage* storage, const LineWriter& write) {
   return write("LON,LAT,NUMBER,STREET,UNIT,CITY,DISTRICT,REGION,POSTCODE") &&
          WriteRows(storage, std::string("SELECT ") + kAddressColumns + " FROM address", write,
                    [](const SqliteStatement& row) {
-                     const std::optional<Address> address = ReadAddress(row);
+                     const std::optional<Address> address = ReadAddress(row, 0);
                      if (!address) return std::string();
                      std::string line = Degrees(address->position.longitude) + ',' +
                                         Degrees(address->position.latitude);

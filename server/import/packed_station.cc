@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <tuple>
 
-#include "server/storage/sqlite_schema.h"
+#include "server/storage/position_units.h"
 
 namespace kesu_server {
 

@@ -27,7 +27,7 @@ std::vector<LatLng> PlacesOf(SqliteStorage* storage) {
   SqliteStatement query(*storage->connection(),
                         std::string("SELECT ") + kPlaceColumns + " FROM place ORDER BY id");
   while (query.Step()) {
-    const std::optional<Place> place = ReadPlace(query);
+    const std::optional<Place> place = ReadPlace(query, 0);
     if (place) places.push_back(place->position);
   }
   return places;

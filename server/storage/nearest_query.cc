@@ -6,7 +6,7 @@
 #include <numbers>
 
 #include "server/geo/geodesy.h"
-#include "server/storage/sqlite_schema.h"
+#include "server/storage/position_units.h"
 
 namespace kesu_server {
 namespace {

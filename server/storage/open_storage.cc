@@ -1,11 +1,23 @@
 #include "server/storage/open_storage.h"
 
+#include "kesu/common/base/assertions.h"
+
 #include "server/storage/data_set.h"
 #include "server/storage/demonstration.h"
 #include "server/storage/immediate_lookup.h"
+#include "server/storage/postgres_lookup.h"
+#include "server/storage/postgres_storage.h"
+#include "server/storage/postgres_target.h"
 #include "server/storage/sqlite_storage.h"
 
 namespace kesu_server {
+namespace {
+
+bool IsPostgres(const DataSource& source) {
+  return source.database && IsPostgresUrl(*source.database);
+}
+
+}  // namespace
 
 DataSource ToLearnIn(const DataSource& source) {
   DataSource writable = source;
@@ -14,6 +26,12 @@ DataSource ToLearnIn(const DataSource& source) {
 }
 
 std::unique_ptr<Storage> OpenStorage(const DataSource& source, std::string* error) {
+  if (IsPostgres(source)) {
+    return PostgresStorage::Open(
+        *source.database,
+        source.may_learn ? PostgresStorage::Mode::kCreate : PostgresStorage::Mode::kRead,
+        source.timeout_s, error);
+  }
   if (source.database) {
     return SqliteStorage::Open(
         *source.database,
@@ -27,7 +45,18 @@ std::unique_ptr<Storage> OpenStorage(const DataSource& source, std::string* erro
   return storage;
 }
 
-std::unique_ptr<Lookup> NewLookup(const DataSource& /*source*/, std::unique_ptr<Storage> storage) {
+std::unique_ptr<Lookup> NewLookup(const DataSource& source, std::unique_ptr<Storage> storage,
+                                  std::function<void(const std::string& line)> report) {
+  if (IsPostgres(source)) {
+    std::string error;
+    auto target = PostgresTarget::Parse(*source.database, PostgresTarget::Purpose::kRead, &error);
+    // The storage has been opened with it.
+    GWASSERT(target);
+    return std::make_unique<PostgresLookup>(
+        *std::move(target),
+        PostgresLookup::Limits{source.timeout_s, static_cast<std::size_t>(source.connections)},
+        std::move(report));
+  }
   return std::make_unique<ImmediateLookup>(std::move(storage));
 }
 

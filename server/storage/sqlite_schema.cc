@@ -1,6 +1,5 @@
 #include "server/storage/sqlite_schema.h"
 
-#include <cmath>
 #include <cstdint>
 #include <optional>
 
@@ -9,7 +8,6 @@ namespace {
 
 /// "Kesu", where SQLite keeps whose file it is.
 constexpr std::int64_t kApplicationId = 0x4B657375;
-constexpr double kUnitsPerDegree = 1e7;
 
 /// A page is 4096 bytes, so that a lookup brings in little that it does not need. The columns of a
 /// station stand in the order of their use, since SQLite reads a row from its beginning.
@@ -89,15 +87,6 @@ UPDATE meta SET value = (SELECT count(*) FROM place) WHERE name = 'places';
 UPDATE meta SET value = (SELECT count(*) FROM address) WHERE name = 'addresses';
 UPDATE meta SET value = value + 1 WHERE name = 'data_version';
 )sql");
-}
-
-std::int64_t ToUnits(double degrees) {
-  return std::llround(degrees * kUnitsPerDegree);
-}
-
-LatLng FromUnits(std::int64_t latitude, std::int64_t longitude) {
-  return {static_cast<double>(latitude) / kUnitsPerDegree,
-          static_cast<double>(longitude) / kUnitsPerDegree};
 }
 
 }  // namespace kesu_server

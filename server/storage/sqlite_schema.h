@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <string>
 
-#include "server/geo/geodesy.h"
 #include "server/storage/sqlite_connection.h"
 
 /// The tables of a database. Positions are in units of 1e-7 degrees, radii in metres, times in
@@ -26,9 +25,6 @@ bool IsEmptyDatabase(SqliteConnection* connection);
 /// Counts what the tables hold and raises the version of the data; to be called before a
 /// transaction that changed them is committed.
 bool CountRows(SqliteConnection* connection);
-
-std::int64_t ToUnits(double degrees);
-LatLng FromUnits(std::int64_t latitude, std::int64_t longitude);
 
 }  // namespace kesu_server
 

@@ -3,32 +3,13 @@
 #include <cstddef>
 #include <utility>
 
+#include "server/storage/key_match.h"
 #include "server/storage/nearest_query.h"
 #include "server/storage/sqlite_rows.h"
 #include "server/storage/sqlite_schema.h"
 
 namespace kesu_server {
 namespace {
-
-constexpr std::int64_t kRadioTypes = (1 << kRadioTypeBits) - 1;
-
-/// The rows that may be the one that a key stands for: of a cell, those of all radio types.
-struct IdRange {
-  std::int64_t first = 0;
-  std::int64_t last = 0;
-};
-
-IdRange RangeOf(const StationKey& key) {
-  if (key.is_access_point() || key.id == kWholeArea) return {key.id, key.id};
-  return {key.id & ~kRadioTypes, key.id | kRadioTypes};
-}
-
-/// How well a row with the id `found` of that range answers for the key; 0 means not at all.
-int MatchOf(const StationKey& key, std::int64_t found) {
-  if (found == key.id) return 3;
-  if (RadioTypeOf({key.area, found}) == RadioType::kUnknown) return 2;
-  return RadioTypeOf(key) == RadioType::kUnknown ? 1 : 0;
-}
 
 /// Runs a query for the area ?1 and ids from ?2 to ?3. Leaves the row that answers best, read by
 /// `read`, in `best`; false when the query fails.
@@ -39,7 +20,7 @@ bool FindBest(const StationKey& key, const IdRange& range, int id_column, Sqlite
   query->Bind(2, range.first);
   query->Bind(3, range.last);
   int best_match = 0;
-  while (best_match < 3 && query->Step()) {
+  while (best_match < kExactMatch && query->Step()) {
     const std::int64_t id = query->Integer(id_column);
     const int match = MatchOf(key, id);
     if (match <= best_match) continue;
@@ -59,7 +40,7 @@ bool FindNearest(const LatLng& point, int count, double radius_m, SqliteStatemen
   query->Bind(3, radius_m);
   query->Bind(4, std::int64_t{count});
   while (query->Step()) {
-    if (auto what = read(*query)) {
+    if (auto what = read(*query, 0)) {
       const double distance_m = DistanceM(point, what->position);
       found->push_back({*std::move(what), distance_m});
     }
@@ -187,12 +168,15 @@ bool SqliteStorage::FindStations(std::span<const StationKey> keys,
 
 bool SqliteStorage::NearestPlaces(const LatLng& point, int count, double radius_m,
                                   std::vector<NearbyPlace>* places) {
-  return FindNearest(point, count, radius_m, &statements_->places, ReadPlace, places) || Fail();
+  return FindNearest(point, count, radius_m, &statements_->places, ReadPlace<SqliteStatement>,
+                     places) ||
+         Fail();
 }
 
 bool SqliteStorage::NearestAddresses(const LatLng& point, int count, double radius_m,
                                      std::vector<NearbyAddress>* addresses) {
-  return FindNearest(point, count, radius_m, &statements_->addresses, ReadAddress, addresses) ||
+  return FindNearest(point, count, radius_m, &statements_->addresses, ReadAddress<SqliteStatement>,
+                     addresses) ||
          Fail();
 }
 
