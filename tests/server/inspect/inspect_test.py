@@ -3,6 +3,7 @@
 import contextlib
 import http.client
 import json
+import signal
 import socket
 import subprocess
 import tempfile
@@ -27,6 +28,13 @@ def ask(server, path, method="GET", body=None, **headers):
 
 def send(server, body, **headers):
     return ask(server, "/m/appreq/cllDovi", "POST", body, **(GOOD | headers))
+
+
+def send_many(server, body, count):
+    with contextlib.closing(http.client.HTTPConnection(server.split("/")[2], timeout=PATIENCE_S)) as connection:
+        for _ in range(count):
+            connection.request("POST", "/m/appreq/cllDovi", body, GOOD)
+            connection.getresponse().read()
 
 
 def shown(server, number):
@@ -230,11 +238,8 @@ class Showing(unittest.TestCase):
 
 class Keeping(unittest.TestCase):
     def test_the_last_thousand(self):
-        with kesu_server("--inspect") as (server, _), Events(server) as live:
-            with contextlib.closing(http.client.HTTPConnection(server.split("/")[2])) as connection:
-                for _ in range(1005):
-                    connection.request("POST", "/m/appreq/cllDovi", EMPTY, GOOD)
-                    connection.getresponse().read()
+        with kesu_server("--inspect") as (server, end), Events(server) as live:
+            send_many(server, EMPTY, 1005)
             ids = [int(it[1]) for it in live.upto(1005) if it[0] == "post"]
             self.assertEqual(ids, list(range(1, 1006)))
             self.assertEqual(live.next(), ("gone", None, {"before": 6}))
@@ -245,6 +250,12 @@ class Keeping(unittest.TestCase):
                     self.assertEqual(events.next()[1], str(first))
             with Events(server, "?after=7", **{"Last-Event-ID": "1004"}) as events:
                 self.assertEqual(events.next()[1], "1005")
+            # The worker that reads the data again begins anew, whatever a page has seen.
+            end.process.send_signal(signal.SIGHUP)
+            self.assertIsNone(live.next())
+            send(server, EMPTY)
+            with Events(server, **{"Last-Event-ID": "1005"}) as events:
+                self.assertEqual(events.next()[1], "1")
 
     def test_memory(self):
         long = post((SERVICE, 0, bytes(2 << 20)))
@@ -268,18 +279,24 @@ class Keeping(unittest.TestCase):
     def test_readers(self):
         with kesu_server("--inspect", "--idle-timeout=1", "--body-timeout=1", "--header-timeout=1",
                          "--grace=30") as (server, end):
-            address = ("127.0.0.1", int(server.split(":")[2]))
-            with socket.create_connection(address) as slow, Events(server) as good:
+            with socket.socket() as slow, Events(server) as good:
                 slow.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
+                slow.connect(("127.0.0.1", int(server.split(":")[2])))
                 slow.sendall(b"GET /inspect/events HTTP/1.1\r\nHost: localhost\r\n\r\n")
                 names = post(*((bytes([65 + it]) * 64, 0, b"") for it in range(8)))
-                for _ in range(900):
-                    send(server, names)
-                self.assertEqual(len(good.upto(900)), 900)
+                for last in range(500, 4001, 500):
+                    send_many(server, names, 500)
+                    self.assertEqual(sum(it[0] == "post" for it in good.upto(last)), 500)
                 # Longer than any of the times: somebody who waits is not idle.
                 time.sleep(2.5)
                 send(server, EMPTY)
-                self.assertEqual(good.next()[1], "901")
+                self.assertEqual(good.upto(4001)[-1][1], "4001")
+                # And somebody who does not take what there is, is.
+                with contextlib.suppress(ConnectionResetError):
+                    received = b""
+                    while piece := slow.recv(1 << 16):
+                        received += piece
+                self.assertNotIn(b"id: 4000\n", received)
             with contextlib.ExitStack() as readers:
                 def come():
                     return readers.enter_context(Events(server))
