@@ -4,13 +4,13 @@
 #include <string>
 #include <vector>
 
-#include "server/storage/sqlite_storage.h"
+#include "server/import/data_store.h"
 
 namespace kesu_server {
 
 /// What is wrong with a database, a line for each: pages that are damaged, indexes that contradict
 /// their tables, rows that make no sense. Reads all of it.
-std::vector<std::string> FindFaults(SqliteStorage* storage);
+std::vector<std::string> FindFaults(const DataStore& store);
 
 }  // namespace kesu_server
 

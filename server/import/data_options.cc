@@ -70,7 +70,10 @@ bool ParseDataOptions(int argc, char** argv, DataOptions* options) {
   gint64 seed = 1;
   const GOptionEntry entries[] = {
       {"database", 'd', 0, G_OPTION_ARG_FILENAME, &database,
-       "The database, which import and synthesize make if it is not there", "FILE"},
+       "The database, which import and synthesize make if it is not there: a file, or the URL of "
+       "one "
+       "of PostgreSQL",
+       "FILE|URL"},
       {"regions", 0, 0, G_OPTION_ARG_FILENAME, &regions,
        "Names of regions for places (default: admin1CodesASCII.txt beside the first file)", "FILE"},
       {"countries", 0, 0, G_OPTION_ARG_FILENAME, &countries,

@@ -6,7 +6,6 @@
 #include <cstdio>
 
 #include "server/storage/radio_name.h"
-#include "server/storage/sqlite_rows.h"
 
 namespace kesu_server {
 namespace {
@@ -39,85 +38,61 @@ std::string Quoted(const std::string& field) {
   return quoted + '"';
 }
 
-/// Writes what `line` makes of each row; rows that make no sense are left out.
-bool WriteRows(SqliteStorage* storage, const std::string& sql, const LineWriter& write,
-               const std::function<std::string(const SqliteStatement& row)>& line) {
-  SqliteStatement query(*storage->connection(), sql);
-  while (query.Step()) {
-    const std::string text = line(query);
-    if (!text.empty() && !write(text)) return false;
+std::string CellLine(const ImportedStation& station) {
+  const std::string_view radio = NameOf(RadioTypeOf(station.key));
+  if (radio.empty()) return {};
+  const CellIdentity cell = CellOf(station.key);
+  return std::string(radio) + ',' + std::to_string(cell.mcc) + ',' + std::to_string(cell.mnc) +
+         ',' + std::to_string(cell.area_code) + ',' + std::to_string(cell.cell_id) + ",0," +
+         Degrees(station.position.longitude) + ',' + Degrees(station.position.latitude) + ',' +
+         std::to_string(std::llround(station.radius_m)) + ',' + std::to_string(station.samples) +
+         ",1,0," + std::to_string(station.updated) + ",0";
+}
+
+std::string AddressLine(const Address& address) {
+  std::string line = Degrees(address.position.longitude) + ',' + Degrees(address.position.latitude);
+  for (const std::string* text : {&address.number, &address.street, &address.unit, &address.city,
+                                  &address.district, &address.region, &address.postcode}) {
+    line += ',' + Quoted(*text);
   }
-  return query.Reset();
+  return line;
 }
 
 }  // namespace
 
-bool ExportCells(SqliteStorage* storage, const LineWriter& write) {
-  if (!write("radio,mcc,net,area,cell,unit,lon,lat,range,samples,changeable,created,updated,"
-             "averageSignal")) {
-    return false;
-  }
-  return WriteRows(
-      storage, std::string("SELECT area, id, ") + kStationColumns + " FROM cell WHERE id >= 0",
-      write, [](const SqliteStatement& row) {
-        const StationKey key = {row.Integer(0), row.Integer(1)};
-        const std::optional<ImportedStation> station = ReadStation(key, row, 2);
-        const std::string_view radio = NameOf(RadioTypeOf(key));
-        if (!station || radio.empty()) return std::string();
-        const CellIdentity cell = CellOf(key);
-        return std::string(radio) + ',' + std::to_string(cell.mcc) + ',' +
-               std::to_string(cell.mnc) + ',' + std::to_string(cell.area_code) + ',' +
-               std::to_string(cell.cell_id) + ",0," + Degrees(station->position.longitude) + ',' +
-               Degrees(station->position.latitude) + ',' +
-               std::to_string(std::llround(station->radius_m)) + ',' +
-               std::to_string(station->samples) + ",1,0," + std::to_string(station->updated) + ",0";
-      });
+bool ExportCells(const DataStore& store, const LineWriter& write) {
+  return write(
+             "radio,mcc,net,area,cell,unit,lon,lat,range,samples,changeable,created,updated,"
+             "averageSignal") &&
+         ForEachCell(store, [&](const ImportedStation& station) {
+           const std::string line = CellLine(station);
+           return line.empty() || write(line);
+         });
 }
 
-bool ExportWifi(SqliteStorage* storage, const LineWriter& write) {
-  if (!write("WigleWifi-1.4,appRelease=kesu-data") ||
-      !write("MAC,SSID,AuthMode,FirstSeen,Channel,RSSI,CurrentLatitude,CurrentLongitude,"
-             "AltitudeMeters,AccuracyMeters,Type")) {
-    return false;
-  }
-  return WriteRows(storage, std::string("SELECT mac, ") + kStationColumns + " FROM access_point",
-                   write, [](const SqliteStatement& row) {
-                     const StationKey key = {0, row.Integer(0)};
-                     const std::optional<ImportedStation> station = ReadStation(key, row, 1);
-                     if (!station) return std::string();
-                     return MacAddressOf(key) + ",,," + TimeText(station->updated) + ",,," +
-                            Degrees(station->position.latitude) + ',' +
-                            Degrees(station->position.longitude) + ",,,WIFI";
-                   });
+bool ExportWifi(const DataStore& store, const LineWriter& write) {
+  return write("WigleWifi-1.4,appRelease=kesu-data") &&
+         write(
+             "MAC,SSID,AuthMode,FirstSeen,Channel,RSSI,CurrentLatitude,CurrentLongitude,"
+             "AltitudeMeters,AccuracyMeters,Type") &&
+         ForEachAccessPoint(store, [&](const ImportedStation& station) {
+           return write(MacAddressOf(station.key) + ",,," + TimeText(station.updated) + ",,," +
+                        Degrees(station.position.latitude) + ',' +
+                        Degrees(station.position.longitude) + ",,,WIFI");
+         });
 }
 
-bool ExportPlaces(SqliteStorage* storage, const LineWriter& write) {
-  return WriteRows(storage, std::string("SELECT ") + kPlaceColumns + ", id FROM place", write,
-                   [](const SqliteStatement& row) {
-                     const std::optional<Place> place = ReadPlace(row, 0);
-                     if (!place) return std::string();
-                     return std::to_string(row.Integer(5)) + '\t' + place->name + "\t\t\t" +
-                            Degrees(place->position.latitude) + '\t' +
-                            Degrees(place->position.longitude) + "\tP\tPPL\t" + place->country +
-                            std::string(10, '\t');
-                   });
+bool ExportPlaces(const DataStore& store, const LineWriter& write) {
+  return ForEachPlace(store, [&](std::int64_t id, const Place& place) {
+    return write(std::to_string(id) + '\t' + place.name + "\t\t\t" +
+                 Degrees(place.position.latitude) + '\t' + Degrees(place.position.longitude) +
+                 "\tP\tPPL\t" + place.country + std::string(10, '\t'));
+  });
 }
 
-bool ExportAddresses(SqliteStorage* storage, const LineWriter& write) {
+bool ExportAddresses(const DataStore& store, const LineWriter& write) {
   return write("LON,LAT,NUMBER,STREET,UNIT,CITY,DISTRICT,REGION,POSTCODE") &&
-         WriteRows(storage, std::string("SELECT ") + kAddressColumns + " FROM address", write,
-                   [](const SqliteStatement& row) {
-                     const std::optional<Address> address = ReadAddress(row, 0);
-                     if (!address) return std::string();
-                     std::string line = Degrees(address->position.longitude) + ',' +
-                                        Degrees(address->position.latitude);
-                     for (const std::string* text :
-                          {&address->number, &address->street, &address->unit, &address->city,
-                           &address->district, &address->region, &address->postcode}) {
-                       line += ',' + Quoted(*text);
-                     }
-                     return line;
-                   });
+         ForEachAddress(store, [&](const Address& address) { return write(AddressLine(address)); });
 }
 
 }  // namespace kesu_server

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "server/storage/sqlite_storage.h"
+#include "server/import/data_store.h"
 
 namespace kesu_server {
 
@@ -13,10 +13,10 @@ using LineWriter = std::function<bool(std::string_view line)>;
 
 /// Each writes lines that can be imported again, with what the tables keep; false when the database
 /// fails or `write` does.
-bool ExportCells(SqliteStorage* storage, const LineWriter& write);
-bool ExportWifi(SqliteStorage* storage, const LineWriter& write);
-bool ExportPlaces(SqliteStorage* storage, const LineWriter& write);
-bool ExportAddresses(SqliteStorage* storage, const LineWriter& write);
+bool ExportCells(const DataStore& store, const LineWriter& write);
+bool ExportWifi(const DataStore& store, const LineWriter& write);
+bool ExportPlaces(const DataStore& store, const LineWriter& write);
+bool ExportAddresses(const DataStore& store, const LineWriter& write);
 
 }  // namespace kesu_server
 

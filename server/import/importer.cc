@@ -11,9 +11,6 @@
 #include "server/import/file_import.h"
 #include "server/import/packed_station.h"
 #include "server/import/station_spool.h"
-#include "server/import/station_writer.h"
-#include "server/storage/sqlite_rows.h"
-#include "server/storage/sqlite_schema.h"
 
 namespace kesu_server {
 namespace {
@@ -80,56 +77,40 @@ class StationSink final : public RecordSink {
 
 class PlaceSink final : public RecordSink {
  public:
-  PlaceSink(SqliteConnection* connection, std::int64_t* records)
-      : insert_place_(*connection, kInsertPlace),
-        insert_address_(*connection, kInsertAddress),
-        records_(records) {}
+  PlaceSink(Filling* filling, std::int64_t* records) : filling_(filling), records_(records) {}
 
   void TakePlace(std::int64_t id, const Place& place) override {
-    BindPlace(id, place, &insert_place_);
-    Insert(&insert_place_);
+    Count(!failed_ && filling_->PutPlace(id, place));
   }
   void TakeAddress(std::int64_t id, const Address& address) override {
-    BindAddress(id, address, &insert_address_);
-    Insert(&insert_address_);
+    Count(!failed_ && filling_->PutAddress(id, address));
   }
   bool failed() const { return failed_; }
 
  private:
-  void Insert(SqliteStatement* insert) {
-    failed_ = failed_ || !insert->Run();
+  void Count(bool is_put) {
+    failed_ = failed_ || !is_put;
     ++*records_;
   }
 
-  SqliteStatement insert_place_;
-  SqliteStatement insert_address_;
+  Filling* filling_;
   std::int64_t* records_;
   bool failed_ = false;
 };
 
-/// Ends an import: whoever reads from now on sees it.
-bool Publish(SqliteConnection* connection, SqliteTransaction* transaction) {
-  if (!CountRows(connection) || !transaction->Commit()) return false;
-  // Not done while somebody still reads the older state; then a later one does it.
-  connection->Execute("PRAGMA wal_checkpoint(TRUNCATE)");
-  return true;
-}
-
-bool WriteStations(std::vector<PackedStation>* last, const StationSpool& spool,
-                   SqliteConnection* connection) {
-  SqliteTransaction transaction(connection, SqliteTransaction::Kind::kWrite);
-  if (!transaction.has_begun()) return false;
-  StationWriter writer(connection);
-  const auto put = [&](const PackedStation& station) { return writer.Put(station); };
-  const bool are_written =
-      spool.is_empty() ? std::all_of(last->begin(), last->end(), put) : spool.Merge(put);
-  return are_written && writer.Finish() && Publish(connection, &transaction);
+bool WriteStations(const std::vector<PackedStation>& last, const StationSpool& spool,
+                   const DataStore& store) {
+  const std::unique_ptr<Filling> filling = BeginFilling(store);
+  if (!filling) return false;
+  const auto put = [&](const PackedStation& station) { return filling->Put(station); };
+  return (spool.is_empty() ? std::all_of(last.begin(), last.end(), put) : spool.Merge(put)) &&
+         filling->Commit();
 }
 
 }  // namespace
 
 bool ImportStations(const std::vector<std::string>& files, LineFormat* format,
-                    const std::string& database_path, SqliteStorage* storage,
+                    const std::string& database_path, const DataStore& store,
                     const ImportProgress& progress, ImportResult* result, std::string* error,
                     std::size_t stations_in_memory) {
   const std::string identity = IdentityOf(files);
@@ -177,32 +158,31 @@ bool ImportStations(const std::vector<std::string>& files, LineFormat* format,
     result->records += static_cast<std::int64_t>(sink.batch.size());
     std::sort(sink.batch.begin(), sink.batch.end());
   }
-  if (!WriteStations(&sink.batch, spool, storage->connection())) {
-    *error = storage->connection()->error();
+  if (!WriteStations(sink.batch, spool, store)) {
+    *error = ErrorOf(store);
     return false;
   }
   spool.Remove();
   return true;
 }
 
-bool ImportPlaces(const std::vector<std::string>& files, LineFormat* format, SqliteStorage* storage,
+bool ImportPlaces(const std::vector<std::string>& files, LineFormat* format, const DataStore& store,
                   const ImportProgress& progress, ImportResult* result, std::string* error) {
-  SqliteConnection* const connection = storage->connection();
-  SqliteTransaction transaction(connection, SqliteTransaction::Kind::kWrite);
-  if (!transaction.has_begun()) {
-    *error = connection->error();
+  const std::unique_ptr<Filling> filling = BeginFilling(store);
+  if (!filling) {
+    *error = ErrorOf(store);
     return false;
   }
-  PlaceSink sink(connection, &result->records);
+  PlaceSink sink(filling.get(), &result->records);
   const auto after_line = [&](std::int64_t) {
-    if (sink.failed()) *error = connection->error();
+    if (sink.failed()) *error = ErrorOf(store);
     return !sink.failed();
   };
   for (const std::string& file : files) {
     if (!ReadFile(file, format, &sink, progress, after_line, result, error)) return false;
   }
-  if (Publish(connection, &transaction)) return true;
-  *error = connection->error();
+  if (filling->Commit()) return true;
+  *error = ErrorOf(store);
   return false;
 }
 

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "server/import/data_store.h"
 #include "server/import/record.h"
 #include "server/import/rejections.h"
-#include "server/storage/sqlite_storage.h"
 
 namespace kesu_server {
 
@@ -30,16 +30,17 @@ using ImportProgress = std::function<void(std::int64_t position, std::int64_t si
 /// database meanwhile.
 inline constexpr std::size_t kStationsInMemory = std::size_t{1} << 20;
 
-/// Reads files of stations into the database. Whoever reads that sees all of them or none. After an
+/// Reads files of stations into the database; `database_path` is the beginning of the names of
+/// files that are needed meanwhile. Whoever reads that sees all of them or none. After an
 /// interruption the same call goes on where it was, unless the files have changed. False, and why
 /// in `error`.
 bool ImportStations(const std::vector<std::string>& files, LineFormat* format,
-                    const std::string& database_path, SqliteStorage* storage,
+                    const std::string& database_path, const DataStore& store,
                     const ImportProgress& progress, ImportResult* result, std::string* error,
                     std::size_t stations_in_memory = kStationsInMemory);
 
 /// Reads files of places or addresses in one transaction.
-bool ImportPlaces(const std::vector<std::string>& files, LineFormat* format, SqliteStorage* storage,
+bool ImportPlaces(const std::vector<std::string>& files, LineFormat* format, const DataStore& store,
                   const ImportProgress& progress, ImportResult* result, std::string* error);
 
 }  // namespace kesu_server

@@ -94,7 +94,25 @@ int Report(const ImportResult& result) {
   return result.records > 0 ? 0 : kNothingFound;
 }
 
-int Import(const DataOptions& options, SqliteStorage* storage) {
+/// Where a long import keeps what it has read: beside a file, or in the user's cache for a database
+/// that is elsewhere.
+std::string SpoolPath(const std::string& database, const DataStore& store) {
+  const auto* const postgres = std::get_if<PostgresStorage*>(&store);
+  if (postgres == nullptr) return database;
+  PGconn* const connection = (*postgres)->connection()->handle();
+  const std::string identity =
+      std::string(PQhost(connection)) + '\n' + PQport(connection) + '\n' + PQdb(connection);
+  char* const digest = g_compute_checksum_for_string(G_CHECKSUM_SHA256, identity.c_str(), -1);
+  char* const folder = g_build_filename(g_get_user_cache_dir(), "kesu-data", nullptr);
+  constexpr int kOnlyForTheUser = 0700;
+  g_mkdir_with_parents(folder, kOnlyForTheUser);
+  std::string path = std::string(folder) + '/' + digest;
+  g_free(folder);
+  g_free(digest);
+  return path;
+}
+
+int Import(const DataOptions& options, const DataStore& store) {
   std::string error;
   PlaceNames names;
   const std::string& first = options.files.front();
@@ -118,27 +136,27 @@ int Import(const DataOptions& options, SqliteStorage* storage) {
   ImportResult result;
   const bool is_good =
       is_of_stations
-          ? ImportStations(options.files, format.get(), options.database, storage, progress,
-                           &result, &error)
-          : ImportPlaces(options.files, format.get(), storage, progress, &result, &error);
+          ? ImportStations(options.files, format.get(), SpoolPath(options.database, store), store,
+                           progress, &result, &error)
+          : ImportPlaces(options.files, format.get(), store, progress, &result, &error);
   bar.End();
   return is_good ? Report(result) : Fail(error);
 }
 
-int Export(const DataOptions& options, SqliteStorage* storage) {
+int Export(const DataOptions& options, const DataStore& store) {
   const auto write = [](std::string_view line) {
     return std::fwrite(line.data(), 1, line.size(), stdout) == line.size() &&
            std::fputc('\n', stdout) != EOF;
   };
-  const bool is_good = options.kind == "cells"    ? ExportCells(storage, write)
-                       : options.kind == "wifi"   ? ExportWifi(storage, write)
-                       : options.kind == "places" ? ExportPlaces(storage, write)
-                                                  : ExportAddresses(storage, write);
+  const bool is_good = options.kind == "cells"    ? ExportCells(store, write)
+                       : options.kind == "wifi"   ? ExportWifi(store, write)
+                       : options.kind == "places" ? ExportPlaces(store, write)
+                                                  : ExportAddresses(store, write);
   if (std::fflush(stdout) != 0) return Fail("standard output cannot be written");
-  return is_good ? 0 : Fail(storage->connection()->error());
+  return is_good ? 0 : Fail(ErrorOf(store));
 }
 
-int PrintStats(SqliteStorage* storage) {
+int PrintStats(Storage* storage) {
   const std::optional<StorageCounts> counts = storage->Counts();
   if (!counts) return Fail(storage->error());
   const std::pair<const char*, std::int64_t> rows[] = {
@@ -154,32 +172,43 @@ int PrintStats(SqliteStorage* storage) {
   return 0;
 }
 
-int Check(SqliteStorage* storage) {
-  const std::vector<std::string> faults = FindFaults(storage);
+int Check(const DataStore& store) {
+  const std::vector<std::string> faults = FindFaults(store);
   for (const std::string& fault : faults) g_print("%s\n", fault.c_str());
   if (!faults.empty()) return kFailure;
   g_print("no faults\n");
   return 0;
 }
 
+int Run(const DataOptions& options, const DataStore& store) {
+  if (options.command == "import") return Import(options, store);
+  if (options.command == "export") return Export(options, store);
+  if (options.command == "stats") return PrintStats(StorageOf(store));
+  if (options.command == "check") return Check(store);
+  std::string error;
+  const bool is_good = Synthesize(options.stations, options.seed, store, &error);
+  return is_good ? PrintStats(StorageOf(store)) : Fail(error);
+}
+
 int Main(int argc, char** argv) {
   std::setlocale(LC_CTYPE, "");
   DataOptions options;
   if (!ParseDataOptions(argc, argv, &options)) return kUsageError;
-  const bool makes_file = options.command == "import" || options.command == "synthesize";
+  const bool makes_tables = options.command == "import" || options.command == "synthesize";
   std::string error;
+  if (IsPostgresUrl(options.database)) {
+    const std::unique_ptr<PostgresStorage> storage = PostgresStorage::Open(
+        options.database,
+        makes_tables ? PostgresStorage::Mode::kCreate : PostgresStorage::Mode::kRead,
+        /*time_limit_s=*/0, &error);
+    return storage ? Run(options, storage.get()) : Fail(error);
+  }
   const std::unique_ptr<SqliteStorage> storage = SqliteStorage::Open(
-      options.database, makes_file ? SqliteStorage::Mode::kCreate : SqliteStorage::Mode::kRead,
+      options.database, makes_tables ? SqliteStorage::Mode::kCreate : SqliteStorage::Mode::kRead,
       &error);
   if (!storage) return Fail(error);
   storage->connection()->set_patience_ms(kPatienceMs);
-
-  if (options.command == "import") return Import(options, storage.get());
-  if (options.command == "export") return Export(options, storage.get());
-  if (options.command == "stats") return PrintStats(storage.get());
-  if (options.command == "check") return Check(storage.get());
-  const bool is_good = Synthesize(options.stations, options.seed, storage.get(), &error);
-  return is_good ? PrintStats(storage.get()) : Fail(error);
+  return Run(options, storage.get());
 }
 
 }  // namespace

@@ -46,4 +46,21 @@ ImportedStation MeanOf(std::span<const PackedStation> sightings) {
   return station;
 }
 
+ImportedStation Update(const ImportedStation& present, const ImportedStation& station) {
+  if (!station.key.is_access_point()) {
+    return station.updated < present.updated ? present : station;
+  }
+  constexpr std::int64_t kMostSamples = 1'000'000'000;
+  const auto mean_of = [](const ImportedStation& one) {
+    return MeanPosition{one.position, one.radius_m, static_cast<double>(one.samples)};
+  };
+  const MeanPosition mean = Combine(mean_of(present), mean_of(station));
+  ImportedStation merged = present;
+  merged.position = mean.position;
+  merged.radius_m = std::min(mean.radius_m, kHalfCircumferenceM);
+  merged.samples = std::min(present.samples + station.samples, kMostSamples);
+  merged.updated = std::max(present.updated, station.updated);
+  return merged;
+}
+
 }  // namespace kesu_server

@@ -33,6 +33,10 @@ bool operator<(const PackedStation& a, const PackedStation& b);
 /// all of them. There is at least one.
 ImportedStation MeanOf(std::span<const PackedStation> sightings);
 
+/// What two imports say of one station, the later one second: sightings of an access point add up,
+/// of a cell the newest counts.
+ImportedStation Update(const ImportedStation& present, const ImportedStation& station);
+
 }  // namespace kesu_server
 
 #endif  // SERVER_IMPORT_PACKED_STATION_H_

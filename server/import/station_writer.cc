@@ -12,7 +12,6 @@ namespace {
 
 /// A hostile file may have any number of sightings of one station.
 constexpr std::size_t kMaxGroup = 10'000;
-constexpr std::int64_t kMostSamples = 1'000'000'000;
 
 std::string Insert(const char* verb, const char* table, int parameters) {
   std::string sql = std::string(verb) + " INTO " + table + " VALUES(?1";
@@ -27,19 +26,6 @@ int KeyColumns(const StationKey& key) {
 void BindKey(const StationKey& key, SqliteStatement* statement) {
   if (!key.is_access_point()) statement->Bind(1, key.area);
   statement->Bind(KeyColumns(key), key.id);
-}
-
-/// What two imports say of an access point.
-ImportedStation Merge(const ImportedStation& a, const ImportedStation& b) {
-  const MeanPosition mean =
-      Combine(MeanPosition{a.position, a.radius_m, static_cast<double>(a.samples)},
-              MeanPosition{b.position, b.radius_m, static_cast<double>(b.samples)});
-  ImportedStation merged = a;
-  merged.position = mean.position;
-  merged.radius_m = std::min(mean.radius_m, kHalfCircumferenceM);
-  merged.samples = std::min(a.samples + b.samples, kMostSamples);
-  merged.updated = std::max(a.updated, b.updated);
-  return merged;
 }
 
 }  // namespace
@@ -100,9 +86,7 @@ bool StationWriter::Write(const ImportedStation& station, bool is_newer_enough) 
   std::optional<ImportedStation> present;
   if (find->Step()) present = ReadStation(key, *find, 0);
   if (!find->Reset()) return false;
-  if (!present) return Write(station, true);
-  if (is_access_point) return Write(Merge(*present, station), true);
-  return station.updated < present->updated || Write(station, true);
+  return Write(present ? Update(*present, station) : station, true);
 }
 
 bool StationWriter::WriteArea() {

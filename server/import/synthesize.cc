@@ -3,17 +3,15 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <memory>
 #include <numbers>
 #include <optional>
 #include <random>
 #include <vector>
 
 #include "server/import/packed_station.h"
-#include "server/import/station_writer.h"
 #include "server/storage/data_set.h"
 #include "server/storage/demonstration.h"
-#include "server/storage/sqlite_rows.h"
-#include "server/storage/sqlite_schema.h"
 
 namespace kesu_server {
 namespace {
@@ -22,14 +20,12 @@ constexpr std::int64_t kFirstMac = 0x00005E800000;
 constexpr std::int64_t kCellsPerArea = 200;
 constexpr double kMetresPerDegree = 111'195;
 
-std::vector<LatLng> PlacesOf(SqliteStorage* storage) {
+std::vector<LatLng> PlacesOf(const DataStore& store) {
   std::vector<LatLng> places;
-  SqliteStatement query(*storage->connection(),
-                        std::string("SELECT ") + kPlaceColumns + " FROM place ORDER BY id");
-  while (query.Step()) {
-    const std::optional<Place> place = ReadPlace(query, 0);
-    if (place) places.push_back(place->position);
-  }
+  ForEachPlace(store, [&](std::int64_t, const Place& place) {
+    places.push_back(place.position);
+    return true;
+  });
   return places;
 }
 
@@ -65,10 +61,9 @@ double TownRadiusM(std::int64_t stations_per_place, double metres_between) {
 
 }  // namespace
 
-bool Synthesize(std::int64_t stations, std::uint64_t seed, SqliteStorage* storage,
+bool Synthesize(std::int64_t stations, std::uint64_t seed, const DataStore& store,
                 std::string* error) {
-  std::vector<LatLng> places = PlacesOf(storage);
-  SqliteConnection* const connection = storage->connection();
+  std::vector<LatLng> places = PlacesOf(store);
   if (places.empty()) {
     auto built_in = SqliteStorage::Open(":memory:", SqliteStorage::Mode::kCreate, error);
     if (!built_in || !LoadDataSet(BuiltInData(), built_in.get(), error)) return false;
@@ -82,16 +77,15 @@ bool Synthesize(std::int64_t stations, std::uint64_t seed, SqliteStorage* storag
   const auto place_of = [&](std::int64_t index, std::int64_t count) {
     return places[static_cast<std::size_t>(index * number_of_places / count)];
   };
-  SqliteTransaction transaction(connection, SqliteTransaction::Kind::kWrite);
-  StationWriter writer(connection);
-  bool is_good = transaction.has_begun();
+  const std::unique_ptr<Filling> filling = BeginFilling(store);
+  bool is_good = filling != nullptr;
   const double access_point_spread_m = TownRadiusM(access_points / number_of_places, 20);
   for (std::int64_t i = 0; is_good && i < access_points; ++i) {
     StationRecord record;
     record.key = {0, kFirstMac + i};
     record.position = chance.Near(place_of(i, access_points), access_point_spread_m);
     record.radius_m = chance.Between(50, 150);
-    is_good = writer.Put(Pack(record));
+    is_good = filling->Put(Pack(record));
   }
   const double cell_spread_m = TownRadiusM(cells / number_of_places, 500);
   for (std::int64_t i = 0; is_good && i < cells; ++i) {
@@ -100,12 +94,10 @@ bool Synthesize(std::int64_t stations, std::uint64_t seed, SqliteStorage* storag
         CellKey({1, 1, i / kCellsPerArea + 1, i + 1, RadioType::kLte}).value_or(StationKey());
     record.position = chance.Near(place_of(i, cells), cell_spread_m);
     record.radius_m = chance.Between(500, 5'000);
-    is_good = writer.Put(Pack(record));
+    is_good = filling->Put(Pack(record));
   }
-  is_good = is_good && writer.Finish() &&
-            connection->Execute("UPDATE meta SET value = 1 WHERE name = 'invented'") &&
-            CountRows(connection) && transaction.Commit();
-  if (!is_good) *error = connection->error();
+  is_good = is_good && filling->MarkInvented() && filling->Commit();
+  if (!is_good) *error = ErrorOf(store);
   return is_good;
 }
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "server/storage/sqlite_storage.h"
+#include "server/import/data_store.h"
 
 namespace kesu_server {
 
@@ -16,7 +16,7 @@ inline constexpr std::int64_t kMostInventedStations = 1'000'000'000;
 /// ones, and marks it. Three of four are access points, with addresses from 00-00-5e-80-00-00 on,
 /// which no maker has; the others are LTE cells of the test network 001-01. The same seed and
 /// places make the same stations.
-bool Synthesize(std::int64_t stations, std::uint64_t seed, SqliteStorage* storage,
+bool Synthesize(std::int64_t stations, std::uint64_t seed, const DataStore& store,
                 std::string* error);
 
 }  // namespace kesu_server

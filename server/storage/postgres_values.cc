@@ -4,6 +4,8 @@
 #include <type_traits>
 #include <utility>
 
+#include <glib.h>
+
 namespace kesu_server {
 namespace {
 
@@ -100,8 +102,17 @@ void PostgresArrays::Bind(int column, double value) {
 
 void PostgresArrays::Bind(int column, std::string_view value) {
   Array& array = Next(column);
-  AppendLength(value.size(), &array.bytes);
-  array.bytes.append(value);
+  if (g_utf8_validate_len(value.data(), value.size(), nullptr) != FALSE) {
+    AppendLength(value.size(), &array.bytes);
+    array.bytes.append(value);
+    return;
+  }
+  // PostgreSQL refuses this.
+  char* const valid = g_utf8_make_valid(value.data(), static_cast<gssize>(value.size()));
+  const std::string_view text(valid);
+  AppendLength(text.size(), &array.bytes);
+  array.bytes.append(text);
+  g_free(valid);
 }
 
 void PostgresArrays::BindNull(int column) {

@@ -1,14 +1,18 @@
 """kesu-server over a real PostgreSQL: slow tables, lost hosts, and what is learned meanwhile."""
 
+import contextlib
 import http.client
 import json
 import os
+import sqlite3
+import subprocess
+import tempfile
 import threading
 import time
 import unittest
 
 from cluster import cluster, url
-from fixture import PATIENCE_S, SERVICE, cell, kesu_server, nested, number, place, post, wifi
+from fixture import PATIENCE_S, SERVICE, kesu_server, nested, number, place, post, wifi
 
 PATH, HEADERS = "/m/appreq/cllDovi", {"Content-Type": "application/binary"}
 POSITION = (12.5, 77.25)
@@ -148,6 +152,64 @@ class PostgresTest(unittest.TestCase):
                 self.assertIn("the database: ", messages)
                 self.assertIn("the database answers again", messages)
                 self.assertNotIn("secret", messages)
+
+    def test_what_is_imported_comes_out_again_as_from_sqlite(self):
+        with cluster() as primary, tempfile.TemporaryDirectory() as folder:
+            stores = [url(primary), f"{folder}/a.db"]
+            for name, text in FILES.items():
+                with open(f"{folder}/{name}", "wb") as file:
+                    file.write(text)
+            for name, kind in IMPORTS:
+                told = [kesu_data("import", kind, f"{folder}/{name}", database=store)
+                        for store in stores]
+                self.assertEqual(told[0], told[1])
+            for command in (["stats"], ["check"], *(["export", kind] for kind in KINDS)):
+                told = [kesu_data(*command, database=store) for store in stores]
+                self.assertEqual(*(sorted(text.splitlines()) for text in told))
+            # The areas are those of SQLite, too, which no export shows.
+            rows = "SELECT area, latitude, longitude, radius, samples FROM {} WHERE id = -1"
+            with contextlib.closing(sqlite3.connect(stores[1])) as database:
+                expected = database.execute(rows.format("cell") + " ORDER BY 1").fetchall()
+            self.assertEqual(primary.sql(rows.format("kesu.cell") + " ORDER BY 1").splitlines(),
+                             ["|".join(map(str, row)) for row in expected])
+            self.assertIn("some of the stations are invented", kesu_data(
+                "synthesize", "--stations", "12000", database=stores[0]))
+            before = primary.sql("SELECT * FROM kesu.meta ORDER BY 1")
+            primary.sql("ALTER TABLE kesu.cell ADD CHECK (latitude < 0) NOT VALID")
+            self.assertIn("violates check", kesu_data("import", "cells", f"{folder}/cells.csv",
+                                                      database=stores[0], status=3))
+            self.assertEqual(primary.sql("SELECT * FROM kesu.meta ORDER BY 1"), before)
+
+
+KINDS = ["cells", "wifi", "places", "addresses"]
+CELLS = b"radio,mcc,net,area,cell,unit,lon,lat,range,samples,changeable,created,updated,averageSignal\n"
+WIFI = (b"WigleWifi-1.4,x\nMAC,SSID,AuthMode,FirstSeen,Channel,RSSI,CurrentLatitude,"
+        b"CurrentLongitude,AltitudeMeters,AccuracyMeters,Type\n")
+FILES = {
+    "cells.csv": CELLS + b"".join(
+        b"LTE,262,1,%d,%d,0,%d.5,48.25,700,%d,1,0,%d,0\n" % (i // 7, i, i % 90, i % 5, 900 + i)
+        for i in range(9000)) + b"GSM,1,1,1,1,0,5,5,1,9223372036854775807,1,0,1,0\nGSM,x\n",
+    # One cell older, one newer than before.
+    "newer.csv": CELLS + b"LTE,262,1,0,1,0,7,8,9,1,1,0,5,0\nLTE,262,1,0,2,0,7,8,9,1,1,0,5000,0\n",
+    "wifi.csv": WIFI + b"".join(
+        b"00:00:5e:00:%02x:%02x,a,,2024-02-29 00:00:%02d,1,-%d,50.%d,8,0,5,WIFI\n"
+        % (i % 40, i % 99, i % 60, 40 + i % 50, i % 9) for i in range(12000)),
+    "allCountries.txt": b"\t".join([b"1", b"T\xffwn\0", b"", b"", b"-1", b"2", b"P", b"PPL", b"DE"]
+                                   + [b""] * 10) + b"\n",
+    "addresses.csv": b"LON,LAT,NUMBER,STREET,UNIT,CITY,DISTRICT,REGION,POSTCODE\n"
+                     b"1,2,3,\"a, b\",,c,,,d\n1,2,3,\"a, b\",,c,,,d\n",
+}
+IMPORTS = [("cells.csv", "cells"), ("newer.csv", "cells"), ("wifi.csv", "wifi"),
+           ("wifi.csv", "wifi"), ("allCountries.txt", "places"), ("addresses.csv", "addresses")]
+
+
+def kesu_data(*arguments, database, status=0):
+    done = subprocess.run([os.environ["KESU_DATA"], *arguments, "--database", database],
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
+                          timeout=PATIENCE_S, check=False)
+    assert done.returncode == status, (arguments, done.returncode, done.stdout)
+    assert "secret" not in done.stdout
+    return done.stdout
 
 
 if __name__ == "__main__":
