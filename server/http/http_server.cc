@@ -432,6 +432,8 @@ MHD_Result HttpServer::SendStream(Connection* connection) {
   connection->stream = std::move(connection->reply.stream);
   connection->server = this;
   connection->stream->set_on_more([this, connection] { ResumeStream(connection); });
+  // Behind its end the server does.
+  SetHeader("Connection", "close", &connection->reply);
   const HttpResponse response =
       NewStreamResponse(std::move(connection->reply), ReadStream, connection);
   return ResultOf(response &&

@@ -276,9 +276,8 @@ class Keeping(unittest.TestCase):
             self.assertGreaterEqual(len(kept), 15)
             self.assertLess(resident_kib(end) - before, 48 << 10)
 
-    def test_readers(self):
-        with kesu_server("--inspect", "--idle-timeout=1", "--body-timeout=1", "--header-timeout=1",
-                         "--grace=30") as (server, end):
+    def test_readers_that_wait_and_that_do_not_read(self):
+        with kesu_server("--inspect", "--idle-timeout=1", "--body-timeout=1", "--header-timeout=1") as (server, _):
             with socket.socket() as slow, Events(server) as good:
                 slow.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
                 slow.connect(("127.0.0.1", int(server.split(":")[2])))
@@ -297,6 +296,9 @@ class Keeping(unittest.TestCase):
                     while piece := slow.recv(1 << 16):
                         received += piece
                 self.assertNotIn(b"id: 4000\n", received)
+
+    def test_readers_that_go(self):
+        with kesu_server("--inspect", "--grace=30") as (server, end):
             with contextlib.ExitStack() as readers:
                 def come():
                     return readers.enter_context(Events(server))
