@@ -20,6 +20,7 @@
 #include "server/counting_lookup.h"
 #include "server/http/admission.h"
 #include "server/http/geolocate_page.h"
+#include "server/http/geosubmit_page.h"
 #include "server/http/http_server.h"
 #include "server/http/metrics_page.h"
 #include "server/http/request_handler.h"
@@ -198,13 +199,16 @@ int RunWorker(const WorkerSetting& setting, const std::vector<int>& listening_so
   RequestHandler handler(PostLimitsOf(options), &lookup, &record, report);
   LocationService location_service(NewPlatformKey);
   std::unique_ptr<Learner> learner;
+  std::function<void(const std::vector<Lesson>&)> teach;
   if (options.does_learn) {
-    learner = std::make_unique<Learner>([source = ToLearnIn(options.source)] {
-      std::string ignored;
-      return OpenStorage(source, &ignored);
-    });
-    location_service.set_teach(
-        [&learner](const std::vector<Lesson>& lessons) { learner->Teach(lessons); });
+    learner = std::make_unique<Learner>(
+        [source = ToLearnIn(options.source)] {
+          std::string ignored;
+          return OpenStorage(source, &ignored);
+        },
+        &record.lessons);
+    teach = [&learner](const std::vector<Lesson>& lessons) { learner->Teach(lessons); };
+    location_service.set_teach(teach);
   }
   handler.AddService(LocationService::kName, [&](const ServiceRequest& request) {
     return location_service.Begin(request);
@@ -245,6 +249,11 @@ int RunWorker(const WorkerSetting& setting, const std::vector<int>& listening_so
   ServingLoop loop(&server, listening_sockets, static_cast<unsigned>(options.grace));
   handler.AddCall("geolocate", "POST", "/v1/geolocate", Geolocate);
   handler.AddCall("reverse", "GET", "/reverse", ReverseGeocode);
+  handler.AddPage("POST", "/v2/geosubmit", [&record, &teach](const HttpRequest& request) {
+    Reply reply = Geosubmit(request, teach);
+    record.CountRequest("geosubmit", static_cast<int>(reply.status));
+    return reply;
+  });
   handler.AddPage("GET", "/healthz", [&](const HttpRequest&) {
     return loop.is_ending() ? MakeReply(kHttpUnavailable, kTextContentType, "ending\n")
                             : MakeReply(kHttpOk, kTextContentType, "ok\n");

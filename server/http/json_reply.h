@@ -8,6 +8,7 @@
 namespace kesu_server {
 
 inline constexpr unsigned kBadJsonStatus = 400;
+inline constexpr unsigned kForbiddenStatus = 403;
 inline constexpr unsigned kNothingKnownStatus = 404;
 inline constexpr unsigned kStorageFailureStatus = 503;
 

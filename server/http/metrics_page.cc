@@ -123,6 +123,18 @@ std::string MetricsPage(std::span<const WorkerRecord> records, unsigned queue) {
       "kesu_connections_refused_total", "counter",
       "Connections refused since their address had too many.",
       page.Sum([](const WorkerRecord& record) -> auto& { return record.refused_connections; }));
+  page.Single(
+      "kesu_lessons_received_total", "counter",
+      "Observations of stations by devices that know where they are, where there is learning.",
+      page.Sum([](const WorkerRecord& record) -> auto& { return record.lessons.received; }));
+  page.Single("kesu_lessons_written_total", "counter", "Those that the data have learned.",
+              page.Sum([](const WorkerRecord& record) -> auto& { return record.lessons.written; }));
+  page.Single("kesu_lessons_dropped_total", "counter",
+              "Those that were dropped since they came too fast or could not be written.",
+              page.Sum([](const WorkerRecord& record) -> auto& { return record.lessons.dropped; }));
+  page.Single("kesu_stations_blocked_total", "counter",
+              "Stations that were found to be moving and blocked.", page.Sum([
+              ](const WorkerRecord& record) -> auto& { return record.lessons.blocked_stations; }));
   page.Single("kesu_log_lines_dropped_total", "counter",
               "Lines dropped since nobody read those before them.",
               page.Sum([](const WorkerRecord& record) -> auto& { return record.dropped_lines; }));

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <string_view>
 
+#include "server/learn/learner.h"
+
 namespace kesu_server {
 
 /// What a worker does at the moment and what has been done in its place since the server started,
@@ -18,11 +20,11 @@ struct WorkerRecord {
 
   static constexpr std::size_t kAddressBuckets = 16384;
   /// The services in the order of their counts; what is asked of no known one counts as the last.
-  static constexpr std::array<std::string_view, 5> kServices = {"g:loc/ql", "http:echo",
-                                                                "geolocate", "reverse", "unknown"};
-  static constexpr std::array<int, 5> kStatuses = {200, 400, 404, 503, 0};
-  static constexpr std::array<int, 13> kHttpStatuses = {200, 204, 302, 304, 400, 404, 405,
-                                                        413, 415, 429, 500, 503, 0};
+  static constexpr std::array<std::string_view, 6> kServices = {
+      "g:loc/ql", "http:echo", "geolocate", "geosubmit", "reverse", "unknown"};
+  static constexpr std::array<int, 6> kStatuses = {200, 400, 403, 404, 503, 0};
+  static constexpr std::array<int, 14> kHttpStatuses = {200, 204, 302, 304, 400, 403, 404,
+                                                        405, 413, 415, 429, 500, 503, 0};
   /// The upper bounds of the classes of durations; the last class has none.
   static constexpr std::array<int, 11> kMicroseconds = {
       100, 250, 500, 1000, 2500, 5000, 10'000, 25'000, 100'000, 1'000'000, 0};
@@ -43,6 +45,7 @@ struct WorkerRecord {
   Count accepted_connections;
   Count refused_connections;
   Count dropped_lines;
+  LessonCounts lessons;
 
   void CountRequest(std::string_view service, int status);
   void CountReply(unsigned http_status);

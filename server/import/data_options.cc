@@ -22,9 +22,11 @@ constexpr char kSummary[] =
     "  check                look for damage\n"
     "  synthesize           invent stations around the places that are there\n"
     "\n"
-    "KIND is cells, wifi, places or addresses";
+    "KIND is cells, wifi, reports, places or addresses";
 
-constexpr std::array<std::string_view, 4> kKinds = {"cells", "wifi", "places", "addresses"};
+/// Reports are not kept, so they cannot be exported.
+constexpr std::array<std::string_view, 5> kKinds = {"cells", "wifi", "places", "addresses",
+                                                    "reports"};
 
 bool Refuse(const std::string& error) {
   g_printerr("kesu-data: %s\nTry \"kesu-data --help\".\n", error.c_str());
@@ -46,8 +48,9 @@ bool TakeWords(const std::vector<std::string>& words, DataOptions* options) {
   std::size_t next = 1;
   if (has_kind) {
     options->kind = words.size() > 1 ? words[1] : "";
-    const auto* const kind = std::find(kKinds.begin(), kKinds.end(), options->kind);
-    if (kind == kKinds.end()) return Refuse("unknown kind \"" + options->kind + "\"");
+    const auto* const end = kKinds.end() - (options->command == "export" ? 1 : 0);
+    if (std::find(kKinds.begin(), end, options->kind) == end)
+      return Refuse("unknown kind \"" + options->kind + "\"");
     next = 2;
   }
   if (options->command == "import") {

@@ -5,6 +5,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "server/import/importer.h"
 #include "server/import/record.h"
@@ -17,6 +18,9 @@ bool ReadFile(const std::string& path, LineFormat* format, RecordSink* sink,
               const ImportProgress& progress,
               const std::function<bool(std::int64_t line)>& after_line, ImportResult* result,
               std::string* error);
+
+/// Tells apart files and their versions; empty when that cannot be done.
+std::string IdentityOf(const std::vector<std::string>& files);
 
 /// Does with a line what becomes of each.
 void CountLine(std::string_view line, bool is_too_long, const std::string& file,

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include <nlohmann/json.hpp>
-#include <sys/stat.h>
 
 #include "server/import/file_import.h"
 #include "server/import/packed_station.h"
@@ -14,19 +13,6 @@
 
 namespace kesu_server {
 namespace {
-
-/// Tells apart files and their versions; empty when that cannot be done.
-std::string IdentityOf(const std::vector<std::string>& files) {
-  std::string identity;
-  for (const std::string& file : files) {
-    struct stat about = {};
-    if (stat(file.c_str(), &about) != 0 || !S_ISREG(about.st_mode)) return {};
-    identity += file + '\n' + std::to_string(about.st_size) + '\n' +
-                std::to_string(about.st_mtim.tv_sec) + '\n' +
-                std::to_string(about.st_mtim.tv_nsec) + '\n';
-  }
-  return identity;
-}
 
 /// How far an import has come: all lines up to `line` of the file number `file` have been read.
 struct Mark {

@@ -17,6 +17,7 @@
 #include "server/import/formats.h"
 #include "server/import/importer.h"
 #include "server/import/line_reader.h"
+#include "server/import/report_import.h"
 #include "server/import/synthesize.h"
 #include "server/storage/sqlite_storage.h"
 #include "tools/support/standard_files.h"
@@ -126,8 +127,9 @@ int Import(const DataOptions& options, const DataStore& store) {
     return Fail(error);
   }
   const bool is_of_stations = options.kind == "cells" || options.kind == "wifi";
-  const std::unique_ptr<LineFormat> format = options.kind == "cells"  ? NewCellFormat()
-                                             : options.kind == "wifi" ? NewWifiFormat()
+  const std::unique_ptr<LineFormat> format = options.kind == "cells"     ? NewCellFormat()
+                                             : options.kind == "wifi"    ? NewWifiFormat()
+                                             : options.kind == "reports" ? NewReportFormat()
                                              : options.kind == "places"
                                                  ? NewPlaceFormat(options.classes, &names)
                                                  : NewAddressFormat(options.country);
@@ -138,6 +140,8 @@ int Import(const DataOptions& options, const DataStore& store) {
       is_of_stations
           ? ImportStations(options.files, format.get(), SpoolPath(options.database, store), store,
                            progress, &result, &error)
+      : options.kind == "reports"
+          ? ImportReports(options.files, format.get(), store, progress, &result, &error)
           : ImportPlaces(options.files, format.get(), store, progress, &result, &error);
   bar.End();
   return is_good ? Report(result) : Fail(error);

@@ -3,12 +3,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "server/learn/lesson.h"
 #include "server/storage/place.h"
 #include "server/storage/station.h"
 
@@ -26,24 +27,6 @@ struct StationRecord {
   double weight = 1;
 };
 
-/// A station that a device received; the signal, and its age in milliseconds, where they are known.
-struct SeenStation {
-  StationKey key;
-  std::optional<double> received_dbm;
-  std::int64_t age_ms = 0;
-};
-
-/// Where a device was, and what it received there.
-struct Report {
-  /// Seconds since 1970; 0 where it is not known.
-  std::int64_t time = 0;
-  LatLng position;
-  std::optional<double> accuracy_m;
-  std::int64_t position_age_ms = 0;
-  std::optional<double> speed_m_per_s;
-  std::vector<SeenStation> stations;
-};
-
 /// Takes records in, those of the kinds that it overrides.
 class RecordSink {
  public:
@@ -51,7 +34,8 @@ class RecordSink {
   virtual void TakeStation(const StationRecord& /*station*/) {}
   virtual void TakePlace(std::int64_t /*id*/, const Place& /*place*/) {}
   virtual void TakeAddress(std::int64_t /*id*/, const Address& /*address*/) {}
-  virtual void TakeReport(const Report& /*report*/) {}
+  /// What one report teaches.
+  virtual void TakeLessons(std::vector<Lesson> /*lessons*/) {}
 };
 
 /// What became of a line: `reason` is empty when its records were taken, or it has none. Else it
@@ -79,6 +63,9 @@ class LineFormat {
   virtual LineResult ReadLine(std::string_view line, RecordSink* sink) = 0;
   /// Called at the end of each file.
   virtual LineResult ReadEnd(RecordSink* /*sink*/) { return {}; }
+  /// Of a line that holds many records, or the end of a file: why some were not taken, and how
+  /// many.
+  virtual std::map<std::string_view, std::int64_t> TakeFaults() { return {}; }
 };
 
 }  // namespace kesu_server

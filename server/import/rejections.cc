@@ -1,20 +1,24 @@
 #include "server/import/rejections.h"
 
+#include <cstddef>
+
 #include <nlohmann/json.hpp>
 
 namespace kesu_server {
 namespace {
 
-constexpr std::int64_t kShown = 10;
+constexpr std::size_t kShown = 10;
 
 }  // namespace
 
-void Rejections::Add(std::string_view reason, const std::string& file, std::int64_t line) {
-  ++count_;
+void Rejections::Add(std::string_view reason, const std::string& file, std::int64_t line,
+                     std::int64_t count) {
+  count_ += count;
   auto found = tallies_.find(reason);
   if (found == tallies_.end()) found = tallies_.emplace(reason, Tally()).first;
   Tally& tally = found->second;
-  if (++tally.count <= kShown) tally.first.push_back(file + ":" + std::to_string(line));
+  tally.count += count;
+  if (tally.first.size() < kShown) tally.first.push_back(file + ":" + std::to_string(line));
 }
 
 std::string Rejections::Describe() const {
@@ -26,7 +30,7 @@ std::string Rejections::Describe() const {
       if (&where != &tally.first.front()) text += ", ";
       text += where;
     }
-    text += tally.count > kShown ? ", ...)\n" : ")\n";
+    text += tally.count > static_cast<std::int64_t>(tally.first.size()) ? ", ...)\n" : ")\n";
   }
   return text;
 }

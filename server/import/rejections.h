@@ -13,7 +13,8 @@ namespace kesu_server {
 /// Why lines were not taken: how many for each reason, and where the first ten are.
 class Rejections {
  public:
-  void Add(std::string_view reason, const std::string& file, std::int64_t line);
+  void Add(std::string_view reason, const std::string& file, std::int64_t line,
+           std::int64_t count = 1);
   std::int64_t count() const { return count_; }
 
   /// "  12 lines: no MAC address (a.csv:3, a.csv:7, ...)", a line for each reason.

@@ -13,6 +13,7 @@
 #include "server/protocol/post_reader.h"
 #include "server/services/described_feature.h"
 #include "server/services/location_service.h"
+#include "server/services/sightings.h"
 
 namespace kesu_server {
 namespace {

@@ -6,7 +6,7 @@
 #include <ctime>
 #include <utility>
 
-#include "server/learn/learn.h"
+#include "server/learn/write_lessons.h"
 
 namespace kesu_server {
 namespace {
@@ -19,7 +19,8 @@ constexpr std::chrono::seconds kBetweenWrites(1);
 
 }  // namespace
 
-Learner::Learner(OpenStorage open) : open_(std::move(open)), thread_([this] { Run(); }) {}
+Learner::Learner(OpenStorage open, LessonCounts* counts)
+    : open_(std::move(open)), counts_(counts), thread_([this] { Run(); }) {}
 
 Learner::~Learner() {
   {
@@ -31,12 +32,16 @@ Learner::~Learner() {
 }
 
 void Learner::Teach(const std::vector<Lesson>& lessons) {
-  if (lessons.empty()) return;
   const std::lock_guard<std::mutex> lock(mutex_);
-  const std::size_t fitting = std::min(lessons.size(), kMostWaiting - waiting_.size());
-  waiting_.insert(waiting_.end(), lessons.begin(),
-                  lessons.begin() + static_cast<std::ptrdiff_t>(fitting));
-  dropped_ += lessons.size() - fitting;
+  for (const Lesson& lesson : lessons) {
+    if (!(WeightOf(lesson) > 0)) continue;
+    ++counts_->received;
+    if (waiting_.size() < kMostWaiting) {
+      waiting_.push_back(lesson);
+    } else {
+      ++counts_->dropped;
+    }
+  }
 }
 
 void Learner::Run() {
@@ -52,39 +57,25 @@ void Learner::Run() {
 }
 
 void Learner::Write(std::vector<Lesson> lessons) {
-  // Those of a station stay in the order in which they came.
-  std::stable_sort(lessons.begin(), lessons.end(),
-                   [](const Lesson& a, const Lesson& b) { return a.station < b.station; });
-  for (std::size_t begin = 0; begin < lessons.size();) {
-    const std::size_t end = std::min(begin + kBatch, lessons.size());
-    const std::vector<Lesson> batch(lessons.begin() + static_cast<std::ptrdiff_t>(begin),
-                                    lessons.begin() + static_cast<std::ptrdiff_t>(end));
+  GroupByStation(&lessons);
+  for (std::span<const Lesson> rest(lessons); !rest.empty();) {
+    const std::span<const Lesson> batch = rest.first(std::min(kBatch, rest.size()));
     bool is_written = false;
     for (int i = 0; i < kTries && !is_written; ++i) {
       if (i > 0) std::this_thread::sleep_for(kBetweenWrites);
       is_written = WriteBatch(batch);
     }
-    (is_written ? written_ : dropped_) += batch.size();
-    begin = end;
+    (is_written ? counts_->written : counts_->dropped) += batch.size();
+    rest = rest.subspan(batch.size());
   }
 }
 
-bool Learner::WriteBatch(const std::vector<Lesson>& batch) {
+bool Learner::WriteBatch(std::span<const Lesson> batch) {
   if (!storage_) storage_ = open_();
   if (!storage_) return false;
-  std::vector<StationKey> keys;
-  for (const Lesson& lesson : batch) {
-    if (keys.empty() || keys.back() != lesson.station) keys.push_back(lesson.station);
-  }
-  const std::int64_t now = std::time(nullptr);
-  return storage_->Learn(keys, [&](std::vector<LearnedStation>* stations) {
-    std::size_t next = 0;
-    for (LearnedStation& station : *stations) {
-      for (; next < batch.size() && batch[next].station == station.key; ++next) {
-        Learn(batch[next], now, &station);
-      }
-    }
-  });
+  const auto blocked = WriteLessons(batch, std::time(nullptr), storage_.get());
+  counts_->blocked_stations += blocked.value_or(0);
+  return blocked.has_value();
 }
 
 }  // namespace kesu_server

@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <span>
 #include <thread>
 #include <vector>
 
@@ -14,6 +15,18 @@
 #include "server/storage/storage.h"
 
 namespace kesu_server {
+
+/// What has become of lessons. All bytes zero is where it starts.
+struct LessonCounts {
+  using Count = std::atomic<std::uint64_t>;
+
+  /// Those that say something.
+  Count received;
+  Count written;
+  Count dropped;
+  /// Stations that were found to be moving.
+  Count blocked_stations;
+};
 
 /// Collects lessons and writes them from a thread of its own, at most once a second, so that no
 /// answer waits for a database that others write, too. Belongs to one process; the thread starts
@@ -23,7 +36,8 @@ class Learner {
   /// Called in the learner's thread. Null where the storage cannot be opened, for now.
   using OpenStorage = std::function<std::unique_ptr<Storage>()>;
 
-  explicit Learner(OpenStorage open);
+  /// `counts` is borrowed.
+  Learner(OpenStorage open, LessonCounts* counts);
   Learner(const Learner&) = delete;
   Learner& operator=(const Learner&) = delete;
   /// Writes what has been collected, and ends the thread.
@@ -32,23 +46,19 @@ class Learner {
   /// Never waits for the storage. Lessons beyond 20,000 that wait to be written are dropped.
   void Teach(const std::vector<Lesson>& lessons);
 
-  std::uint64_t written() const { return written_; }
-  std::uint64_t dropped() const { return dropped_; }
-
  private:
   void Run();
   /// In batches, each a transaction, so that others have their turn between them.
   void Write(std::vector<Lesson> lessons);
-  bool WriteBatch(const std::vector<Lesson>& batch);
+  bool WriteBatch(std::span<const Lesson> batch);
 
   OpenStorage open_;
+  LessonCounts* counts_;
   std::unique_ptr<Storage> storage_;
   std::mutex mutex_;
   std::condition_variable wake_;
   std::vector<Lesson> waiting_;
   bool is_ending_ = false;
-  std::atomic<std::uint64_t> written_ = 0;
-  std::atomic<std::uint64_t> dropped_ = 0;
   std::thread thread_;
 };
 

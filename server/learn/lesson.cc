@@ -65,7 +65,7 @@ double WeightOf(const Lesson& lesson) {
 bool MayBeLearned(const StationKey& station, std::optional<std::string_view> name) {
   if (!station.is_access_point()) return true;
   if (name && (IsHidden(*name) || EndsInNoMap(*name))) return false;
-  return !IsPassingMacAddress(station);
+  return station.id != 0 && !IsPassingMacAddress(station);
 }
 
 }  // namespace kesu_server

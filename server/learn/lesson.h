@@ -1,6 +1,7 @@
 #ifndef SERVER_LEARN_LESSON_H_
 #define SERVER_LEARN_LESSON_H_
 
+#include <cstdint>
 #include <optional>
 #include <string_view>
 
@@ -19,6 +20,8 @@ struct Lesson {
   double age_s = 0;
   double speed_m_per_s = 0;
   std::optional<double> received_dbm = {};
+  /// When that was, in seconds since 1970; 0 where it is not known, which means now.
+  std::int64_t time = 0;
 };
 
 /// How much a lesson counts: the product of four factors, for the accuracy of the fix, the age, the

@@ -1,8 +1,6 @@
 #include "server/services/location_messages.h"
 
 #include <cmath>
-#include <set>
-#include <utility>
 
 #include "server/learn/lesson.h"
 
@@ -11,12 +9,8 @@ namespace {
 
 constexpr double kUnitsPerDegree = 1e7;
 
-/// A received power that a handset can have measured; some say 0 or a very low value when they
-/// have not measured any.
-std::optional<double> PlausibleSignal(bool is_stated, long long dbm) {
-  constexpr long long kWeakestDbm = -140;
-  if (!is_stated || dbm >= 0 || dbm < kWeakestDbm) return std::nullopt;
-  return static_cast<double>(dbm);
+std::optional<double> Signal(bool is_stated, long long dbm) {
+  return is_stated ? PlausibleSignal(static_cast<double>(dbm)) : std::nullopt;
 }
 
 std::optional<double> Age(bool is_stated, long long age_ms) {
@@ -30,34 +24,20 @@ std::optional<std::string> NameOf(const lbs::GWifiDevice& device) {
   return TextOf(device.ssid());
 }
 
-/// Collects stations, each once however often it is observed.
-class ObservationCollector {
- public:
-  void Add(const lbs::GCell& cell) {
-    Add(CellKey({cell.mcc(), cell.mnc(), cell.area_code(), cell.cell_id()}),
-        PlausibleSignal(cell.has_signal_strength_dbm(), cell.signal_strength_dbm()),
-        Age(cell.has_age_ms(), cell.age_ms()));
-  }
-  void Add(const lbs::GWifiDevice& device) {
-    const std::optional<StationKey> key = AccessPointKey(TextOf(device.mac_address()));
-    Add(key, PlausibleSignal(device.has_signal_strength_dbm(), device.signal_strength_dbm()),
-        Age(device.has_age_ms(), device.age_ms()));
-    if (key && observations_.back().key == *key) {
-      observations_.back().may_be_learned = MayBeLearned(*key, NameOf(device));
-    }
-  }
+void Add(const lbs::GCell& cell, ObservationCollector* collector) {
+  const std::optional<StationKey> key =
+      CellKey({cell.mcc(), cell.mnc(), cell.area_code(), cell.cell_id()});
+  if (!key) return;
+  collector->Add({*key, Signal(cell.has_signal_strength_dbm(), cell.signal_strength_dbm()),
+                  Age(cell.has_age_ms(), cell.age_ms())});
+}
 
-  std::vector<Observation> Take() { return std::move(observations_); }
-
- private:
-  void Add(const std::optional<StationKey>& key, std::optional<double> received_dbm,
-           std::optional<double> age_s) {
-    if (key && seen_.insert(*key).second) observations_.push_back({*key, received_dbm, age_s});
-  }
-
-  std::set<StationKey> seen_;
-  std::vector<Observation> observations_;
-};
+void Add(const lbs::GWifiDevice& device, ObservationCollector* collector) {
+  const std::optional<StationKey> key = AccessPointKey(TextOf(device.mac_address()));
+  if (!key) return;
+  collector->Add({*key, Signal(device.has_signal_strength_dbm(), device.signal_strength_dbm()),
+                  Age(device.has_age_ms(), device.age_ms()), MayBeLearned(*key, NameOf(device))});
+}
 
 void WriteAddress(const DescribedFeature& feature, lbs::GAddress* address) {
   for (const std::string& line : feature.address_lines) {
@@ -101,18 +81,11 @@ void WritePosition(const LatLng& position, lbs::GLatLng* latlng) {
 std::vector<Observation> ReadObservations(const lbs::GLocRequestElement& element) {
   ObservationCollector collector;
   const lbs::GCellularProfile& cells = element.cellularprofile();
-  if (cells.has_primarycell()) collector.Add(cells.primarycell());
-  for (int i = 0; i < cells.neighbors_size(); ++i) collector.Add(cells.neighbors(i));
+  if (cells.has_primarycell()) Add(cells.primarycell(), &collector);
+  for (int i = 0; i < cells.neighbors_size(); ++i) Add(cells.neighbors(i), &collector);
   const lbs::GWifiProfile& wifi = element.wifiprofile();
-  for (int i = 0; i < wifi.wifidevices_size(); ++i) collector.Add(wifi.wifidevices(i));
+  for (int i = 0; i < wifi.wifidevices_size(); ++i) Add(wifi.wifidevices(i), &collector);
   return collector.Take();
-}
-
-std::optional<StationKey> AreaOfServingCell(const std::vector<Observation>& observations) {
-  for (const Observation& observation : observations) {
-    if (!observation.key.is_access_point()) return AreaKey(observation.key);
-  }
-  return std::nullopt;
 }
 
 void WriteFeatures(const std::vector<DescribedFeature>& features, lbs::GLocation* location) {

@@ -10,6 +10,7 @@
 
 #include "server/estimate/location_estimator.h"
 #include "server/services/described_feature.h"
+#include "server/services/observation.h"
 
 /// What the messages of the location protocol say, and how to say it in them.
 namespace kesu_server {
@@ -21,22 +22,9 @@ common_base::GString GStringOf(const std::string& text);
 std::optional<LatLng> ReadPosition(const lbs::GLocation& location);
 void WritePosition(const LatLng& position, lbs::GLatLng* latlng);
 
-/// A station that was received, known or not, and how well and how many seconds ago, if that was
-/// said.
-struct Observation {
-  StationKey key;
-  std::optional<double> received_dbm;
-  std::optional<double> age_s;
-  /// Its owner has nothing against it, see MayBeLearned().
-  bool may_be_learned = true;
-};
-
 /// The serving cell, the neighbouring cells and the access points of an element, each once. Cells
 /// that served earlier say nothing about here and do not count.
 std::vector<Observation> ReadObservations(const lbs::GLocRequestElement& element);
-
-/// The area of the cell that comes first.
-std::optional<StationKey> AreaOfServingCell(const std::vector<Observation>& observations);
 
 void WriteFeatures(const std::vector<DescribedFeature>& features, lbs::GLocation* location);
 

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <cstddef>
 #include <optional>
-#include <span>
+#include <vector>
 
 #include "kesu/proto/lbs.h"
 
@@ -11,6 +11,7 @@
 #include "server/services/lessons.h"
 #include "server/services/location_messages.h"
 #include "server/services/reverse_geocoder.h"
+#include "server/services/sightings.h"
 
 namespace kesu_server {
 namespace {
@@ -21,34 +22,9 @@ bool IsBetter(const lbs::GLocation& fix, const Estimate& estimate) {
   return !fix.has_accuracy_m() || fix.accuracy_m() <= estimate.accuracy_m;
 }
 
-/// A cell that is not known is somewhere in its area, and how well it is received says nothing.
-Sighting AnywhereIn(const Station& area) {
-  Sighting sighting{area};
-  sighting.station.model.shadowing_db = 0;
-  sighting.is_cell = true;
-  return sighting;
-}
-
 void WriteEstimate(const Estimate& estimate, lbs::GLocation* location) {
   WritePosition(estimate.position, location->mutable_latlng());
   location->set_accuracy_m(static_cast<int>(std::ceil(estimate.accuracy_m)));
-}
-
-/// The known stations of an element. `stations` are those of its observations and of their area,
-/// if they have one.
-std::vector<Sighting> SightingsOf(const std::vector<Observation>& observations,
-                                  std::span<const std::optional<Station>> stations) {
-  std::vector<Sighting> sightings;
-  for (std::size_t i = 0; i < observations.size(); ++i) {
-    if (!stations[i]) continue;
-    sightings.push_back({*stations[i], observations[i].received_dbm, observations[i].age_s,
-                         !observations[i].key.is_access_point()});
-  }
-  const bool has_area = stations.size() > observations.size();
-  if (sightings.empty() && has_area && stations.back()) {
-    sightings.push_back(AnywhereIn(*stations.back()));
-  }
-  return sightings;
 }
 
 }  // namespace
@@ -105,6 +81,8 @@ class LocationService::Work final : public Inquirer<ServiceReply> {
   lbs::GLocReply reply_;
   /// Of each element; none of those that are to be described.
   std::vector<std::vector<Observation>> observations_;
+  /// How many stations were asked for, for each element.
+  std::vector<std::size_t> key_counts_;
   std::vector<Fix> fixes_;
 };
 
@@ -123,14 +101,16 @@ bool LocationService::Work::Ask(Inquiry* inquiry) {
   for (int i = 0; i < question_.requestelements_size(); ++i) {
     const lbs::GLocRequestElement& element = question_.requestelements(i);
     std::vector<Observation>& observations = observations_.emplace_back();
+    key_counts_.push_back(0);
     if (element.has_geocode()) {
       const std::optional<LatLng> position = ReadPosition(element.location());
       if (position) inquiry->points.push_back(*position);
       continue;
     }
     observations = ReadObservations(element);
-    for (const Observation& observation : observations) inquiry->keys.push_back(observation.key);
-    if (const auto area = AreaOfServingCell(observations)) inquiry->keys.push_back(*area);
+    const std::vector<StationKey> keys = KeysOf(observations);
+    inquiry->keys.insert(inquiry->keys.end(), keys.begin(), keys.end());
+    key_counts_.back() = keys.size();
   }
   if (service_->teach_) service_->teach_(ReadLessons(question_, observations_));
   return inquiry->size() > size;
@@ -147,9 +127,7 @@ void LocationService::Work::Answer(const Found& found, Inquiry* inquiry) {
     LocationStatus status = kInvalidPosition;
     if (!element.has_geocode()) {
       const std::vector<Observation>& observations = observations_[static_cast<std::size_t>(i)];
-      const std::size_t keys =
-          observations.size() +
-          static_cast<std::size_t>(AreaOfServingCell(observations).has_value());
+      const std::size_t keys = key_counts_[static_cast<std::size_t>(i)];
       status = Locate(i, SightingsOf(observations, found.stations.subspan(station, keys)), inquiry);
       station += keys;
     } else if (const auto position = ReadPosition(element.location())) {

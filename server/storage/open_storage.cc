@@ -13,6 +13,9 @@
 namespace kesu_server {
 namespace {
 
+/// Several learn at a time, each in a thread that nobody waits for.
+constexpr int kLearnersPatienceMs = 5'000;
+
 bool IsPostgres(const DataSource& source) {
   return source.database && IsPostgresUrl(*source.database);
 }
@@ -33,9 +36,11 @@ std::unique_ptr<Storage> OpenStorage(const DataSource& source, std::string* erro
         source.timeout_s, error);
   }
   if (source.database) {
-    return SqliteStorage::Open(
+    auto storage = SqliteStorage::Open(
         *source.database,
         source.may_learn ? SqliteStorage::Mode::kCreate : SqliteStorage::Mode::kRead, error);
+    if (storage && source.may_learn) storage->connection()->set_patience_ms(kLearnersPatienceMs);
+    return storage;
   }
   const std::optional<DataSet> data =
       source.directory ? ReadDataDirectory(*source.directory, error) : BuiltInData();

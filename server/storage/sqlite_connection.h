@@ -31,8 +31,7 @@ class SqliteConnection {
   /// be opened; what is in it shows only when it is read.
   bool Open(const std::string& path, Mode mode);
 
-  /// How long a writer waits for others to be done; a quarter of a second unless it is set, so that
-  /// a worker that learns does not keep its clients waiting.
+  /// How long a writer waits for others to be done; a quarter of a second unless it is set.
   void set_patience_ms(int patience_ms);
 
   /// Runs statements that yield no rows.

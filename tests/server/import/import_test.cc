@@ -13,6 +13,7 @@
 #include "server/import/file_import.h"
 #include "server/import/formats.h"
 #include "server/import/importer.h"
+#include "server/import/report_import.h"
 #include "tests/server/import/recording_sink.h"
 
 using namespace kesu_server;
@@ -46,6 +47,13 @@ const std::string kWifi =
 std::string PlaceLine(const std::string& id, const std::string& position, const std::string& kind) {
   return id + "\tVila\tVila\t\t" + position + "\t" + kind + "\tPT\t\t14" + std::string(8, '\t') +
          "\n";
+}
+
+/// Of one access point, from one of a row of places.
+std::string Report(int latitude, const std::string& more) {
+  return R"({"position":{"latitude":)" + std::to_string(latitude) +
+         R"(,"longitude":2,"accuracy":9},"wifiAccessPoints":[{"macAddress":"001122334455"}])" +
+         more + "}";
 }
 
 }  // namespace
@@ -123,26 +131,38 @@ TEST_CASE("what a line holds is taken, and what is wrong with it is told") {
        "|1 line: the position is not on earth (f:3)"},
       {"addresses", "LON,STREET\n1,a\n", "", "2 lines: the header lacks a column (f:1, f:2)"},
       {"reports",
-       R"({"timestamp":1700000000123,"position":{"latitude":1.5,"longitude":2,"accuracy":10,"age":3,)"
-       R"("speed":4},"cellTowers":[{"radioType":"lte","mobileCountryCode":1,"mobileNetworkCode":2,)"
-       R"("locationAreaCode":3,"cellId":4,"signalStrength":-90,"age":5},{"cellId":1}],)"
+       R"({"timestamp":1700000000123,"position":{"latitude":1.5,"longitude":2,"accuracy":10,"age":3000,)"
+       R"("speed":4},"cellTowers":[{"radioType":"Lte","mobileCountryCode":1,"mobileNetworkCode":2,)"
+       R"("locationAreaCode":3,"cellId":4,"signalStrength":-90,"age":5000},{"cellId":1},)"
+       R"({"mobileCountryCode":1,"mobileNetworkCode":2,"locationAreaCode":3}],)"
        R"("wifiAccessPoints":[{"macAddress":"00:11:22:33:44:55","signalStrength":0},)"
-       R"({"macAddress":"00:11:22:33:44:56","ssid":"a_nomap"},)"
-       R"({"macAddress":"00:11:22:33:44:57","ssid":""},{"macAddress":"02:11:22:33:44:57"},7]})",
-       "1700000000 1.5,2 a10 age3 v4 [LTE 1 2 3 4 -90 age5] [00:11:22:33:44:55 0 age0]\n", ""},
+       R"({"macAddress":"00:11:22:33:44:56","ssid":"a_nomap"},{"macAddress":"00:00:00:00:00:00"},)"
+       R"({"macAddress":"00:11:22:33:44:57","ssid":""},{"macAddress":"02:11:22:33:44:57"},)"
+       R"({"macAddress":"00:11:22:33:44:58"},{"macAddress":"00-11-22-33-44-58","ssid":"a_NOMAP"},7]})",
+       "LTE 1 2 3 4 1.5,2 a10 age2 v4 -90 t1700000000\n"
+       "00:11:22:33:44:55 1.5,2 a10 age3 v4 0 t1700000000\n",
+       ""},
       {"reports",
-       "{\"items\": [\n{\"position\":{\"latitude\":1,\"longitude\":2},\n\"wifiAccessPoints\":"
-       "[{\"macAddress\":\"001122334455\"}]}]}\n",
-       "0 1,2 a-1 age0 v-1 [00:11:22:33:44:55 0 age0]\n", ""},
+       "{\"items\": [\n" + Report(1, "") + ",\n7,[],{\"items\":1},\n" +
+           Report(2, R"(,"timestamp":1e300,"radioType":"nr")") + "],\"more\":[" + Report(3, "") +
+           "]}\n",
+       "00:11:22:33:44:55 1,2 a9 age0 v0 0 t0\n00:11:22:33:44:55 2,2 a9 age0 v0 0 t1000000000000\n",
+       "1 line: no position (f:4)|2 lines: no report (f:4, ...)"},
+      {"reports", "{\"items\":[" + Report(1, "") + ",{}\n" + Report(2, ""), "",
+       "1 line: no JSON (f:2)"},
+      {"reports", Report(1, ",") + "\n" + Report(2, "") + "\n{\"items\":[" + Report(3, "") + "]}",
+       "00:11:22:33:44:55 2,2 a9 age0 v0 0 t0\n00:11:22:33:44:55 3,2 a9 age0 v0 0 t0\n",
+       "1 line: no JSON (f:1)"},
       {"reports",
        "[]\n7\n{\"position\":{\"latitude\":1}}\n{\"position\":{\"latitude\":91,\"longitude\":2}}\n"
        "{\"position\":{\"latitude\":1,\"longitude\":1e999}}\n{\"position\":{\"latitude\":1,"
-       "\"longitude\":1}}\n" +
-           std::string(30, '[') + std::string(30, ']'),
+       "\"longitude\":1,\"accuracy\":1}}\n{\"position\":{\"latitude\":0,\"longitude\":0}}\n"
+       "{\"position\":{\"latitude\":1,\"longitude\":1,\"accuracy\":-1}}\n" +
+           std::string(9, '[') + std::string(9, ']') + std::string("\n{\"a\":\0}", 9),
        "",
-       "2 lines: no JSON (f:5, f:7)|1 line: no position (f:3)|2 lines: no report (f:1, f:2)"
-       "|1 line: no station that may be learned (f:6)|1 line: the position is not on earth (f:4)"},
-      {"reports", "{\"items\":[\n{\n", "", "1 line: no JSON (f:2)"},
+       "3 lines: no JSON (f:5, f:9, f:10)|1 line: no position (f:3)|2 lines: no report (f:1, f:2)"
+       "|1 line: no station that may be learned (f:6)|1 line: the device had no position (f:7)"
+       "|1 line: the position has no accuracy (f:8)|1 line: the position is not on earth (f:4)"},
   };
   const Folder folder;
   std::filesystem::current_path(folder.path);
@@ -299,4 +319,50 @@ TEST_CASE("of a cell the newest line counts, and areas are the middle of their c
     CHECK(found[1].value().position.latitude == doctest::Approx(row.area));
   }
   CHECK(storage->Counts().value().cells == 2);
+}
+
+TEST_CASE("reports teach once, however often their import is interrupted") {
+  const Folder folder;
+  std::string lines;
+  for (int i = 0; i < 50; ++i) lines += Report(1, "") + "\n{}\n";
+  const std::string file = folder.Write("f", lines);
+  const auto weight = [&](SqliteStorage* storage) {
+    const StationKey keys[] = {AccessPointKey("001122334455").value()};
+    std::vector<std::optional<LearnedStation>> learned;
+    REQUIRE(storage->LoadLearned(keys, &learned));
+    return learned[0] ? learned[0]->weight_sum : 0;
+  };
+  std::string error;
+  const auto storage =
+      SqliteStorage::Open(folder.path + "/a.db", SqliteStorage::Mode::kCreate, &error);
+  REQUIRE(storage);
+  constexpr std::size_t kLessons = 7;
+  const auto import = [&](const std::vector<std::string>& files, ImportResult* result) {
+    const auto format = NewReportFormat();
+    int read = 0;
+    // Between two files.
+    const auto progress = [&](std::int64_t, std::int64_t) {
+      if (++read == 2) throw std::runtime_error("interrupted");
+    };
+    return ImportReports(files, format.get(), storage.get(), progress, result, &error, kLessons);
+  };
+  ImportResult result;
+  CHECK_THROWS(import({file, file}, &result));
+  // In full transactions.
+  CHECK(weight(storage.get()) == 98);
+  const auto format = NewReportFormat();
+  const auto ignore = [](std::int64_t, std::int64_t) {};
+  result = {};
+  REQUIRE(
+      ImportReports({file, file}, format.get(), storage.get(), ignore, &result, &error, kLessons));
+  CHECK(weight(storage.get()) == 100);
+  CHECK(result.was_resumed);
+  CHECK(result.records == 100);
+  CHECK(result.rejected.count() == 100);
+  CHECK(storage->Counts().value().data_version == 1);
+  // It is done, so the same files are read anew.
+  result = {};
+  REQUIRE(import({file}, &result));
+  CHECK_FALSE(result.was_resumed);
+  CHECK(weight(storage.get()) == 150);
 }

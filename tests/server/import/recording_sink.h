@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "server/import/record.h"
 #include "server/storage/radio_name.h"
@@ -40,15 +41,12 @@ class RecordingSink final : public kesu_server::RecordSink {
             address.unit + '|' + address.city + '|' + address.district + '|' + address.region +
             '|' + address.postcode + '|' + address.country + '\n';
   }
-  void TakeReport(const kesu_server::Report& report) override {
-    text += std::to_string(report.time) + At(report.position) + " a" +
-            Text(report.accuracy_m.value_or(-1)) + " age" + std::to_string(report.position_age_ms) +
-            " v" + Text(report.speed_m_per_s.value_or(-1));
-    for (const kesu_server::SeenStation& seen : report.stations) {
-      text += " [" + NameOf(seen.key) + ' ' + Text(seen.received_dbm.value_or(0)) + " age" +
-              std::to_string(seen.age_ms) + ']';
+  void TakeLessons(std::vector<kesu_server::Lesson> lessons) override {
+    for (const kesu_server::Lesson& lesson : lessons) {
+      text += NameOf(lesson.station) + At(lesson.position) + " a" + Text(lesson.accuracy_m) +
+              " age" + Text(lesson.age_s) + " v" + Text(lesson.speed_m_per_s) + ' ' +
+              Text(lesson.received_dbm.value_or(0)) + " t" + std::to_string(lesson.time) + '\n';
     }
-    text += '\n';
   }
 
   std::string text;
