@@ -49,14 +49,14 @@ class Bus:
         self.pid = daemon.pid
         self.address = daemon.stdout.readline().strip()
         os.environ["DBUS_SYSTEM_BUS_ADDRESS"] = self.address
-        self._connection = dbus.bus.BusConnection(self.address)
-        self._stack.callback(self._connection.close)
+        self.connection = dbus.bus.BusConnection(self.address)
+        self._stack.callback(self.connection.close)
 
     def close(self):
         self._stack.close()
 
     def mock(self, name, path="/"):
-        return dbus.Interface(self._connection.get_object(name, path), dbusmock.MOCK_IFACE)
+        return dbus.Interface(self.connection.get_object(name, path), dbusmock.MOCK_IFACE)
 
     def _spawn(self, name, path, *words):
         log = f"{self._folder}/{name}.log"
@@ -76,6 +76,25 @@ class Bus:
         manager = self._spawn(MM, path, "--is-object-manager", MM, path, MM)
         manager.AddProperties(MM, dbus.Dictionary({"Version": "1.20"}, signature="sv"))
         return manager
+
+    def start_wpa_supplicant(self, heard):
+        """It hears access points: by address, their signal and name."""
+        name, path = "fi.w1.wpa_supplicant1", "/fi/w1/wpa_supplicant1"
+        supplicant = self._spawn(name, path, name, path, name)
+        device = f"{path}/Interfaces/0"
+        paths = []
+        for address, (dbm, ssid) in heard.items():
+            paths.append(dbus.ObjectPath(f"{device}/BSSs/{len(paths)}"))
+            supplicant.AddObject(paths[-1], f"{name}.BSS", dbus.Dictionary({
+                "SSID": dbus.ByteArray(ssid.encode()), "Signal": dbus.Int16(dbm),
+                "BSSID": dbus.ByteArray(bytes.fromhex(address.replace(":", "")))},
+                signature="sv"), dbus.Array([], signature="(ssss)"))
+        scan = ("Scan", "a{sv}", "", f"self.EmitSignal('{name}.Interface', 'ScanDone', 'b', [True])")
+        supplicant.AddObject(device, f"{name}.Interface", dbus.Dictionary({
+            "Ifname": "wlan0", "State": "completed", "BSSs": dbus.Array(paths, signature="o")},
+            signature="sv"), dbus.Array([scan], signature="(ssss)"))
+        supplicant.AddProperties(name, dbus.Dictionary({
+            "Interfaces": dbus.Array([dbus.ObjectPath(device)], signature="o")}, signature="sv"))
 
     def calls(self, name, method):
         """How often the daemon of this name was asked for it."""
