@@ -12,7 +12,6 @@ namespace {
 
 /// The text of a document is held in memory.
 constexpr std::size_t kMaxDocumentBytes = std::size_t{64} << 20;
-constexpr std::size_t kMaxLineBytes = std::size_t{4} << 20;
 
 /// Whether a line that is no JSON by itself begins a document.
 bool BeginsDocument(std::string_view line) {
@@ -34,7 +33,6 @@ class ReportFormat final : public LineFormat {
   LineResult ReadLine(std::string_view line, RecordSink* sink) override {
     if (is_document_) return Collect(line);
     const bool is_first = std::exchange(is_first_, false);
-    if (!is_first && line.size() > kMaxLineBytes) return Rejected("the line is too long");
     const LineResult result = Read(line, sink);
     is_document_ = is_first && is_damaged_ && BeginsDocument(line);
     return is_document_ ? Collect(line) : result;

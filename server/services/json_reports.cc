@@ -13,6 +13,9 @@ namespace kesu_server {
 namespace {
 
 constexpr std::size_t kMostLessons = 200;
+/// Of a document without its items, too.
+constexpr std::size_t kMaxReportBytes = std::size_t{1} << 20;
+constexpr char kTooLong[] = "the report is too long";
 constexpr double kMsPerS = 1000;
 /// Far in the future.
 constexpr double kLatestS = 1e12;
@@ -63,44 +66,109 @@ void Read(const Json& report, Reports* reports) {
   }
 }
 
-/// Takes the items out of a document while it is parsed, so that they are not all in memory.
-class ItemReader {
- public:
-  explicit ItemReader(Reports* reports) : reports_(reports) {}
+bool IsBlank(std::string_view text) {
+  return text.find_first_not_of(" \t\r\n") == std::string_view::npos;
+}
 
-  /// Whether what has been parsed is to be kept.
-  bool OnEvent(int depth, Json::parse_event_t event, const Json& parsed) {
-    using Event = Json::parse_event_t;
-    if (depth == 1) {
-      if (event == Event::key) is_named_items_ = parsed == "items";
-      if (event == Event::array_start) is_in_items_ = is_named_items_;
-      reports_->has_items = reports_->has_items || is_in_items_;
-      if (event == Event::array_end) is_in_items_ = false;
+/// Takes the elements of a document's "items" out of its text, so that they are never all in memory
+/// as values. It sees no more than brackets, commas and texts: what is left, and each element, is
+/// still to be parsed.
+class ItemSplitter {
+ public:
+  explicit ItemSplitter(std::string_view text) : text_(text) {}
+
+  /// Hands each element to `take`, and yields what is left of the text.
+  template <typename Take>
+  std::string Split(const Take& take) {
+    std::string rest;
+    std::size_t kept = 0;
+    for (std::size_t at = 0; at < text_.size(); ++at) {
+      switch (text_[at]) {
+        case '"':
+          at = SkipText(at);
+          break;
+        case '[':
+          if (++depth_ != 2 || name_ != "\"items") break;
+          items_begin_ = element_begin_ = at + 1;
+          rest.append(text_, kept, items_begin_ - kept);
+          kept = items_begin_;
+          break;
+        case '{':
+          ++depth_;
+          break;
+        case ',':
+          if (IsBetweenItems()) take(TakeElement(at));
+          break;
+        case ']':
+        case '}':
+          if (IsBetweenItems()) {
+            const bool is_only = element_begin_ == items_begin_;
+            const std::string_view last = TakeElement(at);
+            if (!is_only || !IsBlank(last)) take(last);
+            items_begin_ = 0;
+            kept = at;
+          }
+          --depth_;
+          break;
+        default:
+          break;
+      }
     }
-    const bool is_item = is_in_items_ && depth == 2 && event != Event::key &&
-                         event != Event::object_start && event != Event::array_start;
-    if (is_item) Read(parsed, reports_);
-    return !is_item;
+    return rest.append(text_, kept);
   }
 
  private:
-  Reports* reports_;
-  bool is_named_items_ = false;
-  bool is_in_items_ = false;
+  bool IsBetweenItems() const { return items_begin_ > 0 && depth_ == 2; }
+
+  std::string_view TakeElement(std::size_t end) {
+    const std::size_t begin = std::exchange(element_begin_, end + 1);
+    return text_.substr(begin, end - begin);
+  }
+
+  /// Where the text that begins with a quotation mark at `begin` ends with one.
+  std::size_t SkipText(std::size_t begin) {
+    std::size_t end = begin + 1;
+    while (end < text_.size() && text_[end] != '"') end += text_[end] == '\\' ? 2 : 1;
+    if (depth_ == 1) name_ = text_.substr(begin, end - begin);
+    return end;
+  }
+
+  std::string_view text_;
+  int depth_ = 0;
+  /// The last text among the members, with its first quotation mark.
+  std::string_view name_;
+  /// 0 outside of them.
+  std::size_t items_begin_ = 0;
+  std::size_t element_begin_ = 0;
 };
 
 }  // namespace
 
 std::optional<Reports> ReadReports(std::string_view text) {
-  if (IsTooDeep(text)) return std::nullopt;
   Reports reports;
-  ItemReader items(&reports);
-  const auto on_event = [&](int depth, Json::parse_event_t event, const Json& parsed) {
-    return items.OnEvent(depth, event, parsed);
-  };
-  const Json json = Json::parse(text, on_event, /*allow_exceptions=*/false);
+  bool is_json = true;
+  const std::string rest = ItemSplitter(text).Split([&](std::string_view item) {
+    if (item.size() > kMaxReportBytes) {
+      ++reports.faults[kTooLong];
+    } else if (is_json) {
+      const Json json = ParseJson(item);
+      is_json = !json.is_discarded();
+      if (is_json) Read(json, &reports);
+    }
+  });
+  if (!is_json) return std::nullopt;
+  if (rest.size() > kMaxReportBytes) return Reports{false, {}, {{kTooLong, 1}}};
+  const Json json = ParseJson(rest);
   if (json.is_discarded()) return std::nullopt;
-  if (!reports.has_items) Read(json, &reports);
+  const Json& items = Member(json, "items");
+  reports.has_items = items.is_array();
+  if (!reports.has_items) {
+    reports = {};
+    Read(json, &reports);
+    return reports;
+  }
+  // Those whose name was spelled with escapes.
+  for (const Json& item : items) Read(item, &reports);
   return reports;
 }
 

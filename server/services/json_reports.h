@@ -22,7 +22,8 @@ struct Reports {
   std::map<std::string_view, std::int64_t> faults;
 };
 
-/// Reads a report, or an object whose "items" are reports. None when the text is no JSON.
+/// Reads a report, or an object whose "items" are reports, in time in proportion to the text. A
+/// report of more than a megabyte is a fault. None when the text is no JSON.
 std::optional<Reports> ReadReports(std::string_view text);
 
 }  // namespace kesu_server

@@ -148,6 +148,15 @@ TEST_CASE("what a line holds is taken, and what is wrong with it is told") {
            "]}\n",
        "00:11:22:33:44:55 1,2 a9 age0 v0 0 t0\n00:11:22:33:44:55 2,2 a9 age0 v0 0 t1000000000000\n",
        "1 line: no position (f:4)|2 lines: no report (f:4, ...)"},
+      {"reports",
+       "{\"items\":[]}\n{\"items\":[ ],\"items\" : [" + Report(1, "") + "]}\n{\"items\":[" +
+           Report(2, "") + ",]}\n{\"items\":[," + Report(2, "") + "]}\n{\"items\":[" +
+           Report(2, "") + "}\n[\"items\",[" + Report(2, "") +
+           "]]\n{\"a\\\"\":\"items\",\"it\\u0065ms\":[" + Report(4, "") + "]}\n{\"a\":\"" +
+           std::string(1 << 20, 'a') + "\"}\n",
+       "00:11:22:33:44:55 1,2 a9 age0 v0 0 t0\n00:11:22:33:44:55 4,2 a9 age0 v0 0 t0\n",
+       "3 lines: no JSON (f:3, f:4, f:5)|1 line: no report (f:6)|1 line: the report is too long "
+       "(f:8)"},
       {"reports", "{\"items\":[" + Report(1, "") + ",{}\n" + Report(2, ""), "",
        "1 line: no JSON (f:2)"},
       {"reports", Report(1, ",") + "\n" + Report(2, "") + "\n{\"items\":[" + Report(3, "") + "]}",
