@@ -89,16 +89,19 @@ export class Drawing {
     this.layers.addLayer(line);
   }
 
-  /** Of one map, or of all: null where nothing has a place. */
+  /** Of some maps, how far a station reaches aside, which may be far: null where nothing has a place. */
   boundsOf(maps) {
     const bounds = L.latLngBounds([]);
-    for (const { thing } of maps.flatMap(thingsOf)) {
+    // A cell may be far from where it is heard.
+    const isAside = (map, thing) => thing.kind === "cell" && (map.estimates?.length || map.fixes?.length);
+    const things = maps.flatMap((map) => thingsOf(map).map(({ thing }) => thing).filter((it) => !isAside(map, it)));
+    for (const thing of things) {
       if (Array.isArray(thing.box) && thing.box.every(Number.isFinite)) {
         bounds.extend([thing.box[0], thing.box[1]]).extend([thing.box[2], thing.box[3]]);
       }
       if (!isSomewhere(thing)) continue;
       const at = L.latLng(thing.latitude, thing.longitude);
-      const reach = [thing.accuracy_m, thing.radius_m].find((length) => length > 0);
+      const reach = thing.accuracy_m;
       bounds.extend(reach > 0 && reach < 2e6 ? at.toBounds(2 * reach) : at);
     }
     return bounds.isValid() ? bounds : null;

@@ -17,8 +17,9 @@ function within(thing) {
   return Number.isFinite(thing.accuracy_m) ? ` within ${metres(thing.accuracy_m)}` : "";
 }
 
-function labelled(what, thing) {
-  return thing.label && thing.label !== what ? `${what} (${thing.label})` : what;
+function labelled(what, { label }) {
+  if (!label || what.includes(label)) return what;
+  return label.includes(what) ? label : `${what} (${label})`;
 }
 
 /** The kinds of things, in the order they are drawn: each has its list in a map, its colour and its words. */
