@@ -58,7 +58,8 @@ class Browser:
         ActionChains(self.driver, duration=0).send_keys(*keys).perform()
 
     def focused(self):
-        return self.run("return document.activeElement.id || document.activeElement.getAttribute('aria-label')")
+        return self.run("return document.activeElement.id || document.activeElement.getAttribute('aria-label')"
+                        " || document.activeElement.textContent")
 
     def painted(self, pane):
         """How many pixels of this pane of the map are not empty."""

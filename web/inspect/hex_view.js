@@ -56,6 +56,7 @@ export class HexView {
   }
 
   mark(from, to) {
+    if (from === this.range[0] && to === this.range[1]) return;
     this.range = [from, to];
     this.list.refresh();
   }
@@ -78,8 +79,9 @@ export class HexView {
       ArrowLeft: -1, ArrowRight: 1, ArrowUp: -this.perRow, ArrowDown: this.perRow, PageUp: -page, PageDown: page,
       Home: -Infinity, End: Infinity,
     };
-    if (steps[key] === undefined) return false;
-    this.go(this.caret < 0 ? 0 : this.caret + steps[key]);
+    const step = steps[key];
+    if (step === undefined) return false;
+    this.go(this.caret < 0 && Number.isFinite(step) ? 0 : this.caret + step);
     return true;
   }
 

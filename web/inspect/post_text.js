@@ -16,11 +16,8 @@ export function duration(post) {
   return Number.isFinite(post.duration_ms) ? `${post.duration_ms.toFixed(post.duration_ms < 10 ? 2 : 0)} ms` : "";
 }
 
-/** Each service once, with how often. */
 export function services(post) {
-  const counts = new Map();
-  for (const name of post.services ?? []) counts.set(name, (counts.get(name) ?? 0) + 1);
-  return [...counts].map(([name, count]) => visible(name) + (count > 1 ? ` ×${count}` : "")).join(", ");
+  return (post.services ?? []).map(visible).join(", ");
 }
 
 export function isFailure(post) {

@@ -10,7 +10,7 @@ export class TreeView {
   constructor(box, { onPoint, onGo }) {
     this.onGo = onGo;
     this.shown = [];
-    this.marked = null;
+    this.marked = undefined;
     this.list = new RowList(box, {
       rowHeight: ROW_HEIGHT, listRole: "tree", rowRole: "treeitem",
       render: (index, row) => this.render(this.shown[index], row),
@@ -28,7 +28,7 @@ export class TreeView {
 
   show(fields) {
     this.fields = fields;
-    this.marked = null;
+    this.marked = undefined;
     this.shown = fields.unfolded();
     this.list.setActive(-1);
     this.list.setCount(this.shown.length);
@@ -37,7 +37,10 @@ export class TreeView {
 
   /** Unfolds nothing: the innermost field around it that is there is marked in its place. */
   mark(field) {
-    this.marked = field?.path.findLast((outer) => this.shown.includes(outer));
+    const marked = field?.path.findLast((outer) => this.shown.includes(outer));
+    // What is under the pointer is told of again when it is drawn anew.
+    if (marked === this.marked) return;
+    this.marked = marked;
     this.list.refresh();
   }
 

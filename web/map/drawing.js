@@ -101,7 +101,7 @@ export class Drawing {
       }
       if (!isSomewhere(thing)) continue;
       const at = L.latLng(thing.latitude, thing.longitude);
-      const reach = thing.accuracy_m;
+      const reach = thing.accuracy_m ?? thing.radius_m;
       bounds.extend(reach > 0 && reach < 2e6 ? at.toBounds(2 * reach) : at);
     }
     return bounds.isValid() ? bounds : null;
@@ -110,9 +110,9 @@ export class Drawing {
   /** Rings around the dots of one map. */
   markMap(index) {
     this.mark.clearLayers();
-    if (index < 0) return;
-    for (const { kind, thing } of thingsOf(this.maps[index] ?? {})) {
-      if (!isSomewhere(thing) || kind.list === "stations") continue;
+    if (index < 0 || this.maps.length < 2) return;
+    for (const { kind, thing } of thingsOf(this.maps[index])) {
+      if (!isSomewhere(thing) || kind.list === "stations" || kind.list === "features") continue;
       this.mark.addLayer(L.circleMarker([thing.latitude, thing.longitude], {
         ...this.areas, radius: 11, color: this.colour("--chosen-mark"), weight: 2, fill: false,
       }));

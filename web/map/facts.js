@@ -22,13 +22,17 @@ function labelled(what, { label }) {
   return label.includes(what) ? label : `${what} (${label})`;
 }
 
+function kindOf({ kind }) {
+  return typeof kind === "number" ? `kind ${kind}` : kind;
+}
+
 /** The kinds of things, in the order they are drawn: each has its list in a map, its colour and its words. */
 export const KINDS = [
   {
     list: "features",
     colour: "--feature",
     name: "feature",
-    describe: (it) => [it.name || "feature without a name", it.kind != null && `kind ${it.kind}`].filter(Boolean).join(", "),
+    describe: (it) => (it.name || "feature without a name") + (it.kind == null ? "" : ` (${kindOf(it)})`),
   },
   {
     list: "stations",
