@@ -199,13 +199,14 @@ class Inspector(unittest.TestCase):
 
     def test_light_and_dark(self):
         browser = self.browser
-        self.ask("locate", *HEARD, "--wifi", "00-00-5E-00-53-03,-70", "--wifi", "00-00-5E-00-53-05,-75")
+        self.ask("locate", *HEARD, "--wifi", "00-00-5E-00-53-03,-70", "--gps", "38.7183,-9.1358,15")
         browser.find(CHOSEN, "#1")
         self.ask("reverse", "38.7167,-9.1333")
         browser.find(ROWS, "#2")
         browser.find(ROWS, "#1").click()
         browser.find("#maps", "Lookup")
         browser.find("#request .tree .row", "service g:loc/ql").click()
+        browser.point_at(browser.find("#title"))
         colours = set()
         for scheme in ("light", "dark"):
             browser.prefer(scheme)

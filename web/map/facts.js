@@ -95,13 +95,14 @@ export function gapOf(map) {
 
 /** What one map shows, as lines of text, the most important first. */
 export function linesOf(map) {
-  const things = thingsOf(map).reverse();
+  const describe = ({ kind, thing }) =>
+    (isSomewhere(thing) || ["features", "stations"].includes(kind.list) ? kind.describe(thing) : of(kind.name, thing));
+  const lines = new Map(KINDS.map(({ list }) => [list, []]));
+  for (const it of thingsOf(map)) lines.get(it.kind.list).push(describe(it));
   const gap = gapOf(map);
   return [
-    ...(map.note ? [String(map.note)] : []),
-    ...things.filter(({ kind }) => kind.list !== "stations").map(({ kind, thing }) =>
-      isSomewhere(thing) || kind.list === "features" ? kind.describe(thing) : kind.name),
+    ...(map.note ? [String(map.note)] : []), ...lines.get("estimates"), ...lines.get("fixes"),
     ...(gap ? [`${metres(gap.length)} between estimate and fix`] : []),
-    ...things.filter(({ kind }) => kind.list === "stations").map(({ kind, thing }) => kind.describe(thing)),
+    ...lines.get("points"), ...lines.get("features"), ...lines.get("stations"),
   ];
 }
