@@ -45,6 +45,10 @@ class Browser:
         return WebDriverWait(self.driver, PATIENCE_S, ignored_exceptions=[Exception]).until(
             found, f"no {selector} with {text!r}")
 
+    def texts(self, selector):
+        """Of all at once: what is drawn anew meanwhile would be gone one by one."""
+        return self.run("return [...document.querySelectorAll(arguments[0])].map((it) => it.innerText)", selector)
+
     def count(self, selector):
         return len(self.driver.find_elements(By.CSS_SELECTOR, selector))
 

@@ -33,9 +33,11 @@ class Inspector(unittest.TestCase):
         cls.addClassCleanup(cls.browser.close)
 
     def setUp(self):
-        server = kesu_server("--inspect", *getattr(self, self._testMethodName).__dict__.get("options", ()))
+        server = kesu_server("--inspect")
         self.url, self.end = server.__enter__()
         self.addCleanup(server.__exit__, None, None, None)
+        # Before the server ends, which the page would complain of.
+        self.addCleanup(self.browser.open, "about:blank")
         self.browser.prefer("light")
         self.browser.asked()
         self.browser.open(f"{self.url}/inspect")
@@ -67,7 +69,7 @@ class Inspector(unittest.TestCase):
         browser.find("#said li", "point asked about 38.71670, -9.13330")
         browser.find("#said li", "Lisbon, Portugal (place and country)")
         browser.find(ROWS, "#1").click()
-        self.assertRegex(browser.find(ROWS, "#1").text, r"(?s)200.* ms.*2 requests · g:loc/ql · \d+ B → \d+ B")
+        self.assertRegex(browser.texts(ROWS)[0], r"(?s)200.* ms.*2 requests · g:loc/ql · \d+ B → \d+ B")
         browser.find("#title", "POST 1")
         for selector, text in (("#request .tree .row", "client version kesu,"), ("#reply .tree .row", "status 200")):
             browser.find(selector, text)
@@ -76,8 +78,7 @@ class Inspector(unittest.TestCase):
         browser.find("#maps button", "request 1").click()
         browser.find("#said li", "own fix 38.71720, -9.13520 within 12 m")
         self.assertRegex(browser.find("#said").text, r"\d+ m between estimate and fix\n(.*\n)*.*wifi 00.00.5e.00.53.01")
-        self.assertEqual({it.text for it in browser.driver.find_elements("css selector", ".map-legend li")},
-                         {"estimate", "own fix", "feature", "wifi access point", "cell"})
+        self.assertEqual(set(browser.texts(".map-legend li")), {"estimate", "own fix", "feature", "wifi access point", "cell"})
         self.assertGreater(browser.painted(".pane-areas"), 10_000)
         self.assertGreater(browser.painted(".pane-dots"), 100)
 
@@ -137,8 +138,7 @@ class Inspector(unittest.TestCase):
             field = browser.find("#filter")
             field.clear()
             field.send_keys(words or "x", *([] if words else [Keys.BACKSPACE]))
-            browser.until(lambda: [int(it.text.split()[0][1:])
-                                   for it in browser.driver.find_elements("css selector", ROWS)] == ids, words)
+            browser.until(lambda: [int(text.split()[0][1:]) for text in browser.texts(ROWS)] == ids, words)
         browser.find("#pause").click()
         self.ask("locate", *HEARD)
         browser.find("#pause", "Go on (1 new)")
@@ -196,6 +196,7 @@ class Inspector(unittest.TestCase):
             browser.find(CHOSEN, "#1")
             browser.until(lambda: browser.count(ROWS) == 1)
             browser.complaints()
+            browser.open("about:blank")
 
     def test_light_and_dark(self):
         browser = self.browser
