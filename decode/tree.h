@@ -51,7 +51,7 @@ struct Node {
 
   /// Where a payload that came encoded ends; that of any other node is known from what is inside.
   std::optional<std::size_t> end_of_encoded() const {
-    if (!decoded_length) return std::nullopt;
+    if (!decoded_length || !length) return std::nullopt;
     return offset + static_cast<std::size_t>(*length);
   }
 };

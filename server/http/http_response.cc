@@ -78,7 +78,7 @@ HttpResponse NewHttpResponse(Reply reply) {
   return WithHeaders(response, reply.headers);
 }
 
-HttpResponse NewStreamResponse(Reply reply, MHD_ContentReaderCallback read, void* data) {
+HttpResponse NewStreamResponse(const Reply& reply, MHD_ContentReaderCallback read, void* data) {
   return WithHeaders(
       MHD_create_response_from_callback(MHD_SIZE_UNKNOWN, kStreamBlockBytes, read, data, nullptr),
       reply.headers);

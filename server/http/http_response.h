@@ -16,7 +16,7 @@ using HttpResponse = std::unique_ptr<MHD_Response, decltype(&MHD_destroy_respons
 HttpResponse NewHttpResponse(Reply reply);
 
 /// The same for one that is a stream, of which `read` is to give one piece after another.
-HttpResponse NewStreamResponse(Reply reply, MHD_ContentReaderCallback read, void* data);
+HttpResponse NewStreamResponse(const Reply& reply, MHD_ContentReaderCallback read, void* data);
 
 }  // namespace kesu_server
 

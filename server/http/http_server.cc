@@ -434,8 +434,7 @@ MHD_Result HttpServer::SendStream(Connection* connection) {
   connection->stream->set_on_more([this, connection] { ResumeStream(connection); });
   // Behind its end the server does.
   SetHeader("Connection", "close", &connection->reply);
-  const HttpResponse response =
-      NewStreamResponse(std::move(connection->reply), ReadStream, connection);
+  const HttpResponse response = NewStreamResponse(connection->reply, ReadStream, connection);
   return ResultOf(response &&
                   MHD_queue_response(connection->handle, MHD_HTTP_OK, response.get()) == MHD_YES);
 }

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <optional>
 #include <string_view>
+#include <utility>
 #include <variant>
 
 #include "decode/body_decoder.h"
@@ -86,7 +87,7 @@ class NodeList final : public kesu_decode::TreeWriter {
     shown_depth_ = depth_;
     if (node.decoded_length) {
       encoded_depth_ = depth_;
-      encoded_ = {node.offset, *node.end_of_encoded()};
+      encoded_ = {node.offset, node.end_of_encoded().value_or(node.offset)};
     }
   }
   void Close(std::size_t end) override {
