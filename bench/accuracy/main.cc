@@ -74,7 +74,19 @@ std::vector<Sighting> Sightings(const Town& town, const Scenario& scenario,
   return sightings;
 }
 
-bool Run(const Scenario& scenario) {
+/// How the errors are distributed: the part that is smaller, the estimate's, the centroid's.
+void WriteErrors(const Scenario& scenario, const Figures& ours, const Figures& centroids,
+                 std::FILE* out) {
+  constexpr int kSteps = 200;
+  for (int i = 0; i <= kSteps; ++i) {
+    const double part = 1.0 * i / kSteps;
+    std::fprintf(out, "%s\t%.3f\t%.2f\t%.2f\n", scenario.name, part, ours.ErrorM(part),
+                 centroids.ErrorM(part));
+  }
+}
+
+/// `errors` is null where only the table is wanted.
+bool Run(const Scenario& scenario, std::FILE* errors) {
   const Town town(scenario.plan);
   Random random(scenario.plan.seed + 1);
   Figures ours;
@@ -87,6 +99,7 @@ bool Run(const Scenario& scenario) {
     ours.Add(*estimate, town.Position(truth));
     centroids.Add(WeightedCentroid(sightings), town.Position(truth));
   }
+  if (errors != nullptr) WriteErrors(scenario, ours, centroids, errors);
   const double ratio = ours.ErrorM(0.5) / centroids.ErrorM(0.5);
   std::printf("%-36s %7.1f %7.1f %6.1f %% %7.1f   %7.1f %7.1f %6.1f %%   %4.2f\n", scenario.name,
               ours.ErrorM(0.5), ours.ErrorM(0.95), ours.Coverage(), ours.MedianAccuracyM(),
@@ -96,14 +109,14 @@ bool Run(const Scenario& scenario) {
   return is_near && (is_honest || scenario.reaches_beyond);
 }
 
-int Main() {
+int Main(std::FILE* errors) {
   bool is_good = true;
   std::printf(
       "%d devices somewhere in an invented town; errors in metres\n\n"
       "%-36s %-33s   %-24s\n%-36s %7s %7s %8s %7s   %7s %7s %8s   %s\n",
       kDevices, "", "estimate", "centroid", "", "median", "95th", "covered", "radius", "median",
       "95th", "covered", "ratio");
-  for (const Scenario& scenario : Scenarios()) is_good = Run(scenario) && is_good;
+  for (const Scenario& scenario : Scenarios()) is_good = Run(scenario, errors) && is_good;
   std::printf(
       "\ngoals: for the town a median of at most 0.70 of the centroid's; for all but one cell and "
       "one "
@@ -115,6 +128,13 @@ int Main() {
 }  // namespace
 }  // namespace kesu_server
 
-int main() {
-  return kesu_server::Main();
+/// kesu-accuracy [FILE]: a table, and into the file the distributions of the errors.
+int main(int argc, char** argv) {
+  std::FILE* const errors = argc > 1 ? std::fopen(argv[1], "w") : nullptr;
+  if (argc > 1 && errors == nullptr) {
+    std::perror(argv[1]);
+    return 1;
+  }
+  const int status = kesu_server::Main(errors);
+  return errors != nullptr && std::fclose(errors) != 0 ? 1 : status;
 }

@@ -50,8 +50,8 @@ end
 
 local function inflate(reader, tree)
   local budget = reader.budget
-  if reader:left() > budget.inflation then
-    reader:fail(tree, "too_much", "so much is not inflated in one packet")
+  if reader:left() > math.min(budget.inflation, most_of_a_payload) then
+    reader:fail(tree, "too_much", "so much is not inflated")
     return nil
   end
   budget.inflation = budget.inflation - reader:left()

@@ -3,7 +3,9 @@
 -- Of one packet; beyond, dissecting takes memory and time that the packet does not deserve.
 local most_items = 100000
 local items_of_expert = 4
-local most_to_inflate = 128 * 1024
+local most_to_inflate = 64 * 1024
+-- Of one payload: inflating what was made to grow takes time with its square.
+local most_of_a_payload = 8 * 1024
 -- Of groups that are unknown; messages that are known are nested a few deep.
 local deepest_group = 64
 
