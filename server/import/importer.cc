@@ -85,12 +85,16 @@ class PlaceSink final : public RecordSink {
 };
 
 bool WriteStations(const std::vector<PackedStation>& last, const StationSpool& spool,
-                   const DataStore& store) {
+                   const DataStore& store, std::string* error) {
   const std::unique_ptr<Filling> filling = BeginFilling(store);
-  if (!filling) return false;
   const auto put = [&](const PackedStation& station) { return filling->Put(station); };
-  return (spool.is_empty() ? std::all_of(last.begin(), last.end(), put) : spool.Merge(put)) &&
-         filling->Commit();
+  const bool is_good =
+      filling &&
+      (spool.is_empty() ? std::all_of(last.begin(), last.end(), put) : spool.Merge(put)) &&
+      filling->Commit();
+  // Undoing what was begun says something else.
+  if (!is_good) *error = ErrorOf(store);
+  return is_good;
 }
 
 }  // namespace
@@ -101,6 +105,10 @@ bool ImportStations(const std::vector<std::string>& files, LineFormat* format,
                     std::size_t stations_in_memory) {
   const std::string identity = IdentityOf(files);
   StationSpool spool(database_path);
+  if (!spool.Lock()) {
+    *error = database_path + ".import.lock: another import of stations is at work";
+    return false;
+  }
   Mark done;
   if (!ReadNote(spool.Resume(), identity, &done, result)) {
     spool.Remove();
@@ -144,10 +152,7 @@ bool ImportStations(const std::vector<std::string>& files, LineFormat* format,
     result->records += static_cast<std::int64_t>(sink.batch.size());
     std::sort(sink.batch.begin(), sink.batch.end());
   }
-  if (!WriteStations(sink.batch, spool, store)) {
-    *error = ErrorOf(store);
-    return false;
-  }
+  if (!WriteStations(sink.batch, spool, store, error)) return false;
   spool.Remove();
   return true;
 }

@@ -9,6 +9,8 @@
 #include <sstream>
 
 #include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace kesu_server {
@@ -86,6 +88,27 @@ class RunReader {
 };
 
 }  // namespace
+
+bool StationSpool::Lock() {
+  const int lock = open(lock_path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  if (lock < 0) return false;
+  struct stat mine = {};
+  struct stat there = {};
+  // Whoever had it until now may have removed the file meanwhile.
+  if (flock(lock, LOCK_EX | LOCK_NB) == 0 && fstat(lock, &mine) == 0 &&
+      stat(lock_path_.c_str(), &there) == 0 && mine.st_ino == there.st_ino) {
+    lock_ = lock;
+    return true;
+  }
+  close(lock);
+  return false;
+}
+
+StationSpool::~StationSpool() {
+  if (lock_ < 0) return;
+  std::remove(lock_path_.c_str());
+  close(lock_);
+}
 
 std::string StationSpool::Resume() {
   ends_.clear();

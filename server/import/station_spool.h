@@ -17,7 +17,16 @@ class StationSpool {
  public:
   /// Of the database at `path`, of which nothing is read.
   explicit StationSpool(const std::string& path)
-      : data_path_(path + ".import"), note_path_(data_path_ + ".note") {}
+      : data_path_(path + ".import"),
+        note_path_(data_path_ + ".note"),
+        lock_path_(data_path_ + ".lock") {}
+  StationSpool(const StationSpool&) = delete;
+  StationSpool& operator=(const StationSpool&) = delete;
+  /// Gives the lock back.
+  ~StationSpool();
+
+  /// To be called first. False when another process has it.
+  bool Lock();
 
   /// What Append() was last told, if there is something to go on from; else the spool is empty.
   std::string Resume();
@@ -34,6 +43,8 @@ class StationSpool {
 
   std::string data_path_;
   std::string note_path_;
+  std::string lock_path_;
+  int lock_ = -1;
   /// Of each run, counted in stations from the file's beginning.
   std::vector<std::int64_t> ends_;
 };

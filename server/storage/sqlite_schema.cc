@@ -41,11 +41,17 @@ std::string SchemaText(SqliteConnection* connection) {
 }  // namespace
 
 bool CreateSchema(SqliteConnection* connection) {
-  return connection->Execute(
-      "PRAGMA page_size = 4096; PRAGMA journal_mode = WAL;"
-      "PRAGMA application_id = " +
-      std::to_string(kApplicationId) + "; PRAGMA user_version = " + std::to_string(kSchemaVersion) +
-      "; BEGIN;" + kTables + "COMMIT;");
+  const bool has_journal =
+      connection->Execute("PRAGMA page_size = 4096; PRAGMA journal_mode = WAL;");
+  SqliteTransaction transaction(connection, SqliteTransaction::Kind::kWrite);
+  if (!transaction.has_begun()) return false;
+  // Somebody else may have made them meanwhile.
+  if (!IsEmptyDatabase(connection)) return true;
+  return has_journal &&
+         connection->Execute("PRAGMA application_id = " + std::to_string(kApplicationId) +
+                             "; PRAGMA user_version = " + std::to_string(kSchemaVersion) + ";" +
+                             kTables) &&
+         transaction.Commit();
 }
 
 bool CheckSchema(SqliteConnection* connection, const std::string& path, std::string* error) {

@@ -1,11 +1,13 @@
 """Files imported with kesu-data, served by kesu-server, and asked about with kesu."""
 
+import fcntl
 import gzip
 import os
 import sqlite3
 import subprocess
 import tempfile
 import unittest
+from concurrent.futures import ThreadPoolExecutor
 
 from fixture import KESU_SERVER, PATIENCE_S, kesu_json, kesu_server
 
@@ -14,6 +16,8 @@ KESU_DATA = os.environ["KESU_DATA"]
 CELLS = "radio,mcc,net,area,cell,unit,lon,lat,range,samples\nLTE,1,1,5,7,0,13.5,52.5,1000,9\n"
 WIFI = ("WigleWifi-1.6,appRelease=1\nMAC,SSID,Type,CurrentLatitude,CurrentLongitude\n"
         "00-00-5E-00-53-01,a,WIFI,52.6,13.4\n00-00-5E-00-53-02,b,WIFI,52.6,13.4002\n")
+REPORT = ('{"position":{"latitude":1,"longitude":2,"accuracy":5},'
+          '"wifiAccessPoints":[{"macAddress":"00005e005301"}]}\n')
 ADDRESSES = ("LON,LAT,NUMBER,STREET,UNIT,CITY,DISTRICT,REGION,POSTCODE\n"
              "13.4,52.52,12,Hauptstr.,,Berlin,Mitte,,10115\n-100.0,40.0,7,Main St,2b,Alma,,NE,68920\n")
 PLACES = ("1\tBerlin\tBerlin\t\t52.52\t13.41\tP\tPPLC\tDE\t\t16" + 8 * "\t" + "\n"
@@ -127,6 +131,34 @@ class Data(unittest.TestCase):
         ]:
             with self.subTest(words):
                 self.assertIn(error, kesu_data(*words, status=status).stderr)
+
+    def test_one_import_of_stations_at_a_time_and_any_number_of_others(self):
+        with open(f"{self.folder}/kesu.db.import.lock", "w", encoding="ascii") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+            run = kesu_data("import", "cells", "-", self.database, text=CELLS, status=3)
+            self.assertIn("another import of stations is at work", run.stderr)
+            # Four make the database at the same time.
+            with ThreadPoolExecutor(4) as pool:
+                list(pool.map(lambda _: kesu_data("import", "reports", "-", self.database, text=REPORT),
+                              range(4)))
+        kesu_data("import", "cells", "-", self.database, text=CELLS)
+        self.assertEqual(set(os.listdir(self.folder)), {"kesu.db"})
+        stats = kesu_data("stats", self.database).stdout
+        self.assertIn("cells: 1\nlearned stations: 1\n", stats)
+        self.assertIn("data version: 5\n", stats)
+
+    def test_a_disk_that_is_full_is_an_error_and_nothing_is_half_there(self):
+        cells = "".join(f"GSM,1,1,{cell % 100},{cell},0,1,1\n" for cell in range(50_000))
+        path = self.write("cells", cells)
+        limited = ["sh", "-c", 'trap "" XFSZ; ulimit -f 500; exec "$@"', "sh", KESU_DATA, "import",
+                   "cells", path, self.database]
+        run = subprocess.run(limited, capture_output=True, text=True, timeout=PATIENCE_S, check=False)
+        self.assertEqual(run.returncode, 3)
+        self.assertRegex(run.stderr, "disk")
+        self.assertEqual(kesu_data("check", self.database).stdout, "no faults\n")
+        self.assertIn("cells: 0\n", kesu_data("stats", self.database).stdout)
+        kesu_data("import", "cells", path, self.database)
+        self.assertIn("cells: 50000\n", kesu_data("stats", self.database).stdout)
 
     def test_a_damaged_database_is_an_error_and_not_an_end(self):
         kesu_data("synthesize", "--stations=4000", self.database)
