@@ -50,7 +50,7 @@ class CheckingSink final : public RecordSink {
   void TakeAddress(std::int64_t id, const Address& address) override {
     Require(id >= 0 && IsOnEarth(address.position) && !address.street.empty());
   }
-  void TakeLessons(std::vector<Lesson> lessons) override {
+  void TakeLessons(const std::vector<Lesson>& lessons) override {
     Require(!lessons.empty());
     for (const Lesson& lesson : lessons) {
       const double weight = WeightOf(lesson);

@@ -35,7 +35,7 @@ class RecordSink {
   virtual void TakePlace(std::int64_t /*id*/, const Place& /*place*/) {}
   virtual void TakeAddress(std::int64_t /*id*/, const Address& /*address*/) {}
   /// What one report teaches.
-  virtual void TakeLessons(std::vector<Lesson> /*lessons*/) {}
+  virtual void TakeLessons(const std::vector<Lesson>& /*lessons*/) {}
 };
 
 /// What became of a line: `reason` is empty when its records were taken, or it has none. Else it

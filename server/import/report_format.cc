@@ -54,7 +54,7 @@ class ReportFormat final : public LineFormat {
     std::optional<Reports> reports = ReadReports(text);
     is_damaged_ = !reports;
     if (!reports) return Rejected("no JSON");
-    for (std::vector<Lesson>& lessons : reports->lessons) sink->TakeLessons(std::move(lessons));
+    for (const std::vector<Lesson>& lessons : reports->lessons) sink->TakeLessons(lessons);
     faults_ = std::move(reports->faults);
     return {};
   }

@@ -20,7 +20,7 @@ class LearningSink final : public RecordSink {
         lessons_in_transaction_(lessons_in_transaction),
         learned_before_(mark->reports()) {}
 
-  void TakeLessons(std::vector<Lesson> lessons) override {
+  void TakeLessons(const std::vector<Lesson>& lessons) override {
     if (++reports_ <= learned_before_ || failed()) return;
     waiting_.insert(waiting_.end(), lessons.begin(), lessons.end());
     if (waiting_.size() >= lessons_in_transaction_) {

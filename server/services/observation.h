@@ -35,7 +35,7 @@ class ObservationCollector {
   void Add(const Observation& observation) {
     const auto [place, is_new] = places_.try_emplace(observation.key, observations_.size());
     if (is_new) return observations_.push_back(observation);
-    observations_[place->second].may_be_learned &= observation.may_be_learned;
+    if (!observation.may_be_learned) observations_[place->second].may_be_learned = false;
   }
   std::size_t size() const { return observations_.size(); }
 

@@ -41,7 +41,7 @@ class RecordingSink final : public kesu_server::RecordSink {
             address.unit + '|' + address.city + '|' + address.district + '|' + address.region +
             '|' + address.postcode + '|' + address.country + '\n';
   }
-  void TakeLessons(std::vector<kesu_server::Lesson> lessons) override {
+  void TakeLessons(const std::vector<kesu_server::Lesson>& lessons) override {
     for (const kesu_server::Lesson& lesson : lessons) {
       text += NameOf(lesson.station) + At(lesson.position) + " a" + Text(lesson.accuracy_m) +
               " age" + Text(lesson.age_s) + " v" + Text(lesson.speed_m_per_s) + ' ' +

@@ -166,7 +166,11 @@ class PostgresTest(unittest.TestCase):
             for command in (["stats"], ["check"], *(["export", kind] for kind in KINDS)):
                 told = [kesu_data(*command, database=store) for store in stores]
                 self.assertEqual(*(sorted(text.splitlines()) for text in told))
-            # The areas are those of SQLite, too, which no export shows.
+            # No export shows what was learned, nor the areas.
+            rows = "SELECT count(*), sum(weight) FROM {}learned"
+            with contextlib.closing(sqlite3.connect(stores[1])) as database:
+                self.assertEqual(database.execute(rows.format("")).fetchall(), [(900, 12000)])
+            self.assertEqual(primary.sql(rows.format("kesu.")).strip(), "900|12000")
             rows = "SELECT area, latitude, longitude, radius, samples FROM {} WHERE id = -1"
             with contextlib.closing(sqlite3.connect(stores[1])) as database:
                 expected = database.execute(rows.format("cell") + " ORDER BY 1").fetchall()
@@ -194,12 +198,16 @@ FILES = {
     "wifi.csv": WIFI + b"".join(
         b"00:00:5e:00:%02x:%02x,a,,2024-02-29 00:00:%02d,1,-%d,50.%d,8,0,5,WIFI\n"
         % (i % 40, i % 99, i % 60, 40 + i % 50, i % 9) for i in range(12000)),
+    # In more than one transaction.
+    "reports.json": b"{}\n" + b"".join(
+        b'{"position":{"latitude":1,"longitude":2,"accuracy":9},"wifiAccessPoints":[{"macAddress":'
+        b'"00005e%06x"}]}\n' % (i % 900) for i in range(12000)),
     "allCountries.txt": b"\t".join([b"1", b"T\xffwn\0", b"", b"", b"-1", b"2", b"P", b"PPL", b"DE"]
                                    + [b""] * 10) + b"\n",
     "addresses.csv": b"LON,LAT,NUMBER,STREET,UNIT,CITY,DISTRICT,REGION,POSTCODE\n"
                      b"1,2,3,\"a, b\",,c,,,d\n1,2,3,\"a, b\",,c,,,d\n",
 }
-IMPORTS = [("cells.csv", "cells"), ("newer.csv", "cells"), ("wifi.csv", "wifi"),
+IMPORTS = [("reports.json", "reports"), ("cells.csv", "cells"), ("newer.csv", "cells"), ("wifi.csv", "wifi"),
            ("wifi.csv", "wifi"), ("allCountries.txt", "places"), ("addresses.csv", "addresses")]
 
 
