@@ -20,7 +20,7 @@ export class BodyView {
       hex);
     this.fields = new Fields([]);
     this.tree = new TreeView(tree, {
-      onPoint: (field) => this.point(field, () => this.hex.reveal(field.node.from)),
+      onPoint: (field) => this.point(field, () => this.hex.reveal(field.node)),
       onGo: (field) => this.goToField(field),
     });
     this.hex = new HexView(hex, {
@@ -53,7 +53,7 @@ export class BodyView {
   goToField(field) {
     this.chosen = field;
     this.mark(field);
-    this.hex.reveal(field.node.from);
+    this.hex.reveal(field.node);
   }
 
   goToByte(offset) {

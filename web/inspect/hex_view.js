@@ -61,8 +61,11 @@ export class HexView {
     this.list.refresh();
   }
 
-  reveal(offset) {
-    if (offset < this.length) this.list.reveal(Math.floor(offset / this.perRow));
+  /** As much of it as there is room for, from its beginning. */
+  reveal({ from, to }) {
+    if (from >= this.length) return;
+    this.list.reveal(Math.floor((Math.max(from + 1, to) - 1) / this.perRow));
+    this.list.reveal(Math.floor(from / this.perRow));
   }
 
   go(offset) {

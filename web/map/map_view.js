@@ -61,7 +61,9 @@ export class MapView {
 
   fit(maps) {
     const bounds = this.drawing.boundsOf(maps);
-    if (bounds) this.map.fitBounds(bounds, { padding: [36, 36], maxZoom: CLOSEST_TO_FIT, animate: false });
+    // Beside the buttons that zoom.
+    const room = { paddingTopLeft: [60, 36], paddingBottomRight: [36, 36] };
+    if (bounds) this.map.fitBounds(bounds, { ...room, maxZoom: CLOSEST_TO_FIT, animate: false });
     else this.map.setView([20, 0], 1.5, { animate: false });
   }
 
