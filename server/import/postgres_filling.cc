@@ -37,15 +37,8 @@ std::string Upsert(const std::string& table, const std::string& key, const std::
     arrays += (i > 1 ? ", $" : "$") + std::to_string(i) +
               (types[i - 1] == kText ? "::text[]" : "::bigint[]");
   }
-  std::string set;
-  for (std::size_t begin = 0; begin < columns.size();) {
-    const std::size_t end = std::min(columns.find(", ", begin), columns.size());
-    const std::string column = columns.substr(begin, end - begin);
-    set.append(set.empty() ? "" : ", ").append(column).append(" = excluded.").append(column);
-    begin = end + 2;
-  }
   return "INSERT INTO kesu." + table + " SELECT * FROM unnest(" + arrays + ") ON CONFLICT (" + key +
-         ") DO UPDATE SET " + set;
+         ") DO UPDATE SET " + TakeExcluded(columns);
 }
 
 /// Rows of one table that have not gone over yet.

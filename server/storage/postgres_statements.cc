@@ -14,18 +14,6 @@ std::string Nearest(const std::string& table, const char* texts) {
          table + "(q.latitude, q.longitude, $3::float8, $4::bigint) p";
 }
 
-/// "area = excluded.area, id = excluded.id, ..."
-std::string TakeExcluded(const std::string& columns) {
-  std::string text;
-  for (std::size_t begin = 0; begin < columns.size();) {
-    const std::size_t end = std::min(columns.find(", ", begin), columns.size());
-    const std::string column = columns.substr(begin, end - begin);
-    text.append(text.empty() ? "" : ", ").append(column).append(" = excluded.").append(column);
-    begin = end + 2;
-  }
-  return text;
-}
-
 }  // namespace
 
 const PostgresStatement& FindAccessPoints() {
@@ -93,6 +81,17 @@ const PostgresStatement& LockLearned() {
       " JOIN kesu.learned s ON s.area = k.area AND s.id = k.id"
       " ORDER BY s.area, s.id FOR UPDATE OF s"};
   return kStatement;
+}
+
+std::string TakeExcluded(const std::string& columns) {
+  std::string text;
+  for (std::size_t begin = 0; begin < columns.size();) {
+    const std::size_t end = std::min(columns.find(", ", begin), columns.size());
+    const std::string column = columns.substr(begin, end - begin);
+    text.append(text.empty() ? "" : ", ").append(column).append(" = excluded.").append(column);
+    begin = end + 2;
+  }
+  return text;
 }
 
 std::vector<std::string> LookupSettings() {

@@ -31,6 +31,9 @@ const PostgresStatement& StoreLearned();
 const PostgresStatement& MakeLearned();
 const PostgresStatement& LockLearned();
 
+/// "area = excluded.area, id = excluded.id", of "area, id": for ON CONFLICT DO UPDATE SET.
+std::string TakeExcluded(const std::string& columns);
+
 /// What connections that look up begin with.
 std::vector<std::string> LookupSettings();
 

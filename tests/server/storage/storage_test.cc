@@ -1,12 +1,14 @@
 #include "server/storage/storage.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <limits>
 #include <memory>
+#include <random>
 #include <string>
 #include <thread>
 #include <utility>
@@ -15,6 +17,7 @@
 #include <doctest/doctest.h>
 #include <unistd.h>
 
+#include "server/storage/position_units.h"
 #include "server/storage/postgres_storage.h"
 #include "server/storage/sqlite_storage.h"
 
@@ -277,6 +280,45 @@ TEST_CASE("what is learned goes in as a whole, is there for other connections, a
       CHECK(station->IsBlockedAt(kNow));
     }
     CHECK(reader->Counts().value().learned_stations == 2);
+  }
+}
+
+TEST_CASE("no place is nearer than the nearest, wherever one is") {
+  std::mt19937 generator(7);
+  const auto number = [&](double low, double high) {
+    return low + (high - low) * static_cast<double>(generator()) / 4294967296.0;
+  };
+  const auto anywhere = [&] {
+    const double most = number(0, 1) < 0.3 ? 90 : 5;
+    return LatLng{
+        number(0, 1) < 0.2 ? number(85, 90) : number(-most, most),
+        number(0, 1) < 0.5 ? number(-180, 180) : std::copysign(180 - number(0, 2), number(-1, 1))};
+  };
+  std::vector<LatLng> positions;
+  std::string rows;
+  for (int i = 0; i < 500; ++i) {
+    const LatLng at = anywhere();
+    positions.push_back(FromUnits(ToUnits(at.latitude), ToUnits(at.longitude)));
+    rows += (i == 0 ? " (" : ", (") + std::to_string(i) + ", " +
+            std::to_string(ToUnits(at.latitude)) + ", " + std::to_string(ToUnits(at.longitude)) +
+            ", '', '', '')";
+  }
+  std::vector<LatLng> points;
+  while (points.size() < 200) points.push_back(anywhere());
+  for (const std::unique_ptr<Database>& database : FreshDatabases()) {
+    const auto storage = database->OpenStorage(true);
+    REQUIRE(database->Execute("INSERT INTO place VALUES" + rows));
+    for (const LatLng& point : points) {
+      std::vector<double> distances_m;
+      for (const LatLng& position : positions) distances_m.push_back(DistanceM(point, position));
+      std::sort(distances_m.begin(), distances_m.end());
+      std::vector<NearbyPlace> places;
+      REQUIRE(storage->NearestPlaces(point, 3, 2'000'000, &places));
+      for (std::size_t i = 0; i < 3 && distances_m[i] < 1'999'999; ++i) {
+        REQUIRE(places.size() > i);
+        CHECK(places[i].distance_m == doctest::Approx(distances_m[i]));
+      }
+    }
   }
 }
 
