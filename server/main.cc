@@ -17,6 +17,7 @@
 #include "server/process/shared_array.h"
 #include "server/process/supervisor.h"
 #include "server/storage/open_storage.h"
+#include "server/storage/postgres_target.h"
 #include "server/worker.h"
 #include "tools/support/standard_files.h"
 
@@ -92,8 +93,12 @@ int Main(int argc, char** argv) {
   const std::size_t workers = NumberOfWorkers(options);
 
   std::string error;
-  // The database has to be there before several workers look for it.
-  if (options.does_learn && !OpenStorage(ToLearnIn(options.source), &error)) {
+  // The database has to be there before several workers look for it. One that only its standbys
+  // answer for is good enough to begin with.
+  std::string read_error;
+  const bool is_elsewhere = options.source.database && IsPostgresUrl(*options.source.database);
+  if (options.does_learn && !OpenStorage(ToLearnIn(options.source), &error) &&
+      !(is_elsewhere && OpenStorage(options.source, &read_error))) {
     g_printerr("kesu-server: %s\n", error.c_str());
     return kServerError;
   }

@@ -142,6 +142,8 @@ class PostgresTest(unittest.TestCase):
                 # What is learned now waits until there is a primary again.
                 fix = place((50, 20), number(3, 5)) + wifi((b"00-00-5e-00-53-77", -60))
                 self.assertEqual(Client(server).statuses(question(fix)), [200])
+                with serving(primary, standby, words=["--learn"]) as (another, _):
+                    self.assertTrue(Client(another).is_located())
                 standby.promote()
                 wait_for(lambda: "1\n" == standby.sql("SELECT count(*) FROM kesu.learned"))
                 is_over.set()
