@@ -11,7 +11,7 @@
 namespace kesu_server {
 
 /// A connection to a database, which may be a file from anybody: its schema is not trusted with
-/// functions, it has no triggers and no views, and pages are checked as they are read.
+/// functions, it has no triggers and no views, and who writes checks pages first.
 class SqliteConnection {
  public:
   enum class Mode {
