@@ -21,11 +21,11 @@ constexpr char kUsage[] =
     "usage: kesu-server-bench [--stations N] [--posts N] [GROUP...]\n"
     "groups: lookups, workers, idle, memory, import; all if none is named\n"
     "  --stations N  in the database and to import, 10000000 if not given\n"
-    "  --posts N     for the growth of memory, 20000 if not given\n";
+    "  --posts N     for the growth of memory, 100000 if not given\n";
 
 struct Wish {
   std::int64_t stations = 10'000'000;
-  std::int64_t posts = 20'000;
+  std::int64_t posts = 100'000;
   std::vector<std::string> groups;
 
   bool Has(const char* group) const {

@@ -95,20 +95,19 @@ double ServerProcess::CpuSeconds() const {
   return nanoseconds / 1e9;
 }
 
-std::vector<std::string> ServerCommand(const std::string& database, int workers) {
-  return {KESU_SERVER_PATH,
-          "--port",
-          "0",
-          "--database",
-          database,
-          "--workers",
-          std::to_string(workers),
-          "--max-connections-per-address",
-          "0",
-          "--idle-timeout",
-          "3600",
-          "--header-timeout",
-          "3600"};
+std::vector<std::string> ServerCommand(const std::string& database, int workers,
+                                       const std::vector<std::string>& options) {
+  std::vector<std::string> command = {KESU_SERVER_PATH,
+                                      "--port",
+                                      "0",
+                                      "--database",
+                                      database,
+                                      "--workers",
+                                      std::to_string(workers),
+                                      "--max-connections-per-address",
+                                      "0"};
+  command.insert(command.end(), options.begin(), options.end());
+  return command;
 }
 
 double AnonymousBytes(pid_t pid) {

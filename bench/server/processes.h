@@ -28,8 +28,9 @@ class ServerProcess {
   int port_ = 0;
 };
 
-/// Starts kesu-server with so many workers and the options of a long measurement.
-std::vector<std::string> ServerCommand(const std::string& database, int workers);
+/// What starts kesu-server with so many workers.
+std::vector<std::string> ServerCommand(const std::string& database, int workers,
+                                       const std::vector<std::string>& options = {});
 
 /// The memory of a process that is in no file, in bytes.
 double AnonymousBytes(pid_t pid);

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstddef>
@@ -75,7 +76,8 @@ void MeasureIdleConnections(const InventedWorld& world, Report* report) {
   constexpr int kIdle = 5'000;
   constexpr int kRounds = 5;
   const std::vector<std::string> posts = HttpPosts(world, 1);
-  const ServerProcess server(ServerCommand(world.database(), 1));
+  const ServerProcess server(
+      ServerCommand(world.database(), 1, {"--idle-timeout", "3600", "--header-timeout", "3600"}));
   const auto cpu_of_active = [&] {
     LoopbackClient client(server.port());
     const double before = server.CpuSeconds();
