@@ -5,6 +5,7 @@
 #include <optional>
 #include <vector>
 
+#include "kesu/common/net/proto/decode_budget.h"
 #include "kesu/proto/lbs.h"
 
 #include "server/estimate/location_estimator.h"
@@ -93,6 +94,7 @@ bool LocationService::Work::Read() {
       reinterpret_cast<const unsigned char*>(request_.payload.data()),
       static_cast<int>(request_.payload.size()));
   common_base::DataInputStream in(&payload);
+  const common_net_proto::DecodeBudget budget;
   return question_.Read(&in);
 }
 
