@@ -36,6 +36,8 @@ constexpr int kRequests = 20000;
 /// What each line of the growth table is the average of, at least.
 constexpr int kFewestItems = 5000;
 constexpr int kPayloadBytes = 200;
+/// Of a POST with one request, roughly.
+constexpr std::size_t kBodyBytes = 400;
 constexpr int kBlockHeaderBytes = 6;
 constexpr int kVersionBytes = 2;
 
@@ -208,7 +210,7 @@ double NanosecondsPerItem(const Growth& growth, int count) {
 double NanosecondsPerFreedPost(int count) {
   constexpr std::size_t kBlockBytes[] = {sizeof(PlainRequest), sizeof(StubRequest),
                                          sizeof(common_kesu::MultiplexedPost),
-                                         sizeof(common_kesu::RequestPlace), 2 * kPayloadBytes};
+                                         sizeof(common_kesu::RequestPlace), kBodyBytes};
   constexpr std::size_t kBlocks = std::size(kBlockBytes);
   using Blocks = std::array<std::unique_ptr<unsigned char[]>, kBlocks>;
   double seconds = 0;
