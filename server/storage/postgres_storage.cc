@@ -150,7 +150,7 @@ bool PostgresStorage::LoadLearned(std::span<const StationKey> keys,
   return true;
 }
 
-bool PostgresStorage::Store(std::vector<LearnedStation> stations) {
+bool PostgresStorage::Store(std::span<const LearnedStation> stations) {
   PostgresArrays arrays({kInteger, kInteger, kNumber, kNumber, kNumber, kNumber, kNumber, kNumber,
                          kNumber, kNumber, kInteger, kInteger, kInteger, kInteger});
   for (const LearnedStation& station : stations) BindLearned(station, &arrays);
@@ -159,7 +159,7 @@ bool PostgresStorage::Store(std::vector<LearnedStation> stations) {
 
 bool PostgresStorage::StoreLearned(std::span<const LearnedStation> stations) {
   PostgresTransaction transaction(&connection_);
-  return transaction.has_begun() && Store({stations.begin(), stations.end()}) &&
+  return transaction.has_begun() && Store(stations) &&
          transaction.Commit();
 }
 

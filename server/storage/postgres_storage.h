@@ -52,7 +52,7 @@ class PostgresStorage final : public Storage {
 
   bool CreateSchema();
   bool CheckSchema(std::string* error);
-  bool Store(std::vector<LearnedStation> stations);
+  bool Store(std::span<const LearnedStation> stations);
 
   PostgresConnection connection_;
   Clock clock_;

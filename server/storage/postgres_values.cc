@@ -78,7 +78,7 @@ void PostgresParameters::Add(double value) {
   AppendNetworkOrder(std::bit_cast<std::uint64_t>(value), &values_.emplace_back());
 }
 
-PostgresArrays::PostgresArrays(std::vector<PostgresType> types) {
+PostgresArrays::PostgresArrays(const std::vector<PostgresType>& types) {
   for (const PostgresType type : types) arrays_.emplace_back().type = type;
 }
 

@@ -55,7 +55,7 @@ enum class PostgresType { kInteger, kNumber, kText };
 /// One array for each of several columns, filled row by row. Columns count from 1.
 class PostgresArrays {
  public:
-  explicit PostgresArrays(std::vector<PostgresType> types);
+  explicit PostgresArrays(const std::vector<PostgresType>& types);
 
   void Bind(int column, std::int64_t value);
   void Bind(int column, double value);

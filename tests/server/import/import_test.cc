@@ -167,7 +167,7 @@ TEST_CASE("what a line holds is taken, and what is wrong with it is told") {
        "{\"position\":{\"latitude\":1,\"longitude\":1e999}}\n{\"position\":{\"latitude\":1,"
        "\"longitude\":1,\"accuracy\":1}}\n{\"position\":{\"latitude\":0,\"longitude\":0}}\n"
        "{\"position\":{\"latitude\":1,\"longitude\":1,\"accuracy\":-1}}\n" +
-           std::string(9, '[') + std::string(9, ']') + std::string("\n{\"a\":\0}", 9),
+           std::string(9, '[') + std::string(9, ']') + std::string("\n{\"a\":\0}", 8),
        "",
        "3 lines: no JSON (f:5, f:9, f:10)|1 line: no position (f:3)|2 lines: no report (f:1, f:2)"
        "|1 line: no station that may be learned (f:6)|1 line: the device had no position (f:7)"
