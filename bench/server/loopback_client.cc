@@ -62,7 +62,8 @@ int LoopbackClient::Exchange(std::string_view request, std::string_view* body) {
     const std::size_t end = LengthOf(received_, &begin);
     if (end != std::string::npos && received_.size() >= end) {
       if (body != nullptr) *body = std::string_view(received_).substr(begin, end - begin);
-      return std::atoi(received_.c_str() + std::strlen("HTTP/1.1 "));
+      return static_cast<int>(
+          std::strtol(received_.c_str() + std::strlen("HTTP/1.1 "), nullptr, 10));
     }
     char piece[1 << 16];
     const ssize_t count = recv(socket_, piece, sizeof piece, 0);

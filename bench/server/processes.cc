@@ -1,5 +1,6 @@
 #include "processes.h"
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -8,7 +9,6 @@
 #include <sstream>
 
 #include <fcntl.h>
-#include <signal.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -23,6 +23,11 @@ std::string ReadLine(int descriptor) {
   char byte = 0;
   while (read(descriptor, &byte, 1) == 1 && byte != '\n') line += byte;
   return line;
+}
+
+/// 0 where the text does not begin with one.
+int NumberIn(const char* text) {
+  return static_cast<int>(std::strtol(text, nullptr, 10));
 }
 
 double Seconds(const timeval& time) {
@@ -66,7 +71,7 @@ ServerProcess::ServerProcess(const std::vector<std::string>& command) {
   close(pipe_ends[1]);
   const std::string line = ReadLine(pipe_ends[0]);
   const std::size_t colon = line.rfind(':');
-  port_ = colon == std::string::npos ? 0 : std::atoi(line.c_str() + colon + 1);
+  port_ = colon == std::string::npos ? 0 : NumberIn(line.c_str() + colon + 1);
   if (port_ == 0) Fail(command[0] + " does not start: " + line);
 }
 
@@ -78,7 +83,7 @@ ServerProcess::~ServerProcess() {
 std::vector<pid_t> ServerProcess::Workers() const {
   std::vector<pid_t> workers;
   for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
-    const int pid = std::atoi(entry.path().filename().c_str());
+    const int pid = NumberIn(entry.path().filename().c_str());
     if (pid > 0 && ParentOf(entry.path()) == pid_) workers.push_back(pid);
   }
   if (workers.empty()) workers.push_back(pid_);
