@@ -159,8 +159,7 @@ bool PostgresStorage::Store(std::span<const LearnedStation> stations) {
 
 bool PostgresStorage::StoreLearned(std::span<const LearnedStation> stations) {
   PostgresTransaction transaction(&connection_);
-  return transaction.has_begun() && Store(stations) &&
-         transaction.Commit();
+  return transaction.has_begun() && Store(stations) && transaction.Commit();
 }
 
 bool PostgresStorage::Learn(std::span<const StationKey> keys, const Update& update) {
