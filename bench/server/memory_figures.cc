@@ -54,7 +54,8 @@ void MeasureMemory(const InventedWorld& world, std::int64_t posts, Report* repor
   constexpr std::size_t kLookupsOfAPost = 3;
   const std::vector<std::string> good = HttpPosts(world, kLookupsOfAPost);
   const ServerProcess server(
-      ServerCommand(world.database(), 1, {"--header-timeout", "1", "--body-timeout", "1"}));
+      ServerCommand(world.database(), 1,
+                    {"--header-timeout", "1", "--body-timeout", "1", "--idle-timeout", "1"}));
   const pid_t worker = server.Workers().front();
   const auto memory = [&] {
     // Those who have gone in the middle of a request are taken for slow until their time is over.

@@ -12,7 +12,8 @@ from sources import ROOT, project_sources
 
 
 def nearest(header, commands):
-    """The header's own source file, else one that shares the longest run of folders with it."""
+    """The header's own source file, else one that shares the longest run of folders with it, else one
+    that includes it."""
     if header.with_suffix(".cc") in commands:
         return header.with_suffix(".cc")
 
@@ -25,7 +26,11 @@ def nearest(header, commands):
         return count
 
     best = max(sorted(commands), key=shared_folders)
-    return best if shared_folders(best) > 0 else None
+    if shared_folders(best) > 0:
+        return best
+    include = f'#include "{header}"'
+    return next((source for source in project_sources(".cc")
+                 if source in commands and include in (ROOT / source).read_text()), None)
 
 
 def main():
