@@ -130,9 +130,9 @@ class Input(unittest.TestCase):
         count = 20000
         with kesu_server() as (server, _):
             # While nobody reads the answers, what has been asked is not out of time.
-            run = self.start("--server", server, "--deadline", "1", "--json", "reverse", "-")
+            run = self.start("--server", server, "--deadline", "4", "--json", "reverse", "-")
             self.feed(run, (b"%d,0\n" % (i % 90) for i in range(count)))
-            time.sleep(1.5)
+            time.sleep(4.5)
             lines = [json.loads(line) for line in run.stdout]
             self.assertEqual([line["line"] for line in lines], list(range(1, count + 1)))
             self.assertFalse([line for line in lines if "error" in line])
