@@ -165,7 +165,8 @@ std::string ToText(const Endpoint& endpoint) {
   char text[INET6_ADDRSTRLEN] = "";
   const bool is_ipv6 = endpoint.address.size() > 4;
   inet_ntop(is_ipv6 ? AF_INET6 : AF_INET, endpoint.address.data(), text, sizeof text);
-  const std::string address = is_ipv6 ? "[" + std::string(text) + "]" : text;
+  std::string address = text;
+  if (is_ipv6) address.insert(0, 1, '[').push_back(']');
   return address + ":" + std::to_string(endpoint.port);
 }
 
