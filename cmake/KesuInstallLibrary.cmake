@@ -70,6 +70,7 @@ set(public_headers
   kesu/mux/mux_config.h
   kesu/mux/non_multipart_response.h
   kesu/mux/plain_request.h
+  kesu/mux/post_index.h
   kesu/mux/request.h
   kesu/mux/request_list.h
   kesu/mux/request_place.h

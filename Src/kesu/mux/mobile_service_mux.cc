@@ -1,7 +1,6 @@
 #include "kesu/mux/mobile_service_mux.h"
 
 #include <exception>
-#include <iterator>
 #include <utility>
 
 #include "kesu/common/base/assertions.h"
@@ -125,7 +124,7 @@ MobileServiceMux::~MobileServiceMux() {
   delete header_request_;
   delete scheduler_;
   delete config_;
-  while (!posts_in_flight_.empty()) posts_in_flight_.pop_back();
+  for (MultiplexedPost* post : posts_in_flight_.TakeAll()) delete post;
 }
 
 void MobileServiceMux::ProcessRequests(const GVectorRef<Request*>& batch, bool*) {
@@ -166,28 +165,28 @@ void MobileServiceMux::ProcessAnyActiveRequests() {
   const GVector<Request*> requests = std::move(active_requests_);
   UpdateRequestIds(requests);
   // From here on Cancel() finds the requests, from inside the factory too.
-  MultiplexedPost* post = &posts_in_flight_.emplace_back(requests, mux_post_additional_length());
-  const Posts::iterator position = std::prev(posts_in_flight_.end());
+  ScopedPtr<MultiplexedPost> post(new MultiplexedPost(requests, mux_post_additional_length()));
   bytes_sent_ = AddWrapping(bytes_sent_, post->FillPayload(header_request_));
   post->CreateTheHttpPost(factory_, *config_);
-  StartPost(position);
+  StartPost(post.release());
 }
 
-void MobileServiceMux::StartPost(Posts::iterator post) {
+void MobileServiceMux::StartPost(MultiplexedPost* post) {
   post->LogPostRequest();
   const long long number = next_post_number_++;
+  post->set_number(number);
   if (HttpRequestInterface* request = post->post_request()) {
-    posts_by_request_[request] = {post, number};
+    posts_in_flight_.Set(request, post);
     if (request->Start(this) == 0) return;
     // A transport that reports a failure from inside Start() has ended the post already.
-    const auto found = posts_by_request_.find(request);
-    if (found == posts_by_request_.end() || found->second.number != number) return;
+    const MultiplexedPost* found = posts_in_flight_.Find(request);
+    if (found == nullptr || found->number() != number) return;
   }
   // The transport will not call back. The requests fail like those of any other POST that does not
   // get through, but not from inside their submission.
   RequestInterface* wait = queue_->NewDeferredRequest(0);
   post->set_start_failure(wait);
-  posts_by_request_[wait] = {post, number};
+  posts_in_flight_.Set(wait, post);
   wait->Start(this);
 }
 
@@ -232,29 +231,24 @@ void MobileServiceMux::OnRequestFailed(RequestInterface* request) {
 }
 
 void MobileServiceMux::EndPost(const RequestInterface* request, bool is_complete) {
-  const auto found = posts_by_request_.find(request);
-  if (found == posts_by_request_.end()) return;
   const CallOut call_out(&calls_out_);
   // Out of flight; it goes when all have been told.
-  Posts ended;
-  ended.splice(ended.end(), posts_in_flight_, found->second.post);
-  MultiplexedPost* post = &ended.front();
-  posts_by_request_.erase(found);
+  const ScopedPtr<MultiplexedPost> post(posts_in_flight_.Take(request));
+  if (!post) return;
   const bool was_started = request != post->start_failure();
   // Seldom there are both.
   const RequestInterface* other = was_started ? post->start_failure() : post->post_request();
-  if (other != nullptr) posts_by_request_.erase(other);
+  if (other != nullptr) posts_in_flight_.Take(other);
   // Whatever becomes of the wait, it deletes itself.
   if (!was_started) post->set_start_failure(nullptr);
 
-  Telling telling(post);
+  Telling telling(post.get());
   if (!is_complete || !was_started) {
-    HandleFailedPost(post, &telling);
-  } else if (!MaybeRequeueRequestsOnWrongContentType(post, &telling)) {
-    HandleReply(post, &telling);
+    HandleFailedPost(post.get(), &telling);
+  } else if (!MaybeRequeueRequestsOnWrongContentType(post.get(), &telling)) {
+    HandleReply(post.get(), &telling);
   }
   post->FinishPosting();
-  ended.clear();
   telling.Rethrow();
 }
 

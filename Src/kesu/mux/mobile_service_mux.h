@@ -1,19 +1,14 @@
 #ifndef KESU_MUX_MOBILE_SERVICE_MUX_H_
 #define KESU_MUX_MOBILE_SERVICE_MUX_H_
 
-#include <functional>
-#include <list>
-#include <unordered_map>
-#include <utility>
-
 #include "kesu/common/base/clock_interface.h"
-#include "kesu/common/base/gallocator.h"
 #include "kesu/common/base/request_interface.h"
 #include "kesu/common/base/vector.h"
 #include "kesu/mux/header_request.h"
 #include "kesu/mux/http_request_factory.h"
 #include "kesu/mux/multiplexed_post.h"
 #include "kesu/mux/mux_config.h"
+#include "kesu/mux/post_index.h"
 #include "kesu/mux/request.h"
 #include "kesu/mux/request_list.h"
 #include "kesu/mux/request_scheduler.h"
@@ -107,24 +102,13 @@ class MobileServiceMux : public common_base::RequesterInterface,
                    common_base::ClockInterface* clock, HeaderRequest* header_request,
                    MuxConfig* config);
 
-  /// In the order in which they were made.
-  using Posts = std::list<MultiplexedPost, common_base::GAllocator<MultiplexedPost>>;
-  struct PostEntry {
-    Posts::iterator post;
-    /// Of this post alone, whatever is made later at the same address.
-    long long number;
-  };
-  using PostIndex = std::unordered_map<
-      const common_base::RequestInterface*, PostEntry,
-      std::hash<const common_base::RequestInterface*>, std::equal_to<>,
-      common_base::GAllocator<std::pair<const common_base::RequestInterface* const, PostEntry>>>;
   class Telling;
 
   void ProcessPendingRequests();
   void SelectPendingRequestsUptoMaximumSize();
   void ProcessAnyActiveRequests();
   void UpdateRequestIds(const common_base::GVectorRef<Request*>& requests);
-  void StartPost(Posts::iterator post);
+  void StartPost(MultiplexedPost* post);
 
   void EndPost(const common_base::RequestInterface* request, bool is_complete);
   bool MaybeRequeueRequestsOnWrongContentType(MultiplexedPost* post, Telling* telling);
@@ -148,13 +132,12 @@ class MobileServiceMux : public common_base::RequesterInterface,
   common_base::ClockInterface* clock_;
   common_base::GVector<Request*> active_requests_;
   RequestList pending_requests_;
-  Posts posts_in_flight_;
+  /// Owned, by the request that ends each: its HTTP request, or the wait that stands in for one.
+  PostIndex posts_in_flight_;
 
   common_base::RequestQueueInterface* queue_;
   /// The entries of `pending_requests_` before this one have been taken.
   int next_pending_ = 0;
-  /// By the request that ends each: its HTTP request, or the wait that stands in for one.
-  PostIndex posts_by_request_;
   long long next_post_number_ = 0;
   /// How many calls of transports and listeners are under way.
   int calls_out_ = 0;

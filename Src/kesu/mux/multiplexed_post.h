@@ -47,6 +47,10 @@ class MultiplexedPost : public common_base::HeapObject {
   /// Null when the factory made none.
   HttpRequestInterface* post_request() const { return post_request_; }
 
+  /// Of this post alone, whatever is made later at the same address.
+  long long number() const { return number_; }
+  void set_number(long long number) { number_ = number; }
+
   /// The wait after which a POST that could not be started is reported as failed; owned.
   common_base::RequestInterface* start_failure() const { return start_failure_; }
   void set_start_failure(common_base::RequestInterface* wait) { start_failure_ = wait; }
@@ -65,6 +69,7 @@ class MultiplexedPost : public common_base::HeapObject {
   RequestList muxed_requests_{RequestList::Of::kPost};
   HttpRequestFactory::StatusInfo post_error_;
   common_base::RequestInterface* start_failure_ = nullptr;
+  long long number_ = 0;
 };
 
 }  // namespace common_kesu

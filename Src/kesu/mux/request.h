@@ -65,10 +65,11 @@ class Request : public Block {
  private:
   friend class RequestPlace;
 
+  /// Where the ring of its places begins and ends. Beside the listener, since both are needed to
+  /// tell it.
+  RequestPlaceLink places_;
   ListenerInterface* listener_ = nullptr;
   common_base::GVector<unsigned char> chunk_buffer_;
-  /// Where the ring of its places begins and ends.
-  RequestPlaceLink places_;
 };
 
 }  // namespace common_kesu
