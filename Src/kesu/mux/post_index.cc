@@ -9,6 +9,7 @@ using common_base::GAllocator;
 using common_base::RequestInterface;
 
 void PostIndex::Set(const RequestInterface* request, MultiplexedPost* post) {
+  if (count_ == 0 && slots_.size() > kKeptSlots) slots_ = Slots();
   // At most seven slots of eight are taken, so that each search ends, and soon.
   if ((count_ + 1) * 8 > slots_.size() * 7) Grow();
   Slot& slot = slots_[SlotOf(request)];

@@ -16,8 +16,7 @@ namespace common_kesu {
 ///
 /// A hash table with linear probing, whose slots lie close together: when many thousand POSTs end
 /// in an order that nothing foretells, each one costs what it takes to fetch its memory, and a
-/// table of nodes has twice as much to fetch. It keeps its room, some 20 bytes for each of the most
-/// POSTs that were there at once.
+/// table of nodes has twice as much to fetch.
 class PostIndex {
  public:
   /// Null if there is none.
@@ -38,6 +37,9 @@ class PostIndex {
   using Slots = std::vector<Slot, common_base::GAllocator<Slot>>;
 
   static constexpr std::size_t kFewestSlots = 16;
+  /// A larger table goes with the POST after all have ended. With the last one that ends it would be
+  /// the allocator's occasion to join what the others left, in one go.
+  static constexpr std::size_t kKeptSlots = 1024;
 
   /// Where the search for a request begins. The number of slots is a power of two.
   std::size_t HomeOf(const common_base::RequestInterface* request) const {

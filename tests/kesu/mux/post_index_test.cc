@@ -21,14 +21,14 @@ struct Ender final : common_base::RequestInterface {
 }  // namespace
 
 TEST_CASE("each POST is found by its request and by no other, however many come and go") {
-  // As many as make every size of the table up to 1024 as full as it gets, and come back to few.
-  constexpr unsigned kEnders = 800;
+  // As many as fill tables of more than the size that is kept.
+  constexpr unsigned kEnders = 1700;
   std::array<Ender, kEnders> enders;
   std::vector<std::unique_ptr<MultiplexedPost>> posts;
   common_kesu::PostIndex index;
   std::map<const Ender*, MultiplexedPost*> expected;
   std::minstd_rand random(1);
-  for (int step = 0; step < 40000; ++step) {
+  for (int step = 0; step < 45000; ++step) {
     const Ender* ender = &enders[random() % (step % 10000 < 5000 ? kEnders : 5)];
     if (random() % 8 < (step % 2000 < 1000 ? 6 : 2)) {
       if (posts.size() < 100) {
@@ -44,11 +44,15 @@ TEST_CASE("each POST is found by its request and by no other, however many come 
       CHECK(index.Take(ender) == (found == expected.end() ? nullptr : found->second));
       expected.erase(ender);
     }
-    if (step % 100 != 0) continue;
+    if (step % 1000 != 999) continue;
+    const bool is_end = step % 10000 == 9999;
     for (const Ender& any : enders) {
       const auto found = expected.find(&any);
-      REQUIRE(index.Find(&any) == (found == expected.end() ? nullptr : found->second));
+      MultiplexedPost* post = found == expected.end() ? nullptr : found->second;
+      REQUIRE(index.Find(&any) == post);
+      if (is_end) CHECK(index.Take(&any) == post);
     }
+    if (is_end) expected.clear();
   }
   std::vector<MultiplexedPost*> newest_first;
   for (const auto& [ender, post] : expected) newest_first.push_back(post);
