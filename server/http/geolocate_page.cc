@@ -13,6 +13,11 @@
 namespace kesu_server {
 namespace {
 
+/// Whether a first cell that is not known may be answered with its area.
+bool AllowsArea(const Json& call) {
+  return Member(Member(call, "fallbacks"), "lacf") != Json(false);
+}
+
 class GeolocateWork final : public Inquirer<Reply> {
  public:
   explicit GeolocateWork(std::string_view body) : body_(body) {}
@@ -26,6 +31,7 @@ class GeolocateWork final : public Inquirer<Reply> {
     observations_ = ReadJsonStations(json);
     if (observations_.empty()) return Answer({});
     inquiry->keys = KeysOf(observations_);
+    if (!AllowsArea(json)) inquiry->keys.resize(observations_.size());
     return std::nullopt;
   }
 

@@ -26,7 +26,7 @@ FOUND = [
 # Where the first cell is not known, or not said, the area of the cells stands for it.
 IN_AREA = [
     {"cellTowers": [{**CELL, "cellId": 9}]}, {"cellTowers": [{**CELL, "cellId": None}]},
-    {"homeMobileCountryCode": 1, "homeMobileNetworkCode": 1, "fallbacks": {"ipf": False},
+    {"homeMobileCountryCode": 1, "homeMobileNetworkCode": 1, "fallbacks": {"ipf": False, "lacf": 0},
      "cellTowers": [{"locationAreaCode": 1}]},
     {"cellTowers": [{**CELL, "cellId": 10}, {**CELL, "cellId": 9}]}]
 UNKNOWN = [
@@ -91,6 +91,11 @@ class JsonCalls(unittest.TestCase):
                     status, answer = self.call("POST", "/v1/geolocate", json.dumps(call).encode())
                     self.assertEqual(status, 200, call)
                     answers.append((*answer["location"].values(), answer["accuracy"]))
+                for call in IN_AREA:
+                    exact = json.dumps({**call, "fallbacks": {"lacf": False}}).encode()
+                    self.assertEqual(self.call("POST", "/v1/geolocate", exact)[0], 404, call)
+                known = json.dumps({**IN_AREA[0], "cellTowers": [CELL], "fallbacks": {"lacf": False}})
+                self.assertEqual(self.call("POST", "/v1/geolocate", known.encode())[0], 200)
                 for latitude, longitude, accuracy in answers:
                     self.assertAlmostEqual(latitude, 52.05, 5)
                     self.assertAlmostEqual(longitude, 13, 5)
