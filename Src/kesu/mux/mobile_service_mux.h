@@ -108,6 +108,7 @@ class MobileServiceMux : public common_base::RequesterInterface,
   void SelectPendingRequestsUptoMaximumSize();
   void ProcessAnyActiveRequests();
   void UpdateRequestIds(const common_base::GVectorRef<Request*>& requests);
+  /// Becomes the owner of `post`.
   void StartPost(MultiplexedPost* post);
 
   void EndPost(const common_base::RequestInterface* request, bool is_complete);
