@@ -11,7 +11,9 @@
 namespace kesu_server {
 namespace {
 
-constexpr std::size_t kMostWaiting = 20'000;
+constexpr std::size_t kMostWaiting = 50'000;
+/// So many are written at once. Fewer wait, since those of one station are learned together.
+constexpr std::size_t kManyWaiting = 10'000;
 constexpr std::size_t kBatch = 500;
 /// A batch that cannot be written is tried so often, with the second between writes before each.
 constexpr int kTries = 3;
@@ -33,6 +35,7 @@ Learner::~Learner() {
 
 void Learner::Teach(const std::vector<Lesson>& lessons) {
   const std::lock_guard<std::mutex> lock(mutex_);
+  const std::size_t waited = waiting_.size();
   for (const Lesson& lesson : lessons) {
     if (!(WeightOf(lesson) > 0)) continue;
     ++counts_->received;
@@ -42,13 +45,16 @@ void Learner::Teach(const std::vector<Lesson>& lessons) {
       ++counts_->dropped;
     }
   }
+  if (waited < kManyWaiting && waiting_.size() >= kManyWaiting) wake_.notify_one();
 }
 
 void Learner::Run() {
   std::unique_lock<std::mutex> lock(mutex_);
   bool is_last = false;
   while (!is_last) {
-    is_last = wake_.wait_for(lock, kBetweenWrites, [this] { return is_ending_; });
+    wake_.wait_for(lock, kBetweenWrites,
+                   [this] { return is_ending_ || waiting_.size() >= kManyWaiting; });
+    is_last = is_ending_;
     std::vector<Lesson> lessons = std::exchange(waiting_, {});
     lock.unlock();
     Write(std::move(lessons));

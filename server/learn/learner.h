@@ -28,9 +28,9 @@ struct LessonCounts {
   Count blocked_stations;
 };
 
-/// Collects lessons and writes them from a thread of its own, at most once a second, so that no
-/// answer waits for a database that others write, too. Belongs to one process; the thread starts
-/// with it, so not before a fork.
+/// Collects lessons and writes them from a thread of its own, once a second or when there are many,
+/// so that no answer waits for a database that others write, too. Belongs to one process; the
+/// thread starts with it, so not before a fork.
 class Learner {
  public:
   /// Called in the learner's thread. Null where the storage cannot be opened, for now.
@@ -43,7 +43,7 @@ class Learner {
   /// Writes what has been collected, and ends the thread.
   ~Learner();
 
-  /// Never waits for the storage. Lessons beyond 20,000 that wait to be written are dropped.
+  /// Never waits for the storage. Lessons beyond 50,000 that wait to be written are dropped.
   void Teach(const std::vector<Lesson>& lessons);
 
  private:

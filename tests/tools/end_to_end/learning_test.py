@@ -30,6 +30,9 @@ class Learning(unittest.TestCase):
             with kesu_server("--learn", *database) as (server, _):
                 self.assertEqual(fleet(server, "locate", 10).split()[0], "0")
                 fleet(server, "teach", LESSONS)
+                # However fast they come.
+                self.assertIn("\nkesu_lessons_dropped_total 0\n",
+                              urlopen(f"{server}/metrics").read().decode())
             # What was learned is there after the end of the server that learned it.
             with kesu_server(*database) as (server, _):
                 report = fleet(server, "locate", LOOKUPS)
