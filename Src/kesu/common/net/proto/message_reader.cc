@@ -11,9 +11,6 @@
 #include "kesu/common/net/proto/varint.h"
 #include "kesu/common/net/proto/wire_type.h"
 
-// What runs for every value: together in one function, which keeps where it is in registers.
-#define KESU_HOT [[gnu::always_inline]] inline
-
 // Readers take where the bytes start and end, and yield where they have read to, or null: then the
 // bytes ended too soon, or something was refused.
 namespace common_net_proto {

@@ -53,7 +53,7 @@ class BackwardBuffer {
     first_ -= count;
     return first_;
   }
-  [[gnu::always_inline]] void PutVarint(unsigned long long value) {
+  KESU_HOT void PutVarint(unsigned long long value) {
     if (value >= kContinuationBit || first_ == begin_) return PutLongVarint(value);
     *--first_ = static_cast<unsigned char>(value);
   }
