@@ -113,7 +113,7 @@ struct Asking {
 
   /// Whether it was sent: waits for the end that it then has.
   bool IsSent() const {
-    const gint64 deadline_us = g_get_monotonic_time() + 10 * G_USEC_PER_SEC;
+    const gint64 deadline_us = g_get_monotonic_time() + 10 * gint64{G_USEC_PER_SEC};
     while (error.empty() && g_get_monotonic_time() < deadline_us) {
       Iterate();
       g_usleep(100);
