@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <doctest/doctest.h>
+#include <malloc.h>
 
 namespace {
 
@@ -62,4 +63,12 @@ TEST_CASE("each POST is found by its request and by no other, however many come 
   const auto taken = index.TakeAll();
   CHECK(std::equal(taken.begin(), taken.end(), newest_first.begin(), newest_first.end()));
   CHECK(index.TakeAll().empty());
+
+  // No room is kept for what has gone.
+  const std::size_t heap_bytes = mallinfo2().uordblks;
+  for (int i = 0; i < 10000; ++i) {
+    for (int twice = 0; twice < 2; ++twice) index.Set(&enders[0], posts[0].get());
+    index.Take(&enders[0]);
+  }
+  CHECK(mallinfo2().uordblks <= heap_bytes + 1024);
 }
