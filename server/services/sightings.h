@@ -18,8 +18,8 @@ std::optional<StationKey> AreaOfServingCell(const std::vector<Observation>& obse
 /// of the cell that comes first, if there is one.
 std::vector<StationKey> KeysOf(const std::vector<Observation>& observations);
 
-/// The observations of known stations. `stations` has one entry for each of KeysOf(), perhaps without
-/// that of the area. Where none is known the area stands for its cell.
+/// The observations of known stations. `stations` has one entry for each of KeysOf(), perhaps
+/// without that of the area. Where none is known the area stands for its cell.
 std::vector<Sighting> SightingsOf(const std::vector<Observation>& observations,
                                   std::span<const std::optional<Station>> stations);
 

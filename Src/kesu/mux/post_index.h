@@ -37,8 +37,8 @@ class PostIndex {
   using Slots = std::vector<Slot, common_base::GAllocator<Slot>>;
 
   static constexpr std::size_t kFewestSlots = 16;
-  /// A larger table goes with the POST after all have ended. With the last one that ends it would be
-  /// the allocator's occasion to join what the others left, in one go.
+  /// A larger table goes with the POST after all have ended. With the last one that ends it would
+  /// be the allocator's occasion to join what the others left, in one go.
   static constexpr std::size_t kKeptSlots = 1024;
 
   /// Where the search for a request begins. The number of slots is a power of two.
