@@ -11,7 +11,7 @@
 namespace kesu_server {
 namespace {
 
-constexpr std::size_t kMostWaiting = 50'000;
+constexpr std::size_t kMostWaiting = 100'000;
 /// So many are written at once. Fewer wait, since those of one station are learned together.
 constexpr std::size_t kManyWaiting = 10'000;
 constexpr std::size_t kBatch = 500;

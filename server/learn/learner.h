@@ -43,7 +43,7 @@ class Learner {
   /// Writes what has been collected, and ends the thread.
   ~Learner();
 
-  /// Never waits for the storage. Lessons beyond 50,000 that wait to be written are dropped.
+  /// Never waits for the storage. Lessons beyond 100,000 that wait to be written are dropped.
   void Teach(const std::vector<Lesson>& lessons);
 
  private:
